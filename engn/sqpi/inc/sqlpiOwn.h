@@ -1,0 +1,46 @@
+/* Owning types: what the library takes is given back at the end of the scope. Internal. */
+#ifndef SQLPI_OWN_H
+#define SQLPI_OWN_H
+
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "memoryPool.h"
+#include "sqlpiPolicyBase.h"
+
+/* An element tree. */
+using sqlpiTree = std::unique_ptr<SQLPIPolicyElement>;
+
+/* A block of the default pool. */
+struct sqlpiFreeBlock {
+    const char* tag;
+    void operator()(char* block) const noexcept { sqlofmblkEx(block, tag, 0); }
+};
+using sqlpiBlock = std::unique_ptr<char, sqlpiFreeBlock>;
+
+/* An object from the engine's plain allocation; null when there is no memory. An exception of the constructor passes
+ * through after the memory has been given back. */
+template <class Object>
+struct sqlpiDestroyPlain {
+    void operator()(Object* object) const noexcept {
+        object->~Object();
+        _ossMemFree(object);
+    }
+};
+template <class Object>
+using sqlpiPlain = std::unique_ptr<Object, sqlpiDestroyPlain<Object>>;
+
+template <class Object, class... Arguments>
+sqlpiPlain<Object> sqlpiMakePlain(Arguments&&... arguments) {
+    struct FreeMemory {
+        void operator()(void* memory) const noexcept { _ossMemFree(memory); }
+    };
+    std::unique_ptr<void, FreeMemory> memory(_ossMemAlloc(sizeof(Object)));
+    if (memory == nullptr) return nullptr;
+    auto* object = ::new (memory.get()) Object(std::forward<Arguments>(arguments)...);
+    memory.release();
+    return sqlpiPlain<Object>(object);
+}
+
+#endif

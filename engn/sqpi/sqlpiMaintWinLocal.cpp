@@ -1,0 +1,118 @@
+#include "sqlpiMaintWinLocal.h"
+
+#include <algorithm>
+#include <ctime>
+
+namespace {
+
+/* No zone has moved its clocks by more since the epoch (Kwajalein in 1993, Samoa in 2011). */
+constexpr int64_t LONGEST_SHIFT = SQLPI_DAY_SECONDS;
+
+/* No zone changes its clocks and takes that back within fewer days. The shortest time between the two is an hour less
+ * than a week (Recife in 2000, Gaza in years to come). */
+constexpr int64_t STEADY_DAYS = 6;
+
+int32_t hourOf(const sqlpiLocalMoment& moment) {
+    return moment.timeOfDay() / 3600;
+}
+
+}  // namespace
+
+sqlpiLocalClock::sqlpiLocalClock() noexcept {
+    tzset();
+}
+
+bool sqlpiLocalClock::at(int64_t seconds, sqlpiLocalMoment* moment) const noexcept {
+    const time_t platformTime = seconds;
+    tm time;
+    if (localtime_r(&platformTime, &time) == nullptr) return false;
+    const int64_t day = sqlpiDayNumber(int64_t{time.tm_year} + 1900, time.tm_mon + 1, time.tm_mday);
+    moment->seconds = seconds;
+    moment->local = day * SQLPI_DAY_SECONDS + time.tm_hour * 3600 + time.tm_min * 60 + time.tm_sec;
+    moment->dst = time.tm_isdst > 0;
+    return true;
+}
+
+/* mktime's way: guess, correct the guess by the error of its local time, until there is none or the guesses go back and
+ * forth over a gap. Then the one with another flag than the wanted one is the answer, or, with none wanted, the one in
+ * daylight-saving time. */
+bool sqlpiLocalClock::probe(int64_t local, Flag wanted, int64_t offset, sqlpiLocalMoment* moment) const noexcept {
+    constexpr int mostProbes = 6;
+    int64_t guess = local - offset;
+    int64_t last = guess;
+    int64_t beforeLast = guess;
+    bool lastDst = false;
+    for (int probes = 0; probes < mostProbes; ++probes) {
+        if (!at(guess, moment)) return false;
+        const int64_t error = local - moment->local;
+        if (error == 0) return true;
+        const bool backAndForth = guess == beforeLast && guess != last;
+        const bool takesThis = wanted == Flag::any ? !lastDst || moment->dst : (wanted == Flag::dst) != moment->dst;
+        if (backAndForth && takesThis) return true;
+        beforeLast = last;
+        last = guess;
+        lastDst = moment->dst;
+        guess += error;
+    }
+    return false;
+}
+
+bool sqlpiLocalClock::resolve(const sqlpiLocalAsk& ask, int64_t offset, bool again,
+                              sqlpiLocalMoment* moment) const noexcept {
+    // Like a leap second, seconds past 59 are added to the moment that has been found.
+    const int32_t excess = std::max(ask.time.second - 59, 0);
+    const int64_t local =
+        ask.day * SQLPI_DAY_SECONDS + ask.time.hour * 3600 + ask.time.minute * 60 + (ask.time.second - excess);
+    if (excess == 0 && isSteady(local - steady_.offset())) {
+        *moment = {local - steady_.offset(), local, steady_.dst};
+        return true;
+    }
+    const auto addExcess = [&] { return excess == 0 || at(moment->seconds + excess, moment); };
+    if (!probe(local, Flag::any, offset, moment)) return false;
+    const bool exists = moment->local == local;
+    const int64_t foundOffset = local - moment->seconds;
+    if (!addExcess()) return false;
+    if (exists || !again || hourOf(*moment) == ask.time.hour) return true;
+    return probe(local, moment->dst ? Flag::dst : Flag::standard, foundOffset, moment) && addExcess();
+}
+
+bool sqlpiLocalClock::resolve(const sqlpiLocalAsk& ask, int64_t offset, sqlpiLocalMoment* moment) const noexcept {
+    return resolve(ask, offset, true, moment);
+}
+
+bool sqlpiLocalClock::resolveOnce(const sqlpiLocalAsk& ask, int64_t offset, sqlpiLocalMoment* moment) const noexcept {
+    return resolve(ask, offset, false, moment);
+}
+
+bool sqlpiLocalClock::isSteady(int64_t seconds) const noexcept {
+    return seconds >= steady_.seconds + LONGEST_SHIFT && seconds <= steadyUntil_ - LONGEST_SHIFT;
+}
+
+void sqlpiLocalClock::lookAhead(const sqlpiLocalMoment& moment) noexcept {
+    if (moment.seconds < changeBefore_ || steadyDays(moment) > 0) return;
+    if (moment.seconds > steadyUntil_) {
+        steady_ = moment;
+        steadyUntil_ = moment.seconds;
+    }
+    const auto isSteadyAfter = [&](int64_t days) {
+        sqlpiLocalMoment later;
+        return at(steadyUntil_ + days * SQLPI_DAY_SECONDS, &later) && later.offset() == steady_.offset() &&
+               later.dst == steady_.dst;
+    };
+    int64_t steadyDays = STEADY_DAYS;
+    if (!isSteadyAfter(STEADY_DAYS)) {
+        steadyDays = 0;
+        int64_t changedDays = STEADY_DAYS;
+        while (changedDays - steadyDays > 1) {
+            const int64_t middle = (steadyDays + changedDays) / 2;
+            (isSteadyAfter(middle) ? steadyDays : changedDays) = middle;
+        }
+        changeBefore_ = steadyUntil_ + changedDays * SQLPI_DAY_SECONDS;
+    }
+    steadyUntil_ += steadyDays * SQLPI_DAY_SECONDS;
+}
+
+int64_t sqlpiLocalClock::steadyDays(const sqlpiLocalMoment& moment) const noexcept {
+    if (moment.seconds < steady_.seconds) return 0;
+    return std::max<int64_t>((steadyUntil_ - LONGEST_SHIFT - moment.seconds) / SQLPI_DAY_SECONDS, 0);
+}

@@ -1,0 +1,289 @@
+#include "sqlpiMaintWinSearch.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+namespace {
+
+constexpr int64_t HORIZON_YEARS = 5;
+
+/* No zone has set its clocks back by more in one step since the epoch (Vostok in 1994: 7 hours), so that no days in a
+ * row last longer than 24 hours each and this. */
+constexpr int64_t LONGEST_SETBACK = 8 * 3600;
+
+/* After that many days of a 24-hour window, looking ahead for clock changes costs less than asking for each day. */
+constexpr int32_t DAYS_BEFORE_LOOKING_AHEAD = 4;
+
+sqlpiMaintWindowTime timeOfSeconds(int32_t seconds) {
+    return {static_cast<uint8_t>(seconds / 3600), static_cast<uint8_t>(seconds / 60 % 60),
+            static_cast<uint8_t>(seconds % 60)};
+}
+
+/* Whether a zone has moved its clocks forward between two moments other than for daylight-saving time. Somewhere in
+ * between, times of day then do not exist, to which the platform gives no moment. */
+bool haveClocksLeapt(const sqlpiLocalMoment& from, const sqlpiLocalMoment& to) {
+    const int64_t difference = to.offset() - from.offset();
+    if (from.dst == to.dst) return difference > 0;
+    const int64_t size = std::abs(difference);
+    return size != 1800 && size != 3600 && size != 7200;
+}
+
+}  // namespace
+
+int32_t sqlpiReduceDuration(int32_t remaining, int64_t length) noexcept {
+    using Range = std::numeric_limits<int32_t>;
+    return static_cast<int32_t>(std::clamp<int64_t>(remaining - length, Range::min(), Range::max()));
+}
+
+bool sqlpiIsAlwaysOpen(const sqlpiMaintWindowInfo& info, const sqlpiDayMasks& masks) noexcept {
+    return info.defined && info.endDateTime.boundKind == MAINT_WINDOW_THISANDFUTURE &&
+           info.startTime.hour == info.endTime.hour && info.startTime.minute == info.endTime.minute &&
+           info.startTime.second == info.endTime.second && masks.selectsWholeYear(SQLPI_LEAP_YEAR);
+}
+
+/* Where the walk stands. */
+struct sqlpiMaintWinSearch::Walk {
+    sqlpiLocalMoment position = {};  // on the day to look at, at the window's start or later
+    int64_t day = 0;                 // the day the masks are asked about
+    int64_t lastDay = 0;             // days from this one on need not be looked at
+    int32_t remaining = 0;           // of the least duration, after the days of the stretch so far
+    int32_t daysTaken = 0;           // 24-hour days, up to DAYS_BEFORE_LOOKING_AHEAD
+    bool lookBack = false;           // `day` is the one before the position's
+    bool stepped = false;            // the position is where an earlier step led
+    bool tooShortSeen = false;       // a day's window was too short ..
+    bool tooShortNow = false;        // .. this step's
+    bool carrying = false;           // a stretch of 24-hour days has begun that is not yet long enough
+    bool extending = false;          // a stretch of 24-hour days is long enough and goes on
+    sqlpiStretch stretch = {};
+
+    bool isInStretch() const noexcept { return carrying || extending; }
+};
+
+sqlpiMaintWinSearch::sqlpiMaintWinSearch(const sqlpiMaintWindowInfo& info) noexcept
+    : info_(info),
+      start_(sqlpiTimeOfDay(info.startTime)),
+      end_(sqlpiTimeOfDay(info.endTime)),
+      sameTime_(start_ == end_),
+      regular_(info.startTime.hour < 24 && info.startTime.minute < 60 && info.startTime.second < 60),
+      masks_(info),
+      alwaysOpen_(sqlpiIsAlwaysOpen(info, masks_)) {
+    possible_ =
+        info.defined &&
+        (info.startDateTime.boundKind == MAINT_WINDOW_THISANDPRIOR || readLimit(info.startDateTime, &startLimit_)) &&
+        (info.endDateTime.boundKind == MAINT_WINDOW_THISANDFUTURE || readLimit(info.endDateTime, &endLimit_));
+}
+
+bool sqlpiMaintWinSearch::hasLocalTime(int64_t moment) const noexcept {
+    sqlpiLocalMoment ignored;
+    return clock_.at(moment, &ignored);
+}
+
+/* A limit that occurs twice is the first of the two: it is read with the offset of the day before. */
+bool sqlpiMaintWinSearch::readLimit(const sqlpiMaintWindowDateTime& limit,
+                                    std::optional<sqlpiLocalMoment>* moment) const noexcept {
+    const sqlpiLocalAsk ask = {sqlpiDayNumber(limit.year, limit.month, limit.day),
+                               {limit.hour, limit.minute, limit.second}};
+    const int64_t utc = ask.day * SQLPI_DAY_SECONDS + sqlpiTimeOfDay(ask.time);
+    sqlpiLocalMoment dayBefore;
+    sqlpiLocalMoment found;
+    if (!clock_.at(utc - SQLPI_DAY_SECONDS, &dayBefore) || !clock_.resolve(ask, dayBefore.offset(), &found))
+        return false;
+    *moment = found;
+    return found.seconds >= 0;
+}
+
+/* Sets the walk's first position: `now` or the start limit, moved to the window's start unless it lies within. */
+bool sqlpiMaintWinSearch::begin(Walk* walk, int64_t now) const noexcept {
+    sqlpiLocalMoment& position = walk->position;
+    if (!clock_.at(now, &position)) return false;
+    if (startLimit_ && now < startLimit_->seconds) position = *startLimit_;
+    if (position.seconds < 0) return false;
+
+    const int64_t day = position.day();
+    const int32_t time = position.timeOfDay();
+    sqlpiLocalAsk moved = {day, info_.startTime};
+    bool moves = false;
+    if (start_ < end_) {
+        moves = time < start_ || time > end_;
+        if (time > end_) moved.day = day + 1;
+    } else if (start_ > end_ && time < start_) {
+        // Up to the end lies the tail of a window that began the evening before, if it could begin then.
+        moves = time > end_ || (startLimit_ && day == startLimit_->day());
+        walk->lookBack = !moves;
+    }
+    if (moves && (!clock_.resolve(moved, position.offset(), &position) || position.seconds < 0)) return false;
+
+    walk->day = position.day();
+    walk->lastDay = endLimit_ ? std::min(endLimit_->day() + 2, walk->day + SQLPI_CALENDAR_CYCLE)
+                              : sqlpiDayNumber(sqlpiDateOfDay(walk->day).year + HORIZON_YEARS + 1, 1, 1);
+    if (walk->lookBack) {
+        sqlpiLocalMoment before;
+        const bool exists = clock_.resolve({day - 1, timeOfSeconds(time)}, position.offset(), &before);
+        walk->day = exists ? before.day() : day - 1;
+    }
+    return true;
+}
+
+bool sqlpiMaintWinSearch::isBeforeEnd(const Walk& walk) const noexcept {
+    return endLimit_ ? walk.position.seconds < endLimit_->seconds : walk.position.day() < walk.lastDay;
+}
+
+/* The end of the window in which `position` lies, or which starts there; -1 when the platform has no such moment. */
+int64_t sqlpiMaintWinSearch::windowEnd(const sqlpiLocalMoment& position) const noexcept {
+    sqlpiLocalAsk ask = {position.day(), info_.endTime};
+    if (start_ < end_) {
+        if (endLimit_ && ask.day == endLimit_->day() && endLimit_->timeOfDay() < end_)
+            ask.time = timeOfSeconds(endLimit_->timeOfDay());
+    } else if (sameTime_ || position.timeOfDay() >= start_) {
+        ++ask.day;
+    }
+    sqlpiLocalMoment end;
+    return clock_.resolve(ask, position.offset(), &end) ? end.seconds : -1;
+}
+
+/* Looks at the window on a selected day. Returns false when that ends the search: with the walk's stretch or, when it
+ * is the second that is too short, with an empty one. */
+bool sqlpiMaintWinSearch::takeDay(Walk* walk) const noexcept {
+    const int64_t start = walk->position.seconds;
+    const int64_t end = windowEnd(walk->position);
+    const int64_t length = end - start;
+    if (!walk->isInStretch()) walk->stretch = {start, 0};
+    if (length >= walk->remaining) {
+        walk->stretch.end = end;
+        walk->extending = sameTime_;
+        return sameTime_;
+    }
+    if (sameTime_) {
+        walk->remaining = sqlpiReduceDuration(walk->remaining, length);
+        walk->carrying = true;
+        return true;
+    }
+    walk->tooShortNow = !walk->tooShortSeen;
+    walk->tooShortSeen = true;
+    return walk->tooShortNow;
+}
+
+/* Takes at once the 24-hour days from a selected one on that are selected, surely 24 hours long, and all lengthen the
+ * stretch or all carry on. Returns false when there are none. */
+bool sqlpiMaintWinSearch::takeSteadyDays(Walk* walk) noexcept {
+    if (!sameTime_ || !regular_ || walk->position.timeOfDay() != start_) return false;
+    if (walk->daysTaken < DAYS_BEFORE_LOOKING_AHEAD) {
+        ++walk->daysTaken;
+        return false;
+    }
+    if (walk->extending && walk->remaining > SQLPI_DAY_SECONDS) return false;
+    clock_.lookAhead(walk->position);
+    int64_t days = clock_.steadyDays(walk->position);
+    if (!walk->extending) days = std::min<int64_t>(days, (walk->remaining - 1) / SQLPI_DAY_SECONDS);
+    if (days <= 0) return false;
+    const int64_t first = walk->position.day();
+    days = masks_.next(first + 1, std::min(first + days, walk->lastDay), false) - first;
+    if (days <= 0) return false;
+
+    const int64_t length = days * SQLPI_DAY_SECONDS;
+    if (walk->extending) {
+        walk->stretch.end = walk->position.seconds + length;
+    } else {
+        if (!walk->carrying) walk->stretch.start = walk->position.seconds;
+        walk->remaining = sqlpiReduceDuration(walk->remaining, length);
+        walk->carrying = true;
+    }
+    walk->position.seconds += length;
+    walk->position.local += length;
+    walk->day = walk->position.day();
+    return true;
+}
+
+/* Moves the position to the window's start on a later day, or on its own after a look back. */
+bool sqlpiMaintWinSearch::advance(Walk* walk, bool selected) const noexcept {
+    const int64_t offset = walk->position.offset();
+    const int64_t day = walk->position.day();
+    if (walk->lookBack) return step(walk, day, offset);
+    if (selected) return step(walk, day + 1, offset);
+
+    const int64_t target = nextSelected(*walk);
+    if (target >= walk->lastDay) return false;
+    const sqlpiDate date = sqlpiDateOfDay(day);
+    const int64_t next = masks_.selectsMonth(date.month) ? day + 1 : sqlpiDayNumber(date.year, date.month + 1, 1);
+    sqlpiLocalMoment before;
+    if (target > next && regular_ && standBefore(walk->position, target, &before) &&
+        !haveClocksLeapt(walk->position, before))
+        return step(walk, target, before.offset());
+    return step(walk, next, offset);
+}
+
+/* The next selected day; of a 24-hour window, the next that begins enough selected days in a row. */
+int64_t sqlpiMaintWinSearch::nextSelected(const Walk& walk) const noexcept {
+    int64_t day = masks_.next(walk.position.day() + 1, walk.lastDay, true);
+    if (!sameTime_ || !regular_) return day;
+    const int64_t enough = (walk.remaining - LONGEST_SETBACK + SQLPI_DAY_SECONDS - 1) / SQLPI_DAY_SECONDS;
+    while (enough > 1 && day < walk.lastDay) {
+        const int64_t end = masks_.next(day + 1, day + enough, false);
+        if (end == day + enough) break;
+        day = masks_.next(end, walk.lastDay, true);
+    }
+    return day;
+}
+
+/* Where a walk over the days stands last before it reaches `target`. It passes over an unselected month in one step. */
+bool sqlpiMaintWinSearch::standBefore(const sqlpiLocalMoment& position, int64_t target,
+                                      sqlpiLocalMoment* stand) const noexcept {
+    int64_t day = target - 1;
+    const sqlpiDate date = sqlpiDateOfDay(day);
+    if (!masks_.selectsMonth(date.month)) day = std::max(day - (date.day - 1), position.day());
+    return clock_.resolve({day, info_.startTime}, position.offset(), stand);
+}
+
+bool sqlpiMaintWinSearch::step(Walk* walk, int64_t day, int64_t offset) const noexcept {
+    const int64_t from = walk->position.seconds;
+    sqlpiLocalAsk ask = {day, info_.startTime};
+    sqlpiLocalMoment next;
+    if (!clock_.resolve(ask, offset, &next) || next.seconds < 0) return false;
+    if (next.seconds <= from && walk->stepped && !walk->tooShortNow) {
+        // The day begins in a clock change, and the platform's correction leads back to the evening where this step
+        // began: for ever, so do without it.
+        if (!clock_.resolveOnce(ask, offset, &next)) next.seconds = from;
+        while (next.seconds <= from) {
+            ++ask.day;
+            if (!clock_.resolve(ask, offset, &next) || next.seconds < 0) return false;
+        }
+    }
+    walk->position = next;
+    walk->day = next.day();
+    walk->lookBack = false;
+    walk->stepped = true;
+    return true;
+}
+
+bool sqlpiMaintWinSearch::findInside(int64_t now, int32_t minDuration, sqlpiStretch* found) noexcept {
+    Walk walk;
+    walk.remaining = minDuration;
+    if (!begin(&walk, now)) return false;
+    if (alwaysOpen_) {
+        *found = {walk.position.seconds, walk.position.seconds};
+        return true;
+    }
+    // A stretch of 24-hour days ends on a day that is not selected.
+    if (sameTime_ && endLimit_ && masks_.selectsWholeYear(SQLPI_LEAP_YEAR) &&
+        masks_.selectsWholeYear(SQLPI_LEAP_YEAR + 1))
+        return false;
+    while (isBeforeEnd(walk)) {
+        const bool selected = masks_.selects(walk.day);
+        if (selected && takeSteadyDays(&walk)) continue;
+        walk.tooShortNow = false;
+        bool ends = walk.extending;
+        if (selected) {
+            ends = !takeDay(&walk);
+        } else {
+            walk.carrying = false;  // a stretch is contiguous
+            walk.remaining = minDuration;
+        }
+        if (ends) {
+            *found = walk.stretch;
+            return walk.position.seconds > 0 && found->start > 0 && found->end > 0;
+        }
+        if (!advance(&walk, selected)) return false;
+    }
+    return false;
+}

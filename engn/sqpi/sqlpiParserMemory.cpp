@@ -1,0 +1,91 @@
+#include "sqlpiParserMemory.h"
+
+#include <new>
+#include <xercesc/util/OutOfMemoryException.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+
+namespace {
+constexpr const char* tag = "sqlpiPolicyCommonParser";
+}
+
+void* sqlpi_alloc_mem_debug(SQLO_MEM_POOL* pool, unsigned long size) noexcept {
+    return sqlogmblkEx(pool, size, tag, __LINE__);
+}
+
+void sqlpi_free_mem_debug(void* block) noexcept {
+    sqlofmblkEx(block, tag, __LINE__);
+}
+
+void* sqlpi_mem_manager::allocate(XMLSize_t size) {
+    return sqlpi_alloc_mem_debug(pool_, size);
+}
+
+void sqlpi_mem_manager::deallocate(void* block) {
+    sqlpi_free_mem_debug(block);
+}
+
+/* An exception may outlive the manager. */
+xercesc::MemoryManager* sqlpi_mem_manager::getExceptionMemoryManager() {
+    return xercesc::XMLPlatformUtils::fgMemoryManager;
+}
+
+xercesc::MemoryManager* sqlpi_call_memory::getExceptionMemoryManager() {
+    return xercesc::XMLPlatformUtils::fgMemoryManager;
+}
+
+sqlpi_call_memory::~sqlpi_call_memory() {
+    while (pieces_ != nullptr) giveBack(pieces_);
+}
+
+void* sqlpi_call_memory::allocate(XMLSize_t size) {
+    if (size > bound_) throw xercesc::OutOfMemoryException();
+    const size_t rounded = (size + granule - 1) / granule * granule;
+    if (rounded > largestSmall) {
+        Header* header = ::new (take(sizeof(Header) + rounded) + 1) Header{rounded};
+        return header + 1;
+    }
+    FreeBlock*& returned = returned_[rounded / granule];
+    if (returned != nullptr) {
+        FreeBlock* block = returned;
+        returned = block->next;
+        return block;
+    }
+    const size_t wanted = sizeof(Header) + (rounded == 0 ? granule : rounded);
+    if (wanted > freeSize_) {
+        const size_t chunk = chunk_ > wanted + sizeof(Piece) ? chunk_ - sizeof(Piece) : wanted;
+        free_ = reinterpret_cast<char*>(take(chunk) + 1);
+        freeSize_ = chunk;
+    }
+    Header* header = ::new (free_) Header{rounded};
+    free_ += wanted;
+    freeSize_ -= wanted;
+    return header + 1;
+}
+
+void sqlpi_call_memory::deallocate(void* block) {
+    if (block == nullptr) return;
+    Header* header = static_cast<Header*>(block) - 1;
+    if (header->size > largestSmall) {
+        giveBack(reinterpret_cast<Piece*>(header) - 1);
+        return;
+    }
+    FreeBlock*& returned = returned_[header->size / granule];
+    returned = ::new (block) FreeBlock{returned};
+}
+
+sqlpi_call_memory::Piece* sqlpi_call_memory::take(size_t size) {
+    const size_t whole = sizeof(Piece) + size;
+    void* memory = whole > bound_ - taken_ ? nullptr : source_.allocate(whole);
+    if (memory == nullptr) throw xercesc::OutOfMemoryException();
+    taken_ += whole;
+    pieces_ = ::new (memory) Piece{nullptr, pieces_, whole};
+    if (pieces_->next != nullptr) pieces_->next->previous = pieces_;
+    return pieces_;
+}
+
+void sqlpi_call_memory::giveBack(Piece* piece) noexcept {
+    (piece->previous == nullptr ? pieces_ : piece->previous->next) = piece->next;
+    if (piece->next != nullptr) piece->next->previous = piece->previous;
+    taken_ -= piece->size;
+    source_.deallocate(piece);
+}

@@ -1,0 +1,166 @@
+// The records of the diagnostic and the administration log: one line each, readable by a person, fields in a fixed
+// order.
+#include <fmt/format.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "instance.h"
+#include "logSink.h"
+#include "logs.h"
+#include "sqlca.h"
+
+namespace kelhost {
+namespace {
+
+const char* importanceName(int32_t importance) noexcept {
+    switch (importance) {
+        case PD_SEVERE:
+            return "severe";
+        case PD_ERROR:
+            return "error";
+        case PD_WARNING:
+            return "warning";
+        default:
+            return "info";
+    }
+}
+
+// Bytes of the UTF-8 character at the text's start, 0 when there is none.
+size_t characterLength(std::string_view text) noexcept {
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const size_t length = lead < 0x80U   ? 1
+                          : lead < 0xC2U ? 0
+                          : lead < 0xE0U ? 2
+                          : lead < 0xF0U ? 3
+                          : lead < 0xF5U ? 4
+                                         : 0;
+    if (length > text.size()) return 0;
+    for (size_t i = 1; i < length; ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80U) return 0;
+    }
+    return length;
+}
+
+std::vector<std::string_view> splitTokens(std::string_view text) {
+    std::vector<std::string_view> tokens;
+    for (size_t end = text.find(SQLCA_TOKEN_SEPARATOR); end != std::string_view::npos;
+         end = text.find(SQLCA_TOKEN_SEPARATOR)) {
+        tokens.push_back(text.substr(0, end));
+        text.remove_prefix(end + 1);
+    }
+    tokens.push_back(text);
+    return tokens;
+}
+
+// The tokens of a changed policy: policy, [database,] description before, description after.
+std::string describePolicyChange(std::string_view text) {
+    const std::vector<std::string_view> tokens = splitTokens(text);
+    std::string line = "policy changed";
+    std::vector<const char*> names = {"policy", "database", "before", "after"};
+    if (tokens.size() == 3) names = {"policy", "before", "after"};
+    for (size_t i = 0; i < tokens.size(); ++i) {
+        line += fmt::format(" {}=\"{}\"", i < names.size() ? names[i] : "more", inOneLine(tokens[i]));
+    }
+    return line;
+}
+
+std::string_view bounded(const char* text, size_t length) noexcept {
+    return {text, length < PD_RECORD_SIZE ? length : PD_RECORD_SIZE};
+}
+
+LogRecord makeRecord(LogKind kind, int32_t importance, const char* function, uint32_t probe, std::string_view text) {
+    LogRecord record;
+    record.kind = kind;
+    record.importance = importance;
+    record.function = function == nullptr ? "" : function;
+    record.probe = probe;
+    record.text = text;
+    return record;
+}
+
+void writeDiagnostic(int32_t importance, const char* function, uint32_t probe, std::string_view text) {
+    const LogRecord record = makeRecord(LogKind::diagnostic, importance, function, probe, text);
+    writeRecord(record, fmt::format("{} {} {} probe {}: {}", recordHead(), importanceName(importance), record.function,
+                                    probe, inOneLine(text)));
+}
+
+}  // namespace
+
+std::string recordHead() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    const std::string* database = threadScope().database;
+    return fmt::format("{:04}-{:02}-{:02}-{:02}.{:02}.{:02}.{:06} process {} thread {} database {}",
+                       local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                       now.tv_nsec / 1000, ::getpid(), ::syscall(SYS_gettid), database == nullptr ? "-" : *database);
+}
+
+std::string inOneLine(std::string_view text) {
+    std::string line;
+    while (!text.empty()) {
+        const size_t length = characterLength(text);
+        const char byte = text[0];
+        if (length > 1) {
+            line += text.substr(0, length);
+        } else if (byte == '\n') {
+            line += "\\n";
+        } else if (byte == '\t') {
+            line += "\\t";
+        } else if (byte == '"' || byte == '\\') {
+            line += '\\';
+            line += byte;
+        } else if (length == 0 || static_cast<unsigned char>(byte) < ' ' || byte == '\x7F') {
+            line += fmt::format("\\x{:02X}", static_cast<unsigned char>(byte));
+        } else {
+            line += byte;
+        }
+        text.remove_prefix(length == 0 ? 1 : length);
+    }
+    return line;
+}
+
+}  // namespace kelhost
+
+void pdLog(int32_t importance, const char* function, uint32_t probe, const char* text) {
+    try {
+        kelhost::writeDiagnostic(importance, function, probe, kelhost::bounded(text, strnlen(text, PD_RECORD_SIZE)));
+    } catch (...) {
+        // A record that cannot be written is dropped.
+    }
+}
+
+void pdLogPrintf(int32_t importance, const char* function, uint32_t probe, const char* format, ...) {
+    std::array<char, PD_RECORD_SIZE + 1> text{};
+    va_list arguments;
+    va_start(arguments, format);
+    const int wanted = std::vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    if (wanted >= 0) pdLog(importance, function, probe, text.data());
+}
+
+void sqlt_logadmin(uint32_t messageNumber, int32_t importance, const char* function, uint32_t probe, const char* text,
+                   size_t length) {
+    try {
+        const std::string_view kept = kelhost::bounded(text, length);
+        kelhost::LogRecord record =
+            kelhost::makeRecord(kelhost::LogKind::administration, importance, function, probe, kept);
+        record.messageNumber = messageNumber;
+        const std::string message =
+            messageNumber == SQLT_ADMIN_POLICY_CHANGED ? kelhost::describePolicyChange(kept) : kelhost::inOneLine(kept);
+        kelhost::writeRecord(
+            record, fmt::format("{} {} {} {} probe {}: {}", kelhost::recordHead(), kelhost::importanceName(importance),
+                                messageNumber, record.function, probe, message));
+    } catch (...) {
+        // A record that cannot be written is dropped.
+    }
+}

@@ -1,0 +1,24 @@
+/* Where a finished record goes. Internal. */
+#ifndef KELHOST_LOG_SINK_H
+#define KELHOST_LOG_SINK_H
+
+#include <string>
+#include <string_view>
+
+#include "hostLogs.h"
+
+namespace kelhost {
+
+/* Hands the record to the captures and writes `line` (without line end) to the kind's file. Drops it when it cannot be
+ * written. */
+void writeRecord(const LogRecord& record, std::string_view line) noexcept;
+
+/* "2026-03-29-02.30.00.123456 process 41 thread 42 database X": who writes, and when. */
+std::string recordHead();
+
+/* The text in one line: control characters, '"' and '\' as in a C string; bytes that are no UTF-8 as \xNN. */
+std::string inOneLine(std::string_view text);
+
+}  // namespace kelhost
+
+#endif

@@ -1,0 +1,104 @@
+#include "dialect.h"
+
+#include <array>
+#include <cstring>
+
+namespace kelhost {
+namespace {
+
+constexpr const char* verifyPolicyTable =
+    "SELECT MED, DECISION, NAME, UPDATE_TIME, POLICY FROM SYSTOOLS.POLICY WHERE 1 = 0";
+
+// SQLite: the stored text sorts as the moment does, so the table accepts no other form. The lengths count bytes.
+constexpr std::array createForSqlite = {
+    "CREATE TABLE SYSTOOLS.POLICY ("
+    "MED VARCHAR(128) NOT NULL CONSTRAINT MED_TOO_LONG CHECK (length(CAST(MED AS BLOB)) <= 128),"
+    "DECISION VARCHAR(128) NOT NULL CONSTRAINT DECISION_TOO_LONG CHECK (length(CAST(DECISION AS BLOB)) <= 128),"
+    "NAME VARCHAR(128) NOT NULL CONSTRAINT NAME_TOO_LONG CHECK (length(CAST(NAME AS BLOB)) <= 128),"
+    "UPDATE_TIME CHAR(26) NOT NULL CONSTRAINT UPDATE_TIME_NO_TIMESTAMP CHECK (UPDATE_TIME GLOB "
+    "'[0-9][0-9][0-9][0-9]-[0-9][0-9]-[0-9][0-9]-[0-9][0-9].[0-9][0-9].[0-9][0-9].[0-9][0-9][0-9][0-9][0-9][0-9]'),"
+    "POLICY BLOB NOT NULL CONSTRAINT POLICY_TOO_LONG CHECK (length(CAST(POLICY AS BLOB)) <= 2097152),"
+    "PRIMARY KEY (MED, DECISION, NAME))"};
+
+constexpr std::array<NativeFailure, 23> failuresOfSqlite = {{
+    {0, "no such table", "42704"},
+    {0, "no such column", "42703"},
+    {0, "has no column named", "42703"},
+    {0, "no such function", "42884"},
+    {0, "already exists", "42710"},
+    {0, "syntax error", "42601"},
+    {0, "incomplete input", "42601"},
+    {0, "unrecognized token", "42601"},
+    {0, "unknown database", "42704"},
+    {0, "values for", "42802"},
+    {0, "UNIQUE constraint failed", "23505"},
+    {0, "NOT NULL constraint failed", "23502"},
+    {0, "_TOO_LONG", "22001"},
+    {0, "_NO_TIMESTAMP", "22007"},
+    {0, "CHECK constraint failed", "23513"},
+    {5, "", "40001"},   // busy
+    {6, "", "40001"},   // locked
+    {7, "", "57011"},   // no memory
+    {8, "", "25006"},   // read-only
+    {13, "", "53100"},  // device full
+    {10, "", "58030"},  // input or output
+    {11, "", "58030"},  // file damaged
+    {26, "", "58030"},  // no database
+}};
+
+constexpr std::array createForPostgres = {"CREATE SCHEMA IF NOT EXISTS SYSTOOLS",
+                                          "CREATE TABLE SYSTOOLS.POLICY ("
+                                          "MED VARCHAR(128) NOT NULL CHECK (octet_length(MED) <= 128),"
+                                          "DECISION VARCHAR(128) NOT NULL CHECK (octet_length(DECISION) <= 128),"
+                                          "NAME VARCHAR(128) NOT NULL CHECK (octet_length(NAME) <= 128),"
+                                          "UPDATE_TIME TIMESTAMP(6) NOT NULL,"
+                                          "POLICY BYTEA NOT NULL CHECK (octet_length(POLICY) <= 2097152),"
+                                          "PRIMARY KEY (MED, DECISION, NAME))"};
+
+constexpr std::array createForOthers = {
+    "CREATE TABLE SYSTOOLS.POLICY ("
+    "MED VARCHAR(128) NOT NULL CHECK (OCTET_LENGTH(MED) <= 128),"
+    "DECISION VARCHAR(128) NOT NULL CHECK (OCTET_LENGTH(DECISION) <= 128),"
+    "NAME VARCHAR(128) NOT NULL CHECK (OCTET_LENGTH(NAME) <= 128),"
+    "UPDATE_TIME TIMESTAMP(6) NOT NULL,"
+    "POLICY BLOB(2097152) NOT NULL,"
+    "PRIMARY KEY (MED, DECISION, NAME))"};
+
+constexpr std::array<Dialect, 3> dialects = {{
+    {.databaseSystem = "SQLite",
+     .timestamps = TimestampLiteral::engineText,
+     .unitStart = UnitStart::host,
+     .savepointForEachStatement = false,
+     .sessionSetup = {},
+     .verifyPolicyTable = verifyPolicyTable,
+     .createPolicyTable = createForSqlite,
+     .failures = failuresOfSqlite},
+    {.databaseSystem = "PostgreSQL",
+     .timestamps = TimestampLiteral::iso,
+     .unitStart = UnitStart::driver,
+     .savepointForEachStatement = true,
+     .sessionSetup = {},
+     .verifyPolicyTable = verifyPolicyTable,
+     .createPolicyTable = createForPostgres,
+     .failures = {}},
+    {.databaseSystem = nullptr,
+     .timestamps = TimestampLiteral::iso,
+     .unitStart = UnitStart::driver,
+     .savepointForEachStatement = false,
+     .sessionSetup = {},
+     .verifyPolicyTable = verifyPolicyTable,
+     .createPolicyTable = createForOthers,
+     .failures = {}},
+}};
+
+}  // namespace
+
+const Dialect& dialectOf(const char* databaseSystem) noexcept {
+    for (const Dialect& dialect : dialects) {
+        if (dialect.databaseSystem != nullptr && std::strcmp(dialect.databaseSystem, databaseSystem) == 0)
+            return dialect;
+    }
+    return dialects.back();
+}
+
+}  // namespace kelhost

@@ -1,0 +1,44 @@
+/* What differs between databases, one entry for each. Internal. */
+#ifndef KELHOST_DIALECT_H
+#define KELHOST_DIALECT_H
+
+#include <cstdint>
+#include <span>
+
+namespace kelhost {
+
+/* How a moment stands in a statement's text. */
+enum class TimestampLiteral {
+    engineText, /* 'yyyy-mm-dd-hh.mm.ss.uuuuuu', stored and compared as it is */
+    iso,        /* TIMESTAMP 'yyyy-mm-dd hh:mm:ss.uuuuuu' */
+};
+
+/* Who starts a unit of work. */
+enum class UnitStart {
+    driver, /* the driver, with the first statement */
+    host,   /* this host, with the first statement that writes */
+};
+
+/* A failure that the driver reports without a useful SQLSTATE. */
+struct NativeFailure {
+    int32_t nativeCode;   /* the database's own code */
+    const char* text;     /* what its message contains, "" anything */
+    const char* sqlstate; /* what it means */
+};
+
+struct Dialect {
+    const char* databaseSystem; /* as the driver answers SQL_DBMS_NAME; null: any other */
+    TimestampLiteral timestamps;
+    UnitStart unitStart;
+    bool savepointForEachStatement;            /* a failing statement would spoil the unit of work */
+    std::span<const char* const> sessionSetup; /* statements for a new session */
+    const char* verifyPolicyTable;             /* fails when the table or a column is missing */
+    std::span<const char* const> createPolicyTable;
+    std::span<const NativeFailure> failures; /* first match counts */
+};
+
+const Dialect& dialectOf(const char* databaseSystem) noexcept;
+
+}  // namespace kelhost
+
+#endif

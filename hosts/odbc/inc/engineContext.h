@@ -1,0 +1,76 @@
+/* The engine context: one database session and its unit of work, bound to a thread.
+ *
+ * Inside it SQLConnect with null names joins the unit of work. Who made the context commits or rolls back; nobody else
+ * can. A context is used by one thread at a time; a process may have any number of them. */
+#ifndef KELHOST_ENGINE_CONTEXT_H
+#define KELHOST_ENGINE_CONTEXT_H
+
+#include <sql.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "instance.h"
+
+namespace kelhost {
+
+class Session;
+
+struct DatabaseOptions {
+    std::string connection{};                     /* of the ODBC driver manager; empty: the embedded database */
+    std::chrono::milliseconds lockTimeout{10000}; /* how long a statement waits for another unit of work */
+};
+
+class EngineContext {
+public:
+    /* Opens the session. Throws HostError. */
+    explicit EngineContext(Instance instance, const DatabaseOptions& options = {});
+
+    /* Rolls back what was not committed and closes the session. Handles that are still joined to it become invalid
+     * (statements) or unconnected (connections). REQUIRES: not bound to a thread. */
+    ~EngineContext();
+
+    EngineContext(const EngineContext&) = delete;
+    EngineContext& operator=(const EngineContext&) = delete;
+
+    /* End the unit of work; the next statement starts a new one. Open result sets stay readable after a commit where
+     * the database allows it. Throw HostError. */
+    void commit();
+    void rollback();
+
+    const Instance& instance() const noexcept { return instance_; }
+    const std::string& databaseName() const noexcept;
+
+    /* Statement handles with an open result set whose connection handle has been freed, oldest first: a routine left
+     * them for its caller, who reads them and frees them with SQLFreeHandle. */
+    std::vector<SQLHSTMT> openResults() const;
+
+    Session& session() noexcept { return *session_; }
+
+    /* The calling thread's context, or null. */
+    static EngineContext* current() noexcept;
+
+    /* Binds the context to the calling thread; the previous one comes back at the end.
+     * REQUIRES: destroyed by the thread that made it, in reverse order. */
+    class Scope {
+    public:
+        explicit Scope(EngineContext& context) noexcept;
+        ~Scope();
+        Scope(const Scope&) = delete;
+        Scope& operator=(const Scope&) = delete;
+
+    private:
+        EngineContext* previous_;
+        BoundThreadScope bound_;
+    };
+
+private:
+    Instance instance_;
+    std::unique_ptr<Session> session_;
+};
+
+}  // namespace kelhost
+
+#endif

@@ -1,0 +1,127 @@
+#include "outcome.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+
+#include "dialect.h"
+#include "driverManager.h"
+#include "hostError.h"
+
+namespace kelhost {
+namespace {
+
+struct StateCode {
+    std::string_view sqlstate;  // five characters, or a class of two
+    int32_t sqlcode;
+};
+
+constexpr StateCode stateCodes[] = {
+    {"00000", 0},    {"02000", 100},  {"07002", -313}, {"08003", -900}, {"22001", -433}, {"22002", -305},
+    {"22003", -302}, {"22007", -180}, {"22008", -181}, {"23502", -407}, {"23503", -530}, {"23505", -803},
+    {"23513", -545}, {"23514", -545}, {"24000", -501}, {"25006", -817}, {"2D000", -925}, {"40001", -911},
+    {"42501", -551}, {"42601", -104}, {"42703", -206}, {"42704", -204}, {"42710", -601}, {"42802", -117},
+    {"42815", -171}, {"42884", -440}, {"53100", -964}, {"57011", -954}, {"58030", -902}, {"58004", -901},
+    {"00", 0},       {"01", 0},       {"02", 100},     {"08", -30081},  {"IM", -30081},  {"22", -302},
+    {"23", -545},    {"40", -911},    {"42", -104},    {"53", -904},    {"55", -904},    {"57", -904},
+    {"58", -902},
+};
+
+// The same meaning under other names: what drivers answer, and what the engine calls it.
+struct OtherName {
+    std::string_view given;
+    const char* engine;
+};
+
+constexpr OtherName otherNames[] = {
+    {"42S02", "42704"}, {"42P01", "42704"}, {"3F000", "42704"}, {"42S22", "42703"}, {"42S01", "42710"},
+    {"42P07", "42710"}, {"42P06", "42710"}, {"42883", "42884"}, {"42000", "42601"}, {"40P01", "40001"},
+    {"55P03", "40001"}, {"23514", "23513"}, {"HY001", "57011"}, {"53200", "57011"}, {"HYT00", "40001"},
+};
+
+const char* engineState(std::string_view given) noexcept {
+    for (const OtherName& name : otherNames) {
+        if (name.given == given) return name.engine;
+    }
+    return nullptr;
+}
+
+bool contains(std::string_view text, std::string_view part) noexcept {
+    return text.find(part) != std::string_view::npos;
+}
+
+const char* nativeState(const Dialect& dialect, int32_t nativeCode, std::string_view text) noexcept {
+    for (const NativeFailure& failure : dialect.failures) {
+        if ((failure.nativeCode == 0 || failure.nativeCode == nativeCode) && contains(text, failure.text)) {
+            return failure.sqlstate;
+        }
+    }
+    return nullptr;
+}
+
+// Drivers put their names in brackets before the database's text.
+std::string_view withoutOrigin(std::string_view text) noexcept {
+    while (text.starts_with('[')) {
+        const size_t end = text.find(']');
+        if (end == std::string_view::npos) break;
+        text.remove_prefix(end + 1);
+    }
+    const size_t code = text.rfind(" (");
+    if (text.ends_with(')') && code != std::string_view::npos &&
+        std::all_of(text.begin() + static_cast<ptrdiff_t>(code) + 2, text.end() - 1,
+                    [](char c) { return c >= '0' && c <= '9'; })) {
+        text = text.substr(0, code);
+    }
+    return text;
+}
+
+// For an undefined name the message is about the name.
+std::string detailOf(const char* sqlstate, std::string_view text) {
+    const std::string_view state(sqlstate);
+    const size_t colon = text.find(": ");
+    if ((state == "42704" || state == "42703") && colon != std::string_view::npos) text.remove_prefix(colon + 2);
+    return std::string(text);
+}
+
+}  // namespace
+
+int32_t sqlcodeOf(const char* sqlstate) noexcept {
+    const std::string_view state(sqlstate);
+    for (const size_t length : {size_t{5}, size_t{2}}) {
+        for (const StateCode& entry : stateCodes) {
+            if (entry.sqlstate == state.substr(0, length)) return entry.sqlcode;
+        }
+    }
+    return -99999;
+}
+
+Outcome failure(const char* sqlstate, std::string detail) {
+    Outcome outcome;
+    outcome.sqlcode = sqlcodeOf(sqlstate);
+    std::memcpy(outcome.sqlstate, sqlstate, SQLCA_STATE_LENGTH);
+    outcome.detail = std::move(detail);
+    return outcome;
+}
+
+Outcome driverOutcome(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& dialect) {
+    SQLCHAR state[SQLCA_STATE_LENGTH + 1] = "HY000";
+    SQLCHAR message[SQL_MAX_MESSAGE_LENGTH] = "";
+    SQLINTEGER nativeCode = 0;
+    SQLSMALLINT length = 0;
+    driverManager().getDiagRec(handleType, handle, 1, state, &nativeCode, message, sizeof message, &length);
+    const auto* stateText = reinterpret_cast<const char*>(state);
+    const std::string_view text = withoutOrigin(reinterpret_cast<const char*>(message));
+    const char* engine = engineState(stateText);
+    if (engine == nullptr && std::strcmp(stateText, "HY000") == 0) engine = nativeState(dialect, nativeCode, text);
+    if (engine == nullptr) engine = stateText;
+    return failure(engine, detailOf(engine, text));
+}
+
+void fillSqlca(sqlca& ca, const Outcome& outcome) noexcept {
+    fillSqlca(ca, outcome.sqlcode, outcome.sqlstate, outcome.detail);
+    if (outcome.rows >= 0) ca.sqlerrd[2] = static_cast<int32_t>(std::min<int64_t>(outcome.rows, INT32_MAX));
+    if (outcome.sqlstate[0] == '0' && outcome.sqlstate[1] == '1') ca.sqlwarn[0] = 'W';
+}
+
+}  // namespace kelhost

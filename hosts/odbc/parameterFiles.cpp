@@ -1,0 +1,151 @@
+// The files stand under the instance directory. The way to one is walked name by name, so that no symbolic link leads
+// out of it, whoever may change names there meanwhile.
+#include "parameterFiles.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+
+#include "callLevel.h"
+
+namespace kelhost {
+namespace {
+
+class Descriptor {
+public:
+    explicit Descriptor(int number) noexcept : number_(number) {}
+    ~Descriptor() {
+        if (number_ >= 0) ::close(number_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    void replace(int number) noexcept {
+        ::close(number_);
+        number_ = number;
+    }
+    int number() const noexcept { return number_; }
+
+private:
+    int number_;
+};
+
+Outcome refuse(std::string_view name, std::string_view reason) {
+    return failure("58030", "file \"" + std::string(name) + "\": " + std::string(reason));
+}
+
+Outcome refuse(std::string_view name, int errorNumber) {
+    return refuse(name, std::generic_category().message(errorNumber));
+}
+
+Outcome readRegular(std::string_view name, int descriptor, std::string& content) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0) return refuse(name, errno);
+    if (!S_ISREG(status.st_mode)) return refuse(name, "it is no regular file");
+    if (static_cast<uint64_t>(status.st_size) > mostParameterFileBytes) return refuse(name, "it is larger than 2 MB");
+    content.resize(mostParameterFileBytes + 1);
+    size_t done = 0;
+    for (;;) {
+        const ssize_t got = ::read(descriptor, content.data() + done, content.size() - done);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return refuse(name, errno);
+        done += static_cast<size_t>(got);
+        if (done > mostParameterFileBytes) return refuse(name, "it is larger than 2 MB");
+        if (got == 0) break;
+    }
+    content.resize(done);
+    return {};
+}
+
+Outcome readBelow(const std::string& directory, std::string_view name, std::string& content) {
+    std::string_view rest = name;
+    if (rest.starts_with('/')) {
+        if (!rest.starts_with(directory + "/")) return refuse(name, "it is not under the instance directory");
+        rest.remove_prefix(directory.size());
+    }
+    Descriptor place(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (place.number() < 0) return refuse(name, errno);
+    while (!rest.empty()) {
+        const size_t slash = std::min(rest.find('/'), rest.size());
+        const std::string part(rest.substr(0, slash));
+        rest.remove_prefix(std::min(slash + 1, rest.size()));
+        if (part.empty() || part == ".") continue;
+        if (part == "..") return refuse(name, "it holds \"..\"");
+        struct stat status {};
+        if (::fstatat(place.number(), part.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return refuse(name, errno);
+        if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) return refuse(name, "it is no regular file");
+        const int flags = rest.empty() ? O_RDONLY | O_NONBLOCK | O_NOCTTY : O_PATH | O_DIRECTORY;
+        const int next = ::openat(place.number(), part.c_str(), flags | O_NOFOLLOW | O_CLOEXEC);
+        if (next < 0) return refuse(name, errno);
+        place.replace(next);
+    }
+    return readRegular(name, place.number(), content);
+}
+
+Outcome readFile(Statement& statement, FileParameter& file) {
+    const auto* chars = reinterpret_cast<const char*>(file.name);
+    const SQLSMALLINT length = file.nameLength == nullptr ? SQL_NTS : *file.nameLength;
+    if (chars == nullptr || (length < 0 && length != SQL_NTS)) return refuse("", "there is no name");
+    const auto room = static_cast<size_t>(std::max<SQLSMALLINT>(file.maximumNameLength, 0));
+    const size_t size = length == SQL_NTS ? ::strnlen(chars, room + 1) : static_cast<size_t>(length);
+    if (size == 0) return refuse("", "there is no name");
+    if (size > room) return refuse(std::string_view(chars, room), "the name is longer than was announced");
+    if (file.options == nullptr || *file.options != SQL_FILE_READ)
+        return refuse({chars, size}, "only reading is possible");
+    const std::string_view name(chars, size);
+    if (name.find('\0') != std::string_view::npos) return refuse(name, "the name holds a zero byte");
+    return readBelow(statement.session->instance().path(), name, file.content);
+}
+
+}  // namespace
+
+SQLRETURN readParameterFiles(Statement& statement) {
+    for (FileParameter& file : statement.files) {
+        const bool isNull = file.indicator != nullptr && *file.indicator == SQL_NULL_DATA;
+        file.length = SQL_NULL_DATA;
+        if (!isNull) {
+            statement.outcome = readFile(statement, file);
+            if (statement.outcome.failed()) return SQL_ERROR;
+            file.length = static_cast<SQLLEN>(file.content.size());
+        }
+        const SQLRETURN result = driverManager().bindParameter(statement.driver.handle, file.number, SQL_PARAM_INPUT,
+                                                               SQL_C_BINARY, file.sqlType, mostParameterFileBytes, 0,
+                                                               file.content.data(), file.length, &file.length);
+        if (!SQL_SUCCEEDED(result)) {
+            statement.outcome = driverOutcome(SQL_HANDLE_STMT, statement.driver.handle, statement.session->dialect());
+            return SQL_ERROR;
+        }
+    }
+    return SQL_SUCCESS;
+}
+
+void dropParameterFiles(Statement& statement) noexcept {
+    for (FileParameter& file : statement.files) file.content = {};
+}
+
+void forgetParameterFile(Statement& statement, SQLUSMALLINT parameter) {
+    std::erase_if(statement.files, [parameter](const FileParameter& file) { return file.number == parameter; });
+}
+
+}  // namespace kelhost
+
+SQLRETURN SQLBindFileToParam(SQLHSTMT stmt, SQLUSMALLINT parameter, SQLSMALLINT sqlType, SQLCHAR* fileName,
+                             SQLSMALLINT* fileNameLength, SQLUINTEGER* fileOptions, SQLSMALLINT maxFileNameLength,
+                             SQLINTEGER* indicator) {
+    using kelhost::Statement;
+    return kelhost::onObject(kelhost::statements.find(stmt), [&](Statement& statement) -> SQLRETURN {
+        if (!statement.prepared) return kelhost::fail(statement.outcome, "HY010", "nothing was prepared");
+        if (parameter == 0) return kelhost::fail(statement.outcome, "07009", "parameters are counted from 1");
+        kelhost::forgetParameterFile(statement, parameter);
+        statement.files.push_back(
+            {parameter, sqlType, fileName, fileNameLength, fileOptions, maxFileNameLength, indicator, {}, 0});
+        statement.bound = true;
+        return SQL_SUCCESS;
+    });
+}

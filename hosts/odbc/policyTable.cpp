@@ -1,0 +1,86 @@
+// SYSINSTALLOBJECTS: the policy table and the rows it starts with.
+#include <fmt/format.h>
+
+#include <cstring>
+
+#include "defaultPolicies.h"
+#include "session.h"
+
+namespace kelhost {
+Outcome Session::installObjects(const std::vector<std::string>& arguments) {
+    const std::string& tool = arguments[0];
+    const std::string& action = arguments[1];
+    if (tool != "POLICY") return failure("42815", "1\xFFSYSINSTALLOBJECTS");
+    if (!arguments[2].empty()) return failure("42815", "3\xFFSYSINSTALLOBJECTS");
+    if (!arguments[3].empty()) return failure("42815", "4\xFFSYSINSTALLOBJECTS");
+    if (action == "V") return verifyPolicyTable();
+    if (action == "C") return createPolicyTable();
+    return failure("42815", "2\xFFSYSINSTALLOBJECTS");
+}
+
+// The database itself answers each time; the prepared statement only makes the question cheap.
+Outcome Session::verifyPolicyTable() {
+    Outcome outcome = begin(SqlKind::query);
+    if (outcome.failed()) return outcome;
+    SQLRETURN result = SQL_SUCCESS;
+    if (verify_.handle == SQL_NULL_HSTMT) {
+        outcome = allocate(verify_);
+        if (outcome.failed()) return outcome;
+        result = driver_.prepare(verify_.handle, sqlChars(dialect_->verifyPolicyTable), SQL_NTS);
+    }
+    if (SQL_SUCCEEDED(result)) result = driver_.execute(verify_.handle);
+    if (SQL_SUCCEEDED(result)) {
+        driver_.freeStmt(verify_.handle, SQL_CLOSE);
+    } else {
+        outcome = driverOutcome(SQL_HANDLE_STMT, verify_.handle, *dialect_);
+        driver_.freeHandle(SQL_HANDLE_STMT, verify_.handle);
+        verify_.handle = SQL_NULL_HSTMT;
+    }
+    settle(outcome);
+    return outcome;
+}
+
+// An existing table is left as it is, with its rows: another process may have made it since the caller looked.
+Outcome Session::createPolicyTable() {
+    Outcome outcome = begin(SqlKind::other);
+    if (outcome.failed()) return outcome;
+    if (verifyPolicyTable().failed()) {
+        outcome = atomically([this] {
+            for (const char* text : dialect_->createPolicyTable) {
+                const Outcome created = run(text);
+                if (created.failed()) return created;
+            }
+            for (const DefaultPolicy& policy : defaultPolicies) {
+                const Outcome added = addDefaultPolicy(policy);
+                if (added.failed()) return added;
+            }
+            return Outcome{};
+        });
+    }
+    settle(outcome);
+    return outcome;
+}
+
+Outcome Session::addDefaultPolicy(const DefaultPolicy& policy) {
+    const std::string text = fmt::format(
+        "INSERT INTO SYSTOOLS.POLICY (MED, DECISION, NAME, UPDATE_TIME, POLICY) "
+        "VALUES ('{}', '{}', '{}', CURRENT TIMESTAMP, ?)",
+        policy.med, policy.decision, policy.name);
+    const std::string spelled = spellSql(text, scanSql(text), *dialect_, currentTimestamp());
+    DriverStatement statement;
+    Outcome outcome = allocate(statement);
+    if (outcome.failed()) return outcome;
+    auto length = static_cast<SQLLEN>(policy.document.size());
+    SQLRETURN result = driver_.prepare(statement.handle, sqlChars(spelled.c_str()), SQL_NTS);
+    if (SQL_SUCCEEDED(result)) {
+        result = driver_.bindParameter(statement.handle, 1, SQL_PARAM_INPUT, SQL_C_BINARY, SQL_LONGVARBINARY,
+                                       policy.document.size(), 0, const_cast<char*>(policy.document.data()), length,
+                                       &length);
+    }
+    if (SQL_SUCCEEDED(result)) result = driver_.execute(statement.handle);
+    if (!SQL_SUCCEEDED(result)) outcome = driverOutcome(SQL_HANDLE_STMT, statement.handle, *dialect_);
+    giveBack(std::move(statement));
+    return outcome;
+}
+
+}  // namespace kelhost

@@ -1,0 +1,167 @@
+#include "session.h"
+
+#include <sqlext.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+#include "hostError.h"
+
+namespace kelhost {
+namespace {
+
+constexpr size_t mostPreparedQueries = 8;
+constexpr size_t longestPreparedText = 2048;
+
+std::string embeddedConnection(const Instance& instance) {
+    const std::string path = instance.databaseFiles() + "/kelpolicy.db";
+    if (path.find_first_of(";{}") != std::string::npos) {
+        throw HostError(-30081, "08001",
+                        "the path of the instance directory must not hold ';', '{' or '}' for the embedded database: " +
+                            instance.path());
+    }
+    return "DRIVER=SQLite3;Database=" + path;
+}
+
+}  // namespace
+
+Session::Session(const Instance& instance, const DatabaseOptions& options)
+    : driver_(driverManager()), instance_(instance) {
+    try {
+        connect(options.connection.empty() ? embeddedConnection(instance) : options.connection);
+        setUp(options);
+        prepared_.reserve(mostPreparedQueries);
+    } catch (...) {
+        closeStatements();
+        if (connected_) driver_.disconnect(connection_);
+        driver_.freeHandle(SQL_HANDLE_DBC, connection_);
+        driver_.freeHandle(SQL_HANDLE_ENV, environment_);
+        throw;
+    }
+}
+
+Session::~Session() {
+    try {
+        rollback();
+    } catch (const std::exception&) {
+        // The database rolls back what an ending session leaves.
+    }
+    closeStatements();
+    driver_.disconnect(connection_);
+    driver_.freeHandle(SQL_HANDLE_DBC, connection_);
+    driver_.freeHandle(SQL_HANDLE_ENV, environment_);
+}
+
+void Session::closeStatements() noexcept {
+    for (DriverStatement& statement : prepared_) driver_.freeHandle(SQL_HANDLE_STMT, statement.handle);
+    prepared_.clear();
+    for (DriverStatement* statement : {&control_, &verify_}) {
+        if (statement->handle != SQL_NULL_HSTMT) driver_.freeHandle(SQL_HANDLE_STMT, statement->handle);
+        statement->handle = SQL_NULL_HSTMT;
+    }
+}
+
+void Session::connect(const std::string& connectionString) {
+    const Dialect& unknown = dialectOf("");
+    if (driver_.allocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_) != SQL_SUCCESS) throw std::bad_alloc();
+    driver_.setEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
+    if (driver_.allocHandle(SQL_HANDLE_DBC, environment_, &connection_) != SQL_SUCCESS) throw std::bad_alloc();
+    const SQLRETURN result = driver_.driverConnect(connection_, nullptr, sqlChars(connectionString.c_str()), SQL_NTS,
+                                                   nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT);
+    if (!SQL_SUCCEEDED(result)) {
+        require(driverOutcome(SQL_HANDLE_DBC, connection_, unknown), "cannot connect to the database");
+    }
+    connected_ = true;
+    std::array<char, 128> system{};
+    driver_.getInfo(connection_, SQL_DBMS_NAME, system.data(), static_cast<SQLSMALLINT>(system.size()), nullptr);
+    dialect_ = &dialectOf(system.data());
+    if (dialect_->unitStart == UnitStart::driver) {
+        driver_.setConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT, reinterpret_cast<SQLPOINTER>(SQL_AUTOCOMMIT_OFF), 0);
+    }
+}
+
+void Session::setUp(const DatabaseOptions& options) {
+    require(allocate(control_), "cannot use the database");
+    if (dialect_->unitStart == UnitStart::host) {
+        require(run("PRAGMA busy_timeout = " + std::to_string(options.lockTimeout.count())),
+                "cannot set the lock timeout");
+        attachPolicySchema();
+    }
+    for (const char* text : dialect_->sessionSetup) require(run(text), "cannot set the database session up");
+}
+
+// The policy schema stands in a file of its own beside the database's. Write-ahead logging lets readers and a writer
+// work side by side and survives a killed process; the mode stays with the file.
+void Session::attachPolicySchema() {
+    const std::string main = firstText("PRAGMA database_list", 3);
+    databaseName_ = main.empty() ? "memory" : std::filesystem::path(main).stem().string();
+    std::string policies =
+        main.empty() ? ":memory:" : std::filesystem::path(main).replace_extension(".systools.db").string();
+    for (size_t quote = policies.find('\''); quote != std::string::npos; quote = policies.find('\'', quote + 2)) {
+        policies.insert(quote, 1, '\'');
+    }
+    require(run("ATTACH '" + policies + "' AS SYSTOOLS"), "cannot open the policy schema");
+    if (main.empty()) return;
+    for (const char* schema : {"main", "SYSTOOLS"}) {
+        const std::string mode = std::string("PRAGMA ") + schema + ".journal_mode";
+        // Another process may be changing the mode at this moment; without the change the file works as well.
+        if (firstText(mode.c_str(), 1) != "wal") run(mode + " = WAL");
+    }
+}
+
+void Session::require(const Outcome& outcome, const std::string& what) const {
+    if (outcome.failed()) throw HostError(outcome.sqlcode, outcome.sqlstate, what + ": " + outcome.detail);
+}
+
+Outcome Session::allocate(DriverStatement& statement) {
+    statement.text.clear();
+    if (SQL_SUCCEEDED(driver_.allocHandle(SQL_HANDLE_STMT, connection_, &statement.handle))) return {};
+    statement.handle = SQL_NULL_HSTMT;
+    return driverOutcome(SQL_HANDLE_DBC, connection_, *dialect_);
+}
+
+std::optional<DriverStatement> Session::takePrepared(std::string_view text) noexcept {
+    for (auto& candidate : prepared_) {
+        if (candidate.text != text) continue;
+        std::optional<DriverStatement> taken(std::move(candidate));
+        if (&candidate != &prepared_.back()) candidate = std::move(prepared_.back());
+        prepared_.pop_back();
+        return taken;
+    }
+    return std::nullopt;
+}
+
+void Session::giveBack(DriverStatement statement) noexcept {
+    const bool useful = !statement.text.empty() && statement.text.size() <= longestPreparedText;
+    if (useful && SQL_SUCCEEDED(driver_.freeStmt(statement.handle, SQL_CLOSE))) {
+        if (prepared_.size() == mostPreparedQueries) {
+            driver_.freeHandle(SQL_HANDLE_STMT, prepared_.front().handle);
+            prepared_.erase(prepared_.begin());
+        }
+        prepared_.push_back(std::move(statement));  // room was reserved
+        return;
+    }
+    driver_.freeHandle(SQL_HANDLE_STMT, statement.handle);
+}
+
+Outcome Session::run(const std::string& text) {
+    const SQLRETURN result = driver_.execDirect(control_.handle, sqlChars(text.c_str()), SQL_NTS);
+    const bool done = SQL_SUCCEEDED(result) || result == SQL_NO_DATA;
+    const Outcome outcome = done ? Outcome{} : driverOutcome(SQL_HANDLE_STMT, control_.handle, *dialect_);
+    driver_.freeStmt(control_.handle, SQL_CLOSE);
+    return outcome;
+}
+
+std::string Session::firstText(const char* query, SQLUSMALLINT column) {
+    std::array<char, 4096> text{};
+    SQLLEN length = 0;
+    if (SQL_SUCCEEDED(driver_.execDirect(control_.handle, sqlChars(query), SQL_NTS)) &&
+        SQL_SUCCEEDED(driver_.fetch(control_.handle))) {
+        driver_.getData(control_.handle, column, SQL_C_CHAR, text.data(), static_cast<SQLLEN>(text.size()), &length);
+    }
+    driver_.freeStmt(control_.handle, SQL_CLOSE);
+    return text.data();
+}
+
+}  // namespace kelhost

@@ -1,0 +1,109 @@
+/* One real session of a database and its unit of work. Internal.
+ *
+ * Used by one thread at a time. Functions that may fail return an Outcome or throw HostError, as they say. */
+#ifndef KELHOST_SESSION_H
+#define KELHOST_SESSION_H
+
+#include <sql.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "dialect.h"
+#include "driverManager.h"
+#include "engineContext.h"
+#include "outcome.h"
+#include "sqlText.h"
+
+namespace kelhost {
+
+struct DefaultPolicy;
+
+/* A statement handle of the driver. `text` is what it is prepared for when it may be used again, else empty. */
+struct DriverStatement {
+    SQLHSTMT handle = SQL_NULL_HSTMT;
+    std::string text{};
+};
+
+class Session {
+public:
+    /* Throws HostError. */
+    Session(const Instance& instance, const DatabaseOptions& options);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    const Dialect& dialect() const noexcept { return *dialect_; }
+    const Instance& instance() const noexcept { return instance_; }
+    const std::string& databaseName() const noexcept { return databaseName_; }
+
+    /* Throw HostError. */
+    void commit();
+    void rollback();
+
+    /* A new statement of the driver. */
+    Outcome allocate(DriverStatement& statement);
+
+    /* A query that was used before and is prepared for exactly this text; nothing when there is none. */
+    std::optional<DriverStatement> takePrepared(std::string_view text) noexcept;
+
+    /* Closes the statement; one that carries a text is kept for the next use of it. */
+    void giveBack(DriverStatement statement) noexcept;
+
+    /* Before and after a statement: what makes it atomic by itself and part of the unit of work. */
+    Outcome begin(SqlKind kind);
+    void settle(const Outcome& outcome);
+
+    /* A savepoint of the host's own; the outcome of `work` decides whether what it did stays. */
+    template <class Work>
+    Outcome atomically(Work work) {
+        Outcome outcome = run("SAVEPOINT KEL_ATOMIC");
+        if (outcome.failed()) return outcome;
+        outcome = work();
+        if (outcome.failed()) run("ROLLBACK TO SAVEPOINT KEL_ATOMIC");
+        const Outcome released = run("RELEASE SAVEPOINT KEL_ATOMIC");
+        return outcome.failed() ? outcome : released;
+    }
+
+    /* Runs a text that answers with no rows. */
+    Outcome run(const std::string& text);
+
+    /* SYSINSTALLOBJECTS: verifies, or creates with its default rows, the policy table. */
+    Outcome installObjects(const std::vector<std::string>& arguments);
+
+    /* Handles of the call-level interface that are joined to this session. */
+    std::vector<SQLHDBC> connections{};
+    std::vector<SQLHSTMT> statements{}; /* oldest first */
+
+private:
+    void connect(const std::string& connectionString);
+    void setUp(const DatabaseOptions& options);
+    void attachPolicySchema();
+    void require(const Outcome& outcome, const std::string& what) const;
+    std::string firstText(const char* query, SQLUSMALLINT column);
+    void closeStatements() noexcept;
+    Outcome verifyPolicyTable();
+    Outcome createPolicyTable();
+    Outcome addDefaultPolicy(const DefaultPolicy& policy);
+    bool unitIsOpen();
+
+    const DriverManager& driver_;
+    const Instance& instance_;
+    const Dialect* dialect_ = nullptr;
+    std::string databaseName_{};
+    SQLHENV environment_ = SQL_NULL_HENV;
+    SQLHDBC connection_ = SQL_NULL_HDBC;
+    bool connected_ = false;
+    bool unitOpen_ = false; /* UnitStart::host: a transaction was begun */
+    bool unitLost_ = false; /* the database has rolled it back by itself: only a rollback goes on */
+    DriverStatement control_{};
+    DriverStatement verify_{};
+    std::vector<DriverStatement> prepared_{};
+};
+
+}  // namespace kelhost
+
+#endif

@@ -1,0 +1,58 @@
+/* What the host must know of a statement's text, found in one pass. Internal. */
+#ifndef KELHOST_SQL_TEXT_H
+#define KELHOST_SQL_TEXT_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "dialect.h"
+
+namespace kelhost {
+
+enum class SqlKind {
+    query,          /* SELECT, VALUES and what else only reads */
+    change,         /* INSERT, UPDATE, DELETE, MERGE: answers with a number of rows */
+    other,          /* anything else, may change the database */
+    unitControl,    /* COMMIT and the like: not for who has only joined the unit of work */
+    installObjects, /* CALL [SYSPROC.]SYSINSTALLOBJECTS */
+};
+
+/* A place in the text that the database may want spelled in another way. */
+struct SqlPlace {
+    enum Meaning {
+        now,     /* CURRENT TIMESTAMP */
+        moment,  /* 'yyyy-mm-dd-hh.mm.ss.uuuuuu' */
+        comment, /* drivers trip over them */
+    };
+    Meaning meaning;
+    size_t begin;
+    size_t length;
+};
+
+struct SqlText {
+    SqlKind kind = SqlKind::other;
+    bool hasStar = false;         /* its columns depend on the table's */
+    bool hasParameters = false;   /* at least one parameter marker */
+    std::vector<SqlPlace> places{}; /* in the order of the text */
+    const char* error = nullptr;  /* SQLSTATE when the host refuses the text, and why */
+    std::string errorDetail{};
+};
+
+SqlText scanSql(std::string_view text);
+
+/* The text in the database's own spelling; `now` is yyyy-mm-dd-hh.mm.ss.uuuuuu. */
+std::string spellSql(std::string_view text, const SqlText& scanned, const Dialect& dialect, std::string_view now);
+
+/* The local time as yyyy-mm-dd-hh.mm.ss.uuuuuu. */
+std::string currentTimestamp();
+
+/* The arguments of CALL [SYSPROC.]SYSINSTALLOBJECTS(...); nothing when the text is not such a call with four literals.
+ */
+std::optional<std::vector<std::string>> installObjectsArguments(std::string_view text);
+
+}  // namespace kelhost
+
+#endif

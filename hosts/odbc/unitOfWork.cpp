@@ -1,0 +1,77 @@
+// The session's unit of work: where it starts, how a failing statement leaves it, how it ends.
+#include <cstring>
+#include <string_view>
+
+#include "hostError.h"
+#include "session.h"
+
+namespace kelhost {
+namespace {
+
+bool mayEndUnit(const Outcome& outcome) noexcept {
+    const std::string_view state(outcome.sqlstate);
+    return state == "40001" || state == "57011" || state == "53100" || state == "58030";
+}
+
+}  // namespace
+
+// With UnitStart::host a unit of work takes the write lock with its first changing statement and waits for it: two
+// units that had both begun to read could otherwise never both go on to write. Reads before that see what is committed.
+Outcome Session::begin(SqlKind kind) {
+    if (unitLost_) return failure("40001", "the database has rolled the unit of work back");
+    if (dialect_->savepointForEachStatement) return run("SAVEPOINT KEL_STATEMENT");
+    if (dialect_->unitStart == UnitStart::driver || kind == SqlKind::query || unitOpen_) return {};
+    Outcome outcome = run("BEGIN IMMEDIATE");
+    unitOpen_ = !outcome.failed();
+    return outcome;
+}
+
+void Session::settle(const Outcome& outcome) {
+    if (dialect_->savepointForEachStatement) {
+        if (outcome.failed()) run("ROLLBACK TO SAVEPOINT KEL_STATEMENT");
+        run("RELEASE SAVEPOINT KEL_STATEMENT");
+        return;
+    }
+    if (unitOpen_ && outcome.failed() && mayEndUnit(outcome) && !unitIsOpen()) {
+        unitOpen_ = false;
+        unitLost_ = true;
+    }
+}
+
+// Only the database knows; it says so when asked to begin another one.
+bool Session::unitIsOpen() {
+    const Outcome outcome = run("BEGIN");
+    if (outcome.failed()) return outcome.detail.find("within a transaction") != std::string::npos;
+    run("ROLLBACK");
+    return false;
+}
+
+void Session::commit() {
+    if (unitLost_)
+        throw HostError(-911, "40001", "the database has rolled the unit of work back; nothing was committed");
+    if (dialect_->unitStart == UnitStart::driver) {
+        if (!SQL_SUCCEEDED(driver_.endTran(SQL_HANDLE_DBC, connection_, SQL_COMMIT))) {
+            require(driverOutcome(SQL_HANDLE_DBC, connection_, *dialect_), "cannot commit");
+        }
+        return;
+    }
+    if (!unitOpen_) return;
+    require(run("COMMIT"), "cannot commit");
+    unitOpen_ = false;
+}
+
+void Session::rollback() {
+    unitLost_ = false;
+    if (dialect_->unitStart == UnitStart::driver) {
+        if (!SQL_SUCCEEDED(driver_.endTran(SQL_HANDLE_DBC, connection_, SQL_ROLLBACK))) {
+            require(driverOutcome(SQL_HANDLE_DBC, connection_, *dialect_), "cannot roll back");
+        }
+        return;
+    }
+    if (!unitOpen_) return;
+    unitOpen_ = false;
+    const Outcome outcome = run("ROLLBACK");
+    if (outcome.detail.find("no transaction is active") == std::string::npos) require(outcome, "cannot roll back");
+}
+
+}  // namespace kelhost

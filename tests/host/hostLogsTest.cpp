@@ -1,0 +1,183 @@
+// The contract of the diagnostic and the administration log.
+#include "logs.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/hostFixture.h"
+#include "hostError.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using hosttest::readWhole;
+using kelhost::LogCapture;
+using kelhost::LogKind;
+
+class HostLogs : public hosttest::ContextTest {
+protected:
+    ~HostLogs() override { kelhost::closeLogs(); }
+
+    std::string logPath(const std::string& name) const { return instancePath() + "/log/" + name; }
+    std::string diagnosticLog() const { return readWhole(logPath(kelhost::diagnosticLogFile)); }
+    std::string administrationLog() const { return readWhole(logPath(kelhost::administrationLogFile)); }
+};
+
+TEST_F(HostLogs, ADiagnosticRecordIsOneLineThatSaysWhoWhenAndWhat) {
+    kelhost::openLogs(instancePath() + "/log");
+    pdLog(PD_WARNING, "sqlpiGetBackup", 30, "Auto backup Policy: Unknown default backup location");
+    const std::regex line(
+        R"(\d{4}-\d\d-\d\d-\d\d\.\d\d\.\d\d\.\d{6} process \d+ thread \d+ database \S+ warning sqlpiGetBackup probe 30: )"
+        "Auto backup Policy: Unknown default backup location\n");
+    EXPECT_TRUE(std::regex_match(diagnosticLog(), line)) << diagnosticLog();
+    EXPECT_EQ(administrationLog(), "");
+}
+
+TEST_F(HostLogs, ImportanceIsNamed) {
+    kelhost::openLogs(instancePath() + "/log");
+    for (int32_t importance : {PD_SEVERE, PD_ERROR, PD_WARNING, PD_INFO}) pdLog(importance, "f", 1, "t");
+    const std::string log = diagnosticLog();
+    for (const char* name : {" severe f ", " error f ", " warning f ", " info f "}) {
+        EXPECT_NE(log.find(name), std::string::npos) << name;
+    }
+}
+
+TEST_F(HostLogs, TextsAreKeptByteForByteAndShownInOneLine) {
+    kelhost::openLogs(instancePath() + "/log");
+    const LogCapture capture;
+    pdLog(PD_INFO, "f", 10, "line end\n tab\t quote\" back\\ umlaut \xC3\xA4 broken \xC3( bell \a end");
+    ASSERT_EQ(capture.records().size(), 1U);
+    EXPECT_EQ(capture.records()[0].text, "line end\n tab\t quote\" back\\ umlaut \xC3\xA4 broken \xC3( bell \a end");
+    EXPECT_TRUE(diagnosticLog().ends_with(
+        ": line end\\n tab\\t quote\\\" back\\\\ umlaut \xC3\xA4 broken \\xC3( bell \\x07 end\n"))
+        << diagnosticLog();
+}
+
+TEST_F(HostLogs, FormattedRecords) {
+    const LogCapture capture;
+    pdLogPrintf(PD_ERROR, "f", 20, "Warning: Unable to read reorg policy. Error: %d", -1);
+    const auto records = capture.records(LogKind::diagnostic);
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].text, "Warning: Unable to read reorg policy. Error: -1");
+    EXPECT_EQ(records[0].importance, PD_ERROR);
+    EXPECT_EQ(records[0].probe, 20U);
+    EXPECT_EQ(records[0].function, "f");
+}
+
+TEST_F(HostLogs, ALongRecordIsCut) {
+    const LogCapture capture;
+    const std::string text(PD_RECORD_SIZE + 1000, 'x');
+    pdLog(PD_INFO, "f", 1, text.c_str());
+    pdLogPrintf(PD_INFO, "f", 1, "%s", text.c_str());
+    sqlt_logadmin(0, PD_INFO, "f", 1, text.data(), text.size());
+    for (const std::string& kept : capture.texts(LogKind::diagnostic)) EXPECT_EQ(kept.size(), size_t{PD_RECORD_SIZE});
+    EXPECT_EQ(capture.texts(LogKind::diagnostic).size(), 2U);
+    EXPECT_EQ(capture.texts(LogKind::administration).at(0).size(), size_t{PD_RECORD_SIZE});
+}
+
+TEST_F(HostLogs, TheAdministrationLogShowsAChangedPolicy) {
+    kelhost::openLogs(instancePath() + "/log");
+    const LogCapture capture;
+    const std::string four =
+        "DBBackupPolicy\xFF"
+        "DB\xFF"
+        "Mode: \"Online\"\nA\xFF"
+        "Mode: Offline";
+    sqlt_logadmin(SQLT_ADMIN_POLICY_CHANGED, PD_INFO, "kelPolicyInstallSp", 40, four.data(), four.size());
+    EXPECT_TRUE(administrationLog().ends_with(
+        " info 10515 kelPolicyInstallSp probe 40: policy changed policy=\"DBBackupPolicy\" database=\"DB\" "
+        "before=\"Mode: \\\"Online\\\"\\nA\" after=\"Mode: Offline\"\n"))
+        << administrationLog();
+    const std::string three =
+        "AUTO_BACKUP\xFF"
+        "B\xFF"
+        "A";
+    sqlt_logadmin(SQLT_ADMIN_POLICY_CHANGED, PD_INFO, "f", 1, three.data(), three.size());
+    EXPECT_TRUE(administrationLog().ends_with(": policy changed policy=\"AUTO_BACKUP\" before=\"B\" after=\"A\"\n"))
+        << administrationLog();
+    const auto records = capture.records(LogKind::administration);
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(records[0].messageNumber, 10515U);
+    EXPECT_EQ(records[0].text, four);
+    EXPECT_EQ(diagnosticLog(), "");
+}
+
+TEST_F(HostLogs, TheAdministrationLogTakesPlainTextsToo) {
+    kelhost::openLogs(instancePath() + "/log");
+    sqlt_logadmin(SQLT_ADMIN_TEXT, PD_ERROR, "f", 50, "Dynamic cast error, and more", 18);
+    EXPECT_TRUE(administrationLog().ends_with(" error 0 f probe 50: Dynamic cast error\n")) << administrationLog();
+}
+
+TEST_F(HostLogs, FullFilesAreRotatedAndTheOldestDropped) {
+    kelhost::openLogs(instancePath() + "/log", {.maximumFileBytes = 4096, .keptFiles = 2});
+    for (int i = 0; i < 200; ++i) pdLogPrintf(PD_INFO, "f", 1, "record %d", i);
+    size_t files = 0;
+    for (const auto& entry : fs::directory_iterator(instancePath() + "/log")) {
+        if (!entry.path().filename().string().starts_with("diagnostic")) continue;
+        ++files;
+        EXPECT_LE(entry.file_size(), 4096U) << entry.path();
+    }
+    EXPECT_EQ(files, 3U);
+    EXPECT_NE(diagnosticLog().find("record 199\n"), std::string::npos);
+    EXPECT_NE(readWhole(logPath("diagnostic.1.log")).find("record"), std::string::npos);
+}
+
+TEST_F(HostLogs, AnExistingLogIsContinued) {
+    for (int i = 0; i < 2; ++i) {
+        kelhost::openLogs(instancePath() + "/log");
+        pdLogPrintf(PD_INFO, "f", 1, "run %d", i);
+        kelhost::closeLogs();
+    }
+    EXPECT_NE(diagnosticLog().find("run 0\n"), std::string::npos);
+    EXPECT_NE(diagnosticLog().find("run 1\n"), std::string::npos);
+}
+
+TEST_F(HostLogs, ThreadsWriteWholeRecordsWhileTheFilesChange) {
+    const LogCapture capture;
+    kelhost::openLogs(instancePath() + "/log");
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([i] {
+            for (int round = 0; round < 100; ++round) pdLogPrintf(PD_INFO, "threadFunction", 1, "thread %d end", i);
+        });
+    }
+    const std::string other = instancePath() + "/tmp";
+    for (int i = 0; i < 10; ++i) kelhost::openLogs(i % 2 == 0 ? other : instancePath() + "/log");
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(capture.records().size(), 800U);
+    size_t lines = 0;
+    for (const std::string& path : {logPath(kelhost::diagnosticLogFile), other + "/" + kelhost::diagnosticLogFile}) {
+        std::ifstream file(path);
+        for (std::string line; std::getline(file, line); ++lines) {
+            EXPECT_TRUE(std::regex_search(line, std::regex("threadFunction probe 1: thread [0-7] end$"))) << line;
+        }
+    }
+    EXPECT_EQ(lines, 800U);
+}
+
+TEST_F(HostLogs, ADirectoryThatCannotBeUsedIsAnErrorAndTheOldFilesStay) {
+    kelhost::openLogs(instancePath() + "/log");
+    std::ofstream(instancePath() + "/tmp/file") << "no directory";
+    try {
+        kelhost::openLogs(instancePath() + "/tmp/file");
+        ADD_FAILURE() << "a file was taken for a directory";
+    } catch (const kelhost::HostError& error) {
+        EXPECT_NE(std::string(error.what()).find("/tmp/file"), std::string::npos) << error.what();
+    }
+    pdLog(PD_INFO, "f", 1, "still here");
+    EXPECT_NE(diagnosticLog().find("still here"), std::string::npos);
+}
+
+TEST_F(HostLogs, ARecordThatCannotBeWrittenIsDropped) {
+    pdLog(PD_INFO, "f", 1, "nobody listens");
+    kelhost::openLogs(instancePath() + "/log");
+    EXPECT_EQ(diagnosticLog(), "");
+    pdLog(PD_INFO, nullptr, 1, "no function");
+    EXPECT_NE(diagnosticLog().find("no function"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+#include "commandLine.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <new>
+#include <sstream>
+#include <string_view>
+
+#include "hostError.h"
+#include "trace.h"
+
+namespace kelpolicy {
+namespace {
+
+constexpr AddCommand* commands[] = {addInit, addDescribe, addTree, addShow};
+
+constexpr int32_t usageCode = -171;
+constexpr const char* usageState = "42815";
+
+struct TraceFlag {
+    std::string_view name;
+    uint32_t flags;
+};
+constexpr TraceFlag traceFlags[] = {{"entry", PDT_FLAG_ENTRY},
+                                    {"exit", PDT_FLAG_EXIT},
+                                    {"data", PDT_FLAG_DATA},
+                                    {"all", PDT_FLAG_ENTRY | PDT_FLAG_EXIT | PDT_FLAG_DATA}};
+
+uint32_t readTraceFlags(const std::string& text) {
+    uint32_t flags = 0;
+    std::istringstream names(text);
+    for (std::string name; std::getline(names, name, ',');) {
+        const auto* found = std::find_if(std::begin(traceFlags), std::end(traceFlags),
+                                         [&name](const TraceFlag& flag) { return flag.name == name; });
+        if (found == std::end(traceFlags))
+            throw CLI::ValidationError("--trace", fmt::format("\"{}\" is not entry, exit, data or all", name));
+        flags |= found->flags;
+    }
+    if (flags == 0) throw CLI::ValidationError("--trace", "say which: entry, exit, data or all, with commas between");
+    return flags;
+}
+
+void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
+    app.add_option("--instance", options.instance,
+                   "Instance directory, made when missing (default: $KELPOLICY_INSTANCE, else ~/.kelpolicy)")
+        ->type_name("DIR")
+        ->check(refuseEmpty)
+        ->envname("KELPOLICY_INSTANCE");
+    app.add_option("--database", options.database,
+                   "ODBC connection string of the database (default: the file in the instance directory)")
+        ->type_name("CONNECTION")
+        ->check(refuseEmpty);
+    app.add_flag("--json", options.json, "Answer in JSON on standard output, failures in JSON on standard error");
+    app.add_option_function<std::string>(
+           "--trace", [&options](const std::string& text) { options.traceFlags = readTraceFlags(text); },
+           "Write a trace: entry, exit, data or all, with commas between")
+        ->type_name("FLAGS");
+}
+
+/* What is wrong, in the words of this program where the parser's do not say enough. */
+std::string usageMessage(const CLI::App& app, const CLI::App& command, const CLI::ParseError& error) {
+    if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr || command.get_require_subcommand_min() == 0)
+        return error.what();
+    std::string known;
+    for (const CLI::App* sub : command.get_subcommands([](const CLI::App* /*any*/) { return true; }))
+        known += (known.empty() ? "" : ", ") + sub->get_name();
+    const std::vector<std::string> words = app.remaining(true);
+    return words.empty()
+               ? fmt::format("say which: {} {}", command.get_name(), known)
+               : fmt::format("\"{}\" is no command of {}; these are: {}", words.front(), command.get_name(), known);
+}
+
+int reportUsage(const CLI::App& app, const CLI::ParseError& error, Output& output) {
+    const CLI::App* command = &app;
+    std::string name = app.get_name();
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        name += " " + command->get_name();
+    }
+    output.report({usageMessage(app, *command, error),
+                   fmt::format("\"{} --help\" shows what can be said, with an example.", name), usageCode, usageState});
+    return exitUsage;
+}
+
+int runChosen(const RunCommand& chosen, const GlobalOptions& options, Output& output) {
+    try {
+        const int status = chosen(options, output);
+        output.finish();
+        return status;
+    } catch (const Failure& failure) {
+        output.report(failure);
+    } catch (const kelhost::HostError& error) {
+        output.report(failureOf(error));
+    } catch (const std::bad_alloc&) {
+        output.report({"there is not enough memory", "Free memory and run the command again.", -954, "57011"});
+    } catch (const std::exception& error) {
+        output.report(
+            {error.what(), "This is a defect of the program: report it with the command line.", -901, "58004"});
+    }
+    return exitFailed;
+}
+
+}  // namespace
+
+std::string instanceDirectory(const GlobalOptions& options) {
+    if (!options.instance.empty()) return options.instance;
+    const char* home = std::getenv("HOME");
+    if (home == nullptr || *home == '\0')
+        throw Failure("there is no instance directory: neither --instance nor KELPOLICY_INSTANCE nor HOME is set",
+                      "Name one, for example: kelpolicy --instance /var/lib/kelpolicy init", systemErrorCode,
+                      systemErrorState);
+    return std::string(home) + "/.kelpolicy";
+}
+
+std::string example(const char* commandLine) {
+    return fmt::format(
+        "Example:\n  {}\n\nOptions of every command: --instance, --database, --json, --trace; "
+        "\"kelpolicy --help\" explains them.",
+        commandLine);
+}
+
+std::string refuseEmpty(const std::string& value) {
+    return value.empty() ? "the value is empty" : "";
+}
+
+void addDocumentOption(CLI::App& command, std::string& path) {
+    command
+        .add_option("--document", path,
+                    "Read this policy-language document (\"-\": standard input) in place of the policy table")
+        ->type_name("PATH")
+        ->check(refuseEmpty);
+}
+
+int runCommandLine(int argc, char** argv) {
+    GlobalOptions options;
+    RunCommand chosen;
+    CLI::App app("Shows what the automatic-maintenance policies of a database say, and when they let it work.",
+                 "kelpolicy");
+    app.fallthrough();
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "kelpolicy " KELPOLICY_VERSION);
+    app.footer(
+        "Example:\n  kelpolicy show backup\n\nExit status: 0 done, 1 refused or failed, 2 usage, "
+        "3 the answer of a check is no.");
+    addGlobalOptions(app, options);
+    for (AddCommand* add : commands) add(app, chosen);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) return app.exit(error);
+        const bool json =
+            std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
+        Output output(json);
+        return reportUsage(app, error, output);
+    }
+    Output output(options.json);
+    return runChosen(chosen, options, output);
+}
+
+}  // namespace kelpolicy

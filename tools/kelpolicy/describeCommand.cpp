@@ -1,0 +1,72 @@
+// kelpolicy describe: each stored policy in one line of text.
+#include <fmt/format.h>
+
+#include <array>
+
+#include "commandLine.h"
+#include "databaseSession.h"
+#include "policyKinds.h"
+#include "policyRow.h"
+#include "sqlpiFormat.h"
+#include "text.h"
+
+namespace kelpolicy {
+namespace {
+
+Failure unknownName(const std::string& name) {
+    std::string known;
+    for (const PolicyKind* kind : policyKinds) known += (known.empty() ? "" : ", ") + std::string(kind->key.name);
+    return {fmt::format("there is no policy named \"{}\"", name), fmt::format("Name one of these: {}.", known), -204,
+            "42704"};
+}
+
+std::string describe(const PolicyKind& kind) {
+    std::array<char, 16384> text{};
+    const uint32_t status = sqpiGetPolicyFormatString(text.data(), int32_t{text.size()}, kind.key.name);
+    if (status != SQLPI_FORMAT_OK)
+        throw Failure(fmt::format("the policy {} cannot be described (status {:#X})", kind.key.name, status),
+                      "Look into log/diagnostic.log of the instance directory.", -901, "58004");
+    return text.data();
+}
+
+int runDescribe(const std::string& name, const GlobalOptions& options, Output& output) {
+    if (!name.empty() && findPolicyKind(name) == nullptr) throw unknownName(name);
+
+    DatabaseSession session(options, output);
+    Json all = Json::array();
+    std::vector<Failure> problems;
+    for (const PolicyKind* kind : policyKinds) {
+        if (!name.empty() && name != kind->key.name) continue;
+        const std::optional<PolicyRow> row = readPolicyRow(kind->key);
+        const std::string description = describe(*kind);
+        if (output.isJson()) {
+            all.push_back({{"name", kind->key.name}, {"stored", row.has_value()}, {"description", description}});
+        } else {
+            output.writeLine(output.styled(Style::heading, kind->key.name) +
+                             (row.has_value() ? "" : "  (no row: the built-in defaults are in force)"));
+            output.writeLine("  " + printable(description));
+        }
+        if (!row.has_value()) continue;
+        DocumentVerdict verdict = judgeStoredDocument(*kind, row->document);
+        if (verdict.problem.has_value()) problems.push_back(*std::move(verdict.problem));
+    }
+    session.commit();
+    if (output.isJson()) output.writeJson(all);
+    for (const Failure& problem : problems) output.report(problem);
+    return problems.empty() ? exitDone : exitFailed;
+}
+
+}  // namespace
+
+void addDescribe(CLI::App& parent, RunCommand& chosen) {
+    CLI::App* command = parent.add_subcommand("describe", "Say in one line what a stored policy does, or all of them");
+    const auto name = std::make_shared<std::string>();
+    command->add_option("NAME", *name,
+                        "CommonPolicy, DBBackupPolicy, TableReorgPolicy, TableRunstatsPolicy or StatsProfilePolicy");
+    command->footer(example("kelpolicy describe DBBackupPolicy"));
+    command->callback([&chosen, name] {
+        chosen = [name](const GlobalOptions& options, Output& output) { return runDescribe(*name, options, output); };
+    });
+}
+
+}  // namespace kelpolicy

@@ -1,0 +1,74 @@
+#include "documentFile.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+#include "failure.h"
+
+namespace kelpolicy {
+namespace {
+
+Failure fileFailure(const std::string& path, const std::string& what, const char* hint) {
+    return {fmt::format("{} {}", documentName(path), what), hint, policyFileCode, policyState};
+}
+
+Failure readFailure(const std::string& path, int reason) {
+    const char* hint = reason == EISDIR   ? "Name the document itself, not its directory."
+                       : reason == ENOENT ? "Check the path; \"-\" reads standard input."
+                                          : "Check that you may read the file.";
+    return fileFailure(path, fmt::format("cannot be read: {}", std::generic_category().message(reason)), hint);
+}
+
+class OpenFile {
+public:
+    explicit OpenFile(const std::string& path)
+        : descriptor_(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+        if (descriptor_ < 0) throw readFailure(path, errno);
+    }
+    ~OpenFile() {
+        if (descriptor_ != STDIN_FILENO) ::close(descriptor_);
+    }
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+
+    ssize_t read(char* buffer, size_t size) const {
+        ssize_t done = -1;
+        do {
+            done = ::read(descriptor_, buffer, size);
+        } while (done < 0 && errno == EINTR);
+        return done;
+    }
+
+private:
+    int descriptor_;
+};
+
+}  // namespace
+
+std::string readDocument(const std::string& path, size_t limit) {
+    const OpenFile file(path);
+    std::string document;
+    std::array<char, 65536> part;
+    while (true) {
+        const ssize_t done = file.read(part.data(), part.size());
+        if (done < 0) throw readFailure(path, errno);
+        if (done == 0) break;
+        document.append(part.data(), static_cast<size_t>(done));
+        if (document.size() > limit)
+            throw fileFailure(path, fmt::format("is longer than {} bytes", limit),
+                              "Give a document that holds one policy; the policy table takes up to 2097152 bytes.");
+    }
+    if (document.empty()) throw fileFailure(path, "is empty", "Give a document whose root is \"PolicyDocument\".");
+    return document;
+}
+
+std::string documentName(const std::string& path) {
+    return path == "-" ? "the document on standard input" : fmt::format("the document \"{}\"", path);
+}
+
+}  // namespace kelpolicy

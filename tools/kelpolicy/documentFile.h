@@ -1,0 +1,21 @@
+/* A policy-language document in a file. */
+#ifndef KELPOLICY_DOCUMENT_FILE_H
+#define KELPOLICY_DOCUMENT_FILE_H
+
+#include <cstddef>
+#include <string>
+
+namespace kelpolicy {
+
+/* What a row of the policy table may hold. */
+inline constexpr size_t largestPolicyDocument = size_t{2} << 20;
+
+/* The file's bytes; "-" is standard input. Throws Failure when it cannot be read, is empty or longer than `limit`. */
+std::string readDocument(const std::string& path, size_t limit = largestPolicyDocument);
+
+/* The document as messages name it. */
+std::string documentName(const std::string& path);
+
+}  // namespace kelpolicy
+
+#endif

@@ -1,0 +1,41 @@
+/* What went wrong, in words for a person and in codes for a program. */
+#ifndef KELPOLICY_FAILURE_H
+#define KELPOLICY_FAILURE_H
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+#include "hostError.h"
+#include "sqlca.h"
+
+namespace kelpolicy {
+
+class Failure : public std::runtime_error {
+public:
+    Failure(const std::string& message, std::string advice, int32_t code, std::string state)
+        : std::runtime_error(message), hint(std::move(advice)), sqlcode(code), sqlstate(std::move(state)) {}
+
+    std::string hint; /* what to do about it */
+    int32_t sqlcode;
+    std::string sqlstate;
+    std::string policy{}; /* NAME of the policy concerned, or empty */
+    uint64_t line = 0;    /* place in its document, from 1; 0: nowhere in particular */
+    uint64_t column = 0;
+};
+
+/* Codes of failures that are told in more than one place. */
+inline constexpr int32_t policyFileCode = -1436;     /* a document's file is missing, unreadable, empty or too large */
+inline constexpr int32_t policyDocumentCode = -1438; /* a policy document cannot be read */
+inline constexpr const char* policyState = "5U0ZZ";
+inline constexpr int32_t systemErrorCode = -902; /* reading or writing failed */
+inline constexpr const char* systemErrorState = "58030";
+
+Failure failureOf(const kelhost::HostError& error);
+
+/* The failure that a communication area reports; `what` could not be done. */
+Failure failureOf(const std::string& what, const sqlca& ca);
+
+}  // namespace kelpolicy
+
+#endif

@@ -1,0 +1,5 @@
+#include "commandLine.h"
+
+int main(int argc, char** argv) {
+    return kelpolicy::runCommandLine(argc, argv);
+}

@@ -1,0 +1,117 @@
+#include "output.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include "text.h"
+
+namespace kelpolicy {
+namespace {
+
+bool wantsColour() {
+    const char* refused = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
+    return ::isatty(STDOUT_FILENO) == 1 && (refused == nullptr || *refused == '\0') && terminal != nullptr &&
+           std::string_view(terminal) != "dumb";
+}
+
+const char* codeOf(Style style) {
+    switch (style) {
+        case Style::heading:
+            return "1";
+        case Style::quiet:
+            return "2";
+        case Style::good:
+            return "32";
+        case Style::warning:
+            return "33";
+        case Style::bad:
+            return "31";
+    }
+    return "0";
+}
+
+void writeTo(FILE* file, std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), file);
+}
+
+Json errorObject(const Failure& failure) {
+    Json error = {{"message", failure.what()},
+                  {"hint", failure.hint},
+                  {"sqlcode", failure.sqlcode},
+                  {"sqlstate", failure.sqlstate}};
+    if (!failure.policy.empty()) error["policy"] = failure.policy;
+    if (failure.line > 0) {
+        error["line"] = failure.line;
+        error["column"] = failure.column;
+    }
+    return error;
+}
+
+}  // namespace
+
+Output::Output(bool json) : json_(json), colour_(!json && wantsColour()) {}
+
+void Output::write(std::string_view text) {
+    writeTo(stdout, text);
+}
+
+void Output::writeLine(std::string_view text) {
+    write(text);
+    write("\n");
+}
+
+void Output::writeJson(const Json& value) {
+    writeLine(jsonText(value, 2));
+}
+
+void Output::writeTable(const std::vector<std::vector<std::string>>& rows) {
+    std::vector<size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (size_t i = 0; i + 1 < row.size(); ++i) widths[i] = std::max(widths[i], displayWidth(row[i]));
+    }
+    for (const auto& row : rows) {
+        std::string line;
+        for (size_t i = 0; i < row.size(); ++i) line += i + 1 < row.size() ? padded(row[i], widths[i] + 2) : row[i];
+        line.erase(line.find_last_not_of(' ') + 1);
+        writeLine(line);
+    }
+}
+
+std::string Output::styled(Style style, std::string_view text) const {
+    return colour_ ? fmt::format("\x1B[{}m{}\x1B[0m", codeOf(style), text) : std::string(text);
+}
+
+void Output::note(std::string_view text) {
+    std::fflush(stdout);
+    writeTo(stderr, json_ ? jsonText({{"note", text}}) + "\n" : fmt::format("note: {}\n", printable(text)));
+}
+
+void Output::report(const Failure& failure) {
+    std::fflush(stdout);
+    writeTo(stderr, json_ ? jsonText({{"error", errorObject(failure)}}) + "\n"
+                          : fmt::format("kelpolicy: {}\n  SQLCODE {}, SQLSTATE {}\n  {}\n", printable(failure.what()),
+                                        failure.sqlcode, failure.sqlstate, printable(failure.hint)));
+}
+
+void Output::finish() {
+    const bool flushed = std::fflush(stdout) == 0;
+    const int reason = errno;
+    if (flushed && std::ferror(stdout) == 0) return;
+    throw Failure(
+        fmt::format("cannot write all of the answer to standard output: {}", std::generic_category().message(reason)),
+        "Make room where standard output goes, and run the command again.", systemErrorCode, systemErrorState);
+}
+
+std::string jsonText(const Json& value, int indent) {
+    return value.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
+}  // namespace kelpolicy

@@ -1,0 +1,60 @@
+/* What a command says: tables for a person, JSON for a program, failures on standard error. */
+#ifndef KELPOLICY_OUTPUT_H
+#define KELPOLICY_OUTPUT_H
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "failure.h"
+
+namespace kelpolicy {
+
+using Json = nlohmann::ordered_json;
+
+/* How a command ends. */
+enum ExitStatus : int {
+    exitDone = 0,
+    exitFailed = 1,  /* refused or failed */
+    exitUsage = 2,   /* the command line makes no sense */
+    exitFinding = 3, /* done; the answer is "outside" or "there are findings" */
+};
+
+enum class Style { heading, quiet, good, warning, bad };
+
+class Output {
+public:
+    explicit Output(bool json);
+
+    bool isJson() const noexcept { return json_; }
+
+    /* Standard output. `write` takes text as it is; what comes of a document goes through printable() first. */
+    void write(std::string_view text);
+    void writeLine(std::string_view text = {});
+    void writeJson(const Json& value);
+
+    /* Rows of cells in aligned columns; the last column may be of any length. */
+    void writeTable(const std::vector<std::vector<std::string>>& rows);
+
+    /* The text with colour where standard output is a terminal that wants it. */
+    std::string styled(Style style, std::string_view text) const;
+
+    /* Standard error. In JSON mode each is one line with an object, {"note":...} or {"error":{...}}. */
+    void note(std::string_view text);
+    void report(const Failure& failure);
+
+    /* Throws Failure when not all of standard output could be written. */
+    void finish();
+
+private:
+    bool json_;
+    bool colour_;
+};
+
+/* JSON text of a value on one line; bytes that are not UTF-8 become the replacement character. */
+std::string jsonText(const Json& value, int indent = -1);
+
+}  // namespace kelpolicy
+
+#endif

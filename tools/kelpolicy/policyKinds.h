@@ -1,0 +1,65 @@
+/* The engine's five policies, as this program names them. */
+#ifndef KELPOLICY_POLICY_KINDS_H
+#define KELPOLICY_POLICY_KINDS_H
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "failure.h"
+#include "sqlpiPolicyBase.h"
+#include "sqlpiPolicyKeys.h"
+#include "sqlpiPolicyParserHooks.h"
+
+namespace kelpolicy {
+
+struct PolicyKind {
+    const char* title;
+    const sqlpiPolicyKey& key;
+    std::span<const SQLPI_POL_ELEMENT_TYPE> elements; /* a document without any of these is none of this policy */
+};
+
+namespace detail {
+inline constexpr SQLPI_POL_ELEMENT_TYPE windowElements[] = {SQLPI_ELEMENT_MAINTENANCE_WINDOW_CONDITION};
+inline constexpr SQLPI_POL_ELEMENT_TYPE backupElements[] = {SQLPI_ELEMENT_DB_BACKUP_SENSORS, SQLPI_ELEMENT_DB_BACKUP};
+inline constexpr SQLPI_POL_ELEMENT_TYPE reorgElements[] = {SQLPI_ELEMENT_SENSORS, SQLPI_ELEMENT_TABLE_REORG_SENSORS,
+                                                           SQLPI_ELEMENT_TABLE_REORG};
+inline constexpr SQLPI_POL_ELEMENT_TYPE runstatsElements[] = {
+    SQLPI_ELEMENT_SENSORS, SQLPI_ELEMENT_TABLE_RUNSTATS_GOAL_CONSTRAINT_SENSORS, SQLPI_ELEMENT_TABLE_RUNSTATS_DECISION};
+inline constexpr SQLPI_POL_ELEMENT_TYPE statsProfileElements[] = {SQLPI_ELEMENT_SENSORS, SQLPI_ELEMENT_STATS_PROFILE};
+}  // namespace detail
+
+inline constexpr PolicyKind windowsKind = {"Maintenance windows", SQLPI_MAINT_WINDOW_KEY, detail::windowElements};
+inline constexpr PolicyKind backupKind = {"Backup policy", SQLPI_BACKUP_KEY, detail::backupElements};
+inline constexpr PolicyKind reorgKind = {"Reorg policy", SQLPI_REORG_KEY, detail::reorgElements};
+inline constexpr PolicyKind runstatsKind = {"Runstats policy", SQLPI_RUNSTATS_KEY, detail::runstatsElements};
+inline constexpr PolicyKind statsProfileKind = {"Statistics profile policy", SQLPI_STATS_PROFILE_KEY,
+                                                detail::statsProfileElements};
+inline constexpr const PolicyKind* policyKinds[] = {&windowsKind, &backupKind, &reorgKind, &runstatsKind,
+                                                    &statsProfileKind};
+
+/* The policy of that NAME, or null. */
+const PolicyKind* findPolicyKind(std::string_view name);
+
+/* What a person should know of a document that is read as this policy. */
+struct DocumentVerdict {
+    std::optional<Failure> problem{}; /* it does not parse, or is empty: the engine uses its defaults */
+    bool saysNothing = false;         /* it parses, and has no element of the policy */
+};
+
+enum class DocumentOrigin { stored, given };
+
+/* `name` says which document it is. */
+DocumentVerdict judgeDocument(const PolicyKind& kind, std::string_view document, DocumentOrigin origin,
+                              const std::string& name);
+
+/* The same for the policy's row. */
+DocumentVerdict judgeStoredDocument(const PolicyKind& kind, std::string_view document);
+
+/* Why a document has no element tree. Throws std::bad_alloc when that was for lack of memory. */
+Failure parseFailure(const std::string& name, int32_t status, const sqlpiParseProblem& problem);
+
+}  // namespace kelpolicy
+
+#endif

@@ -1,0 +1,53 @@
+#include "policySource.h"
+
+#include <fmt/format.h>
+
+#include "documentFile.h"
+
+namespace kelpolicy {
+
+PolicySource::PolicySource(const PolicyKind& kind, const std::string& path, const GlobalOptions& options,
+                           Output& output)
+    : kind_(kind), output_(output) {
+    if (!path.empty()) {
+        givenName_ = documentName(path);
+        documentSession_.emplace(options, output);
+        given_ = readDocument(path);
+        verdict_ = judgeDocument(kind, *given_, DocumentOrigin::given, givenName_);
+        return;
+    }
+    databaseSession_.emplace(options, output);
+    row_ = readPolicyRow(kind.key);
+    if (row_.has_value()) verdict_ = judgeStoredDocument(kind, row_->document);
+}
+
+const std::string* PolicySource::effectiveDocument() const noexcept {
+    if (verdict_.problem.has_value()) return nullptr;
+    if (given_.has_value()) return &*given_;
+    return row_.has_value() ? &row_->document : nullptr;
+}
+
+std::string PolicySource::origin() const {
+    if (!given_.has_value() && !row_.has_value())
+        return fmt::format("no row {}: the built-in defaults are in force", kind_.key.name);
+    const std::string from =
+        given_.has_value() ? givenName_ : fmt::format("{}, stored {}", kind_.key.name, row_->updateTime);
+    if (verdict_.problem.has_value()) return from + " cannot be read: the built-in defaults are in force";
+    return from;
+}
+
+int PolicySource::finish() {
+    if (databaseSession_.has_value()) databaseSession_->commit();
+    if (verdict_.problem.has_value()) {
+        output_.report(*verdict_.problem);
+        return exitFailed;
+    }
+    if (output_.isJson() && !given_.has_value() && !row_.has_value()) output_.note(origin());
+    if (verdict_.saysNothing)
+        output_.note(
+            fmt::format("{} has no element of the {}: the built-in defaults are in force", origin(), kind_.title));
+    remarks_.tell(output_);
+    return exitDone;
+}
+
+}  // namespace kelpolicy

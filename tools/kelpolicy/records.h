@@ -1,0 +1,29 @@
+/* The engine's records as fields that can be shown. */
+#ifndef KELPOLICY_RECORDS_H
+#define KELPOLICY_RECORDS_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "output.h"
+
+namespace kelpolicy {
+
+struct Field {
+    const char* name; /* as in the record */
+    Json value;
+    std::string meaning; /* in words */
+};
+using Fields = std::vector<Field>;
+
+/* Each reads one record: from a policy-language document over the engine's defaults, or, without one, from the policy
+ * table, which needs an engine context on the thread. */
+Fields readBackupRecord(std::optional<std::string>& document);
+Fields readReorgRecord(std::optional<std::string>& document);
+Fields readRunstatsRecord(std::optional<std::string>& document);
+Fields readStatsProfileRecord(std::optional<std::string>& document);
+
+}  // namespace kelpolicy
+
+#endif

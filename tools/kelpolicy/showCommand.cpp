@@ -1,0 +1,81 @@
+// kelpolicy show: the records that the engine works with.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "commandLine.h"
+#include "policySource.h"
+#include "records.h"
+#include "showWindows.h"
+#include "text.h"
+
+namespace kelpolicy {
+namespace {
+
+struct ShownRecord {
+    const char* name;
+    const char* help;
+    const PolicyKind& kind;
+    Fields (*read)(std::optional<std::string>& document);
+};
+const ShownRecord shownRecords[] = {
+    {"backup", "When and where to the engine backs the database up", backupKind, readBackupRecord},
+    {"reorg", "Which tables the engine reorganises, and how", reorgKind, readReorgRecord},
+    {"runstats", "Of which tables the engine collects statistics", runstatsKind, readRunstatsRecord},
+    {"stats-profile", "The limits of statistics profiles", statsProfileKind, readStatsProfileRecord},
+};
+
+std::string shownValue(const Json& value) {
+    if (value.is_null()) return "none";
+    return value.is_string() ? "\"" + printable(value.get<std::string>()) + "\"" : value.dump();
+}
+
+void writeRecord(const Fields& fields, Output& output) {
+    if (output.isJson()) {
+        Json record = Json::object();
+        for (const Field& field : fields) record[field.name] = field.value;
+        output.writeJson(record);
+        return;
+    }
+    // A long text, a path or a clause, stands behind the rest, so that it does not push the other meanings aside.
+    std::vector<std::vector<std::string>> rows;
+    for (const Field& field : fields) {
+        const std::string value = shownValue(field.value);
+        if (displayWidth(value) <= 24)
+            rows.push_back({field.name, value, field.meaning});
+        else
+            rows.push_back({field.name, "", fmt::format("{}: {}", field.meaning, value)});
+    }
+    output.writeTable(rows);
+}
+
+int runShow(const ShownRecord& shown, const std::string& path, const GlobalOptions& options, Output& output) {
+    PolicySource source(shown.kind, path, options, output);
+    const Fields fields = shown.read(source.givenDocument());
+    if (!output.isJson())
+        output.writeLine(
+            fmt::format("{}  ({})", output.styled(Style::heading, shown.kind.title), printable(source.origin())));
+    writeRecord(fields, output);
+    return source.finish();
+}
+
+}  // namespace
+
+void addShow(CLI::App& parent, RunCommand& chosen) {
+    CLI::App* group = parent.add_subcommand("show", "Show the record that the engine reads from a policy");
+    group->require_subcommand(1);
+    group->footer(example("kelpolicy show backup"));
+    for (const ShownRecord& shown : shownRecords) {
+        CLI::App* command = group->add_subcommand(shown.name, shown.help);
+        const auto path = std::make_shared<std::string>();
+        addDocumentOption(*command, *path);
+        command->footer(example(fmt::format("kelpolicy show {} --json", shown.name).c_str()));
+        command->callback([&chosen, &shown, path] {
+            chosen = [&shown, path](const GlobalOptions& options, Output& output) {
+                return runShow(shown, *path, options, output);
+            };
+        });
+    }
+}
+
+}  // namespace kelpolicy

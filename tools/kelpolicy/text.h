@@ -1,0 +1,28 @@
+/* Text as it may be shown on a terminal. */
+#ifndef KELPOLICY_TEXT_H
+#define KELPOLICY_TEXT_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace kelpolicy {
+
+/* The text with everything that could move a cursor or mislead a reader made visible: control characters as \n, \t or
+ * \xNN, bytes that are not UTF-8 as \xNN. */
+std::string printable(std::string_view text);
+
+/* Characters in a printable text. */
+size_t displayWidth(std::string_view text);
+
+/* The first `width` characters, the last of them "…" where text was cut away. */
+std::string cutToWidth(std::string_view text, size_t width);
+
+/* The text followed by blanks up to `width` characters. */
+std::string padded(std::string_view text, size_t width);
+
+bool isBlank(std::string_view text);
+
+}  // namespace kelpolicy
+
+#endif
