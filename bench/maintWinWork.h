@@ -89,17 +89,20 @@ inline int64_t askDayByDay(const Question& asked) {
            start.seconds + end.seconds;
 }
 
-/* The first occurrence of the rule, in local time. */
-inline int64_t askIcal(const icalrecurrencetype& rule) {
+/* The first occurrence of the rule on or after that Wednesday: its start and end as moments. */
+inline int64_t askIcal(const icalrecurrencetype& rule, icaltimezone* zone) {
     icaltimetype from = icaltime_null_time();
     from.year = 2024;
     from.month = 5;
     from.day = 15;
     from.hour = 22;
     icalrecur_iterator* iterator = icalrecur_iterator_new(rule, from);
-    const icaltimetype first = icalrecur_iterator_next(iterator);
+    const icaltimetype start = icalrecur_iterator_next(iterator);
     icalrecur_iterator_free(iterator);
-    return first.day;
+    if (icaltime_is_null_time(start) != 0) return 0;
+    icaltimetype end = start;
+    end.hour = 23;
+    return icaltime_as_timet_with_zone(start, zone) + icaltime_as_timet_with_zone(end, zone);
 }
 
 }  // namespace maintWinWork

@@ -122,6 +122,7 @@ void readTarget(const SQLPIPolicyElement& target, sqlpiBackupPolicy& policy) noe
 }  // namespace
 
 void sqlpiGetBackupFromParsedTree(SQLPIPolicyElement* root, sqlpiBackupPolicy* policy) noexcept {
+    const sqlpiFunctionTrace trace("sqlpiGetBackupFromParsedTree");
     if (root == nullptr) return;
     sqlpiRewind(*root);
     readSensors(*root, *policy);

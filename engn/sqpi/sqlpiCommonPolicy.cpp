@@ -21,10 +21,16 @@ const char* const MONTHS_OF_YEAR[SQLPI_MONTHS] = {"JAN", "FEB", "MAR", "APR", "M
 
 namespace {
 
+std::string_view behind(std::string_view text, size_t count) noexcept {
+    text.remove_prefix(std::min(count, text.size()));
+    return text;
+}
+
 /* The number in the `width` characters (at most 4) at `position`, of which those past the text's end are missing. */
 int32_t numberAt(std::string_view text, size_t position, size_t width) noexcept {
     std::array<char, 5> digits{};
-    if (position < text.size()) text.copy(digits.data(), width, position);
+    text = behind(text, position);
+    std::copy_n(text.data(), std::min(width, text.size()), digits.data());
     return sqlpiToInt32(digits.data());
 }
 
@@ -58,11 +64,6 @@ size_t readDateTime(sqlpiMaintWindowDateTime& limit, std::string_view text) noex
     limit.minute = twoDigitsAt(text, 11);
     limit.second = twoDigitsAt(text, 13);
     return std::string_view("yyyymmddThhmmss/").size();
-}
-
-std::string_view behind(std::string_view text, size_t count) noexcept {
-    text.remove_prefix(std::min(count, text.size()));
-    return text;
 }
 
 void setDefaults(sqlpiMaintWindowInfo& info, bool isDefined) noexcept {

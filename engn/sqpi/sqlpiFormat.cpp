@@ -32,7 +32,9 @@ public:
         return {sqlpiTextBuilder::continueIn(buffer, static_cast<size_t>(size)), buffer + size - 1};
     }
 
+    /* Nothing follows a piece that did not fit. */
     void append(const char* format, ...) noexcept __attribute__((format(printf, 2, 3))) {
+        if (text_.wasCut()) return;
         char piece[pieceSize];
         va_list arguments;
         va_start(arguments, format);
@@ -92,7 +94,8 @@ void describeTarget(Description& text, const sqlpiBackupPolicy& policy) noexcept
 }  // namespace
 
 uint32_t sqlpiGetBackupFormatStrings(char* buffer, int32_t size, const sqlpiBackupPolicy& policy) noexcept {
-    if (!isUsable(buffer, size)) return SQLPI_FORMAT_FAILED;
+    sqlpiFunctionTrace trace("sqlpiGetBackupFormatStrings");
+    if (!isUsable(buffer, size)) return trace.exit(SQLPI_FORMAT_FAILED);
     Description text(buffer, std::min(size, pieceSize));
     text.append("Backup criteria:  ");
     text.append(" Number of full backups < %d or ", policy.numberOfFullBackups);
@@ -103,15 +106,16 @@ uint32_t sqlpiGetBackupFormatStrings(char* buffer, int32_t size, const sqlpiBack
                                                                           : "DEFAULT");
     text.append("Backup policy decision target: ");
     describeTarget(text, policy);
-    return SQLPI_FORMAT_OK;
+    return trace.exit(SQLPI_FORMAT_OK);
 }
 
 uint32_t sqlpiGetReorgFormatStrings(char* buffer, int32_t size, const sqlpiReorgPolicy& policy, bool updated) noexcept {
-    if (!isUsable(buffer, size)) return SQLPI_FORMAT_FAILED;
+    sqlpiFunctionTrace trace("sqlpiGetReorgFormatStrings");
+    if (!isUsable(buffer, size)) return trace.exit(SQLPI_FORMAT_FAILED);
     Description text(buffer, size);
     if (!updated) {
         text.append("Table Scope: NO UPDATE");
-        return SQLPI_FORMAT_OK;
+        return trace.exit(SQLPI_FORMAT_OK);
     }
     text.append("Table Scope: %s ", policy.tablesFilter == nullptr ? "NULL" : policy.tablesFilter);
     text.append(" Reorganization options: %s dictionary ", policy.dictionaryOption == 0 ? "Keep" : "Rebuild");
@@ -126,17 +130,19 @@ uint32_t sqlpiGetReorgFormatStrings(char* buffer, int32_t size, const sqlpiReorg
         text.append(" Table size limit: none ");
     else
         text.append(" Table size limit: %d KB", policy.reorgSizeLimitKB);
-    return SQLPI_FORMAT_OK;
+    return trace.exit(SQLPI_FORMAT_OK);
 }
 
 uint32_t sqlpiGetRunstatsFormatStrings(char* buffer, int32_t size, const sqlpiRunStatsPolicy& policy) noexcept {
-    if (!isUsable(buffer, size)) return SQLPI_FORMAT_FAILED;
+    sqlpiFunctionTrace trace("sqlpiGetRunstatsFormatStrings");
+    if (!isUsable(buffer, size)) return trace.exit(SQLPI_FORMAT_FAILED);
     Description(buffer, size).append("Table Scope: %s", policy.tablesFilter == nullptr ? "NULL" : policy.tablesFilter);
-    return SQLPI_FORMAT_OK;
+    return trace.exit(SQLPI_FORMAT_OK);
 }
 
 uint32_t sqpiGetStatsProfileFormatStrings(char* buffer, int32_t size, const sqlpiStatsProfPolicy& policy) noexcept {
-    if (!isUsable(buffer, size)) return SQLPI_FORMAT_FAILED;
+    sqlpiFunctionTrace trace("sqpiGetStatsProfileFormatStrings");
+    if (!isUsable(buffer, size)) return trace.exit(SQLPI_FORMAT_FAILED);
     Description text(buffer, std::min(size, pieceSize));
     text.append("Monitor:  Max files: %d  Max file size: %d ", policy.maxFiles, policy.maxFileSize);
     text.append(" Feedback warehouse population: %d ", policy.maxFWSize);
@@ -145,11 +151,12 @@ uint32_t sqpiGetStatsProfileFormatStrings(char* buffer, int32_t size, const sqlp
     text.append(" Max frequent values: %d ", policy.maxFrequentValues);
     text.append(" Max profiles: %d ", policy.maxProfiles);
     text.append(" Profile type: %d", policy.profileType);
-    return SQLPI_FORMAT_OK;
+    return trace.exit(SQLPI_FORMAT_OK);
 }
 
 uint32_t sqpiFormatMaintenanceWindow(char* buffer, int32_t size, const sqlpiMaintWindowInfo* info) noexcept {
-    if (!isUsable(buffer, size) || info == nullptr) return SQLPI_FORMAT_FAILED;
+    sqlpiFunctionTrace trace("sqpiFormatMaintenanceWindow");
+    if (!isUsable(buffer, size) || info == nullptr) return trace.exit(SQLPI_FORMAT_FAILED);
     Description text = Description::continueIn(buffer, size);
     const sqlpiMaintWindowDateTime& first = info->startDateTime;
     const sqlpiMaintWindowDateTime& last = info->endDateTime;
@@ -170,11 +177,12 @@ uint32_t sqpiFormatMaintenanceWindow(char* buffer, int32_t size, const sqlpiMain
     text.appendMask(info->dayOfMonth, " All ", [&text](size_t day) { text.append(" %zu,", day + 1); });
     text.append(" Month of year: ");
     text.appendMask(info->monthOfYear, " All", [&text](size_t month) { text.append("%s, ", MONTHS_OF_YEAR[month]); });
-    return SQLPI_FORMAT_OK;
+    return trace.exit(SQLPI_FORMAT_OK);
 }
 
 uint32_t sqlpiGetMaintWindowFormatStrings(char* buffer, int32_t size, const sqlpiMaintWindow& window) noexcept {
-    if (!isUsable(buffer, size)) return SQLPI_FORMAT_FAILED;
+    sqlpiFunctionTrace trace("sqlpiGetMaintWindowFormatStrings");
+    if (!isUsable(buffer, size)) return trace.exit(SQLPI_FORMAT_FAILED);
     uint32_t status = SQLPI_FORMAT_OK;
     if (window.online.defined) {
         Description(buffer, size).append("Online window: ");
@@ -187,7 +195,7 @@ uint32_t sqlpiGetMaintWindowFormatStrings(char* buffer, int32_t size, const sqlp
             Description(buffer, size).append("Offline window: ");
         status = sqpiFormatMaintenanceWindow(buffer, size, &window.offline);
     }
-    return status;
+    return trace.exit(status);
 }
 
 namespace {

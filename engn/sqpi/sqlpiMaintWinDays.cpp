@@ -2,31 +2,55 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
+#include <iterator>
 
 namespace {
+
+constexpr int32_t LONGEST_MONTH = 31;
 
 constexpr uint32_t bitsOf(int32_t days) {
     return (uint32_t{1} << days) - 1;
 }  // days 1..31
 
+/* The flags as bits, the first as bit 0. */
+template <size_t Count>
+uint64_t bitsOfFlags(const bool (&flags)[Count]) {
+    static_assert(Count <= 64 && sizeof(bool) == 1);
+    constexpr uint64_t lowBits = 0x0101010101010101;
+    constexpr uint64_t gather = 0x0102040810204080;  // a product's top byte collects the low bits of the eight bytes
+    uint64_t eights[(Count + 7) / 8] = {};
+    std::memcpy(eights, flags, Count);
+    uint64_t bits = 0;
+    for (size_t i = 0; i < std::size(eights); ++i) {
+        uint64_t eight = eights[i];
+        if constexpr (std::endian::native == std::endian::big) eight = __builtin_bswap64(eight);
+        bits |= ((eight & lowBits) * gather >> 56) << (8 * i);
+    }
+    return bits;
+}
+
+uint32_t reverse(uint32_t bits) {
+    bits = (bits >> 1 & 0x55555555U) | (bits & 0x55555555U) << 1;
+    bits = (bits >> 2 & 0x33333333U) | (bits & 0x33333333U) << 2;
+    bits = (bits >> 4 & 0x0F0F0F0FU) | (bits & 0x0F0F0F0FU) << 4;
+    return __builtin_bswap32(bits);
+}
+
 }  // namespace
 
-sqlpiDayMasks::sqlpiDayMasks(const sqlpiMaintWindowInfo& info) noexcept {
-    constexpr int longestMonth = SQLPI_MONTH_DAYS / 2;
-    for (int month = 0; month < SQLPI_MONTHS; ++month) months_ |= uint32_t{info.monthOfYear[month]} << month;
-    for (int day = 0; day < longestMonth; ++day) {
-        fromStart_ |= uint32_t{info.dayOfMonth[day]} << day;
-        fromEnd_ |= uint32_t{info.dayOfMonth[longestMonth + day]} << (longestMonth - 1 - day);
-    }
-    for (int weekday = 0; weekday < SQLPI_WEEK_DAYS; ++weekday)
-        weekdays_ |= uint64_t{info.dayOfWeek[weekday]} << weekday;
+sqlpiDayMasks::sqlpiDayMasks(const sqlpiMaintWindowInfo& info) noexcept
+    : months_(static_cast<uint32_t>(bitsOfFlags(info.monthOfYear))), weekdays_(bitsOfFlags(info.dayOfWeek)) {
+    const uint64_t days = bitsOfFlags(info.dayOfMonth);
+    fromStart_ = static_cast<uint32_t>(days) & bitsOf(LONGEST_MONTH);
+    fromEnd_ = reverse(static_cast<uint32_t>(days >> LONGEST_MONTH)) >> (32 - LONGEST_MONTH);
     for (int weeks = 1; weeks < 8; weeks *= 2) weekdays_ |= weekdays_ << (weeks * SQLPI_WEEK_DAYS);
 }
 
 /* The selected days of a month, bit 0 being its first day. */
 uint32_t sqlpiDayMasks::monthBits(int32_t month, int32_t days, int32_t firstWeekday) const noexcept {
     if (!selectsMonth(month)) return 0;
-    const uint32_t byDate = fromStart_ | fromEnd_ >> (31 - days);
+    const uint32_t byDate = fromStart_ | fromEnd_ >> (LONGEST_MONTH - days);
     return byDate & static_cast<uint32_t>(weekdays_ >> firstWeekday) & bitsOf(days);
 }
 
@@ -47,22 +71,24 @@ bool sqlpiDayMasks::selectsWholeYear(int64_t year) const noexcept {
 
 int64_t sqlpiDayMasks::next(int64_t from, int64_t limit, bool selected) const noexcept {
     if (from >= limit) return limit;
-    sqlpiDate date = sqlpiDateOfDay(from);
+    const sqlpiDate date = sqlpiDateOfDay(from);
+    int64_t year = date.year;
+    int32_t month = date.month;
     int64_t first = from - (date.day - 1);
     int32_t weekday = sqlpiWeekday(first);
-    uint32_t past = bitsOf(date.day - 1);
+    uint32_t wanted = ~bitsOf(date.day - 1);
     while (first < limit) {
-        const int32_t days = sqlpiDaysOfMonth(date.year, date.month);
-        uint32_t bits = monthBits(date.month, days, weekday);
-        if (!selected) bits = ~bits & bitsOf(days);
-        bits &= ~past;
-        if (bits != 0) return std::min(first + std::countr_zero(bits), limit);
-        past = 0;
+        const int32_t days = sqlpiDaysOfMonth(year, month);
+        const uint32_t bits = monthBits(month, days, weekday);
+        wanted &= selected ? bits : ~bits & bitsOf(days);
+        if (wanted != 0) return std::min(first + std::countr_zero(wanted), limit);
+        wanted = ~uint32_t{0};
         first += days;
-        weekday = (weekday + days) % SQLPI_WEEK_DAYS;
-        if (++date.month > SQLPI_MONTHS) {
-            date.month = 1;
-            ++date.year;
+        weekday += days - 28;  // 0..9
+        if (weekday >= SQLPI_WEEK_DAYS) weekday -= SQLPI_WEEK_DAYS;
+        if (++month > SQLPI_MONTHS) {
+            month = 1;
+            ++year;
         }
     }
     return limit;

@@ -5,12 +5,9 @@
 
 namespace {
 
-/* No zone has moved its clocks by more since the epoch (Kwajalein in 1993, Samoa in 2011). */
-constexpr int64_t LONGEST_SHIFT = SQLPI_DAY_SECONDS;
-
 /* No zone changes its clocks and takes that back within fewer days. The shortest time between the two is an hour less
  * than a week (Recife in 2000, Gaza in years to come). */
-constexpr int64_t STEADY_DAYS = 6;
+constexpr int64_t LONGEST_STRIDE = 6;
 
 int32_t hourOf(const sqlpiLocalMoment& moment) {
     return moment.timeOfDay() / 3600;
@@ -23,6 +20,12 @@ sqlpiLocalClock::sqlpiLocalClock() noexcept {
 }
 
 bool sqlpiLocalClock::at(int64_t seconds, sqlpiLocalMoment* moment) const noexcept {
+    if (!isSteady(seconds)) return ask(seconds, moment);
+    *moment = {seconds, seconds + steady_.offset(), steady_.dst};
+    return true;
+}
+
+bool sqlpiLocalClock::ask(int64_t seconds, sqlpiLocalMoment* moment) const noexcept {
     const time_t platformTime = seconds;
     tm time;
     if (localtime_r(&platformTime, &time) == nullptr) return false;
@@ -63,10 +66,6 @@ bool sqlpiLocalClock::resolve(const sqlpiLocalAsk& ask, int64_t offset, bool aga
     const int32_t excess = std::max(ask.time.second - 59, 0);
     const int64_t local =
         ask.day * SQLPI_DAY_SECONDS + ask.time.hour * 3600 + ask.time.minute * 60 + (ask.time.second - excess);
-    if (excess == 0 && isSteady(local - steady_.offset())) {
-        *moment = {local - steady_.offset(), local, steady_.dst};
-        return true;
-    }
     const auto addExcess = [&] { return excess == 0 || at(moment->seconds + excess, moment); };
     if (!probe(local, Flag::any, offset, moment)) return false;
     const bool exists = moment->local == local;
@@ -84,35 +83,22 @@ bool sqlpiLocalClock::resolveOnce(const sqlpiLocalAsk& ask, int64_t offset, sqlp
     return resolve(ask, offset, false, moment);
 }
 
-bool sqlpiLocalClock::isSteady(int64_t seconds) const noexcept {
-    return seconds >= steady_.seconds + LONGEST_SHIFT && seconds <= steadyUntil_ - LONGEST_SHIFT;
-}
-
-void sqlpiLocalClock::lookAhead(const sqlpiLocalMoment& moment) noexcept {
-    if (moment.seconds < changeBefore_ || steadyDays(moment) > 0) return;
-    if (moment.seconds > steadyUntil_) {
+void sqlpiLocalClock::lookAhead(const sqlpiLocalMoment& moment, int64_t days) noexcept {
+    if (steadyDays(moment) >= days) return;
+    if (!isSteady(moment.seconds)) {
         steady_ = moment;
         steadyUntil_ = moment.seconds;
+        stride_ = LONGEST_STRIDE;
     }
-    const auto isSteadyAfter = [&](int64_t days) {
-        sqlpiLocalMoment later;
-        return at(steadyUntil_ + days * SQLPI_DAY_SECONDS, &later) && later.offset() == steady_.offset() &&
-               later.dst == steady_.dst;
-    };
-    int64_t steadyDays = STEADY_DAYS;
-    if (!isSteadyAfter(STEADY_DAYS)) {
-        steadyDays = 0;
-        int64_t changedDays = STEADY_DAYS;
-        while (changedDays - steadyDays > 1) {
-            const int64_t middle = (steadyDays + changedDays) / 2;
-            (isSteadyAfter(middle) ? steadyDays : changedDays) = middle;
-        }
-        changeBefore_ = steadyUntil_ + changedDays * SQLPI_DAY_SECONDS;
-    }
-    steadyUntil_ += steadyDays * SQLPI_DAY_SECONDS;
+    if (stride_ == 0) return;
+    sqlpiLocalMoment later;
+    const bool changes = !ask(steadyUntil_ + stride_ * SQLPI_DAY_SECONDS, &later) ||
+                         later.offset() != steady_.offset() || later.dst != steady_.dst;
+    if (!changes) steadyUntil_ = later.seconds;
+    // Once a change is known to lie ahead, go up to it by halves.
+    if (changes || stride_ < LONGEST_STRIDE) stride_ /= 2;
 }
 
 int64_t sqlpiLocalClock::steadyDays(const sqlpiLocalMoment& moment) const noexcept {
-    if (moment.seconds < steady_.seconds) return 0;
-    return std::max<int64_t>((steadyUntil_ - LONGEST_SHIFT - moment.seconds) / SQLPI_DAY_SECONDS, 0);
+    return isSteady(moment.seconds) ? (steadyUntil_ - moment.seconds) / SQLPI_DAY_SECONDS : 0;
 }

@@ -12,8 +12,8 @@ constexpr int64_t HORIZON_YEARS = 5;
  * row last longer than 24 hours each and this. */
 constexpr int64_t LONGEST_SETBACK = 8 * 3600;
 
-/* After that many days of a 24-hour window, looking ahead for clock changes costs less than asking for each day. */
-constexpr int32_t DAYS_BEFORE_LOOKING_AHEAD = 4;
+/* Days from the one before a window starts to its end. */
+constexpr int64_t LONGEST_WINDOW = 3;
 
 sqlpiMaintWindowTime timeOfSeconds(int32_t seconds) {
     return {static_cast<uint8_t>(seconds / 3600), static_cast<uint8_t>(seconds / 60 % 60),
@@ -48,7 +48,6 @@ struct sqlpiMaintWinSearch::Walk {
     int64_t day = 0;                 // the day the masks are asked about
     int64_t lastDay = 0;             // days from this one on need not be looked at
     int32_t remaining = 0;           // of the least duration, after the days of the stretch so far
-    int32_t daysTaken = 0;           // 24-hour days, up to DAYS_BEFORE_LOOKING_AHEAD
     bool lookBack = false;           // `day` is the one before the position's
     bool stepped = false;            // the position is where an earlier step led
     bool tooShortSeen = false;       // a day's window was too short ..
@@ -94,11 +93,12 @@ bool sqlpiMaintWinSearch::readLimit(const sqlpiMaintWindowDateTime& limit,
 }
 
 /* Sets the walk's first position: `now` or the start limit, moved to the window's start unless it lies within. */
-bool sqlpiMaintWinSearch::begin(Walk* walk, int64_t now) const noexcept {
+bool sqlpiMaintWinSearch::begin(Walk* walk, int64_t now) noexcept {
     sqlpiLocalMoment& position = walk->position;
     if (!clock_.at(now, &position)) return false;
     if (startLimit_ && now < startLimit_->seconds) position = *startLimit_;
     if (position.seconds < 0) return false;
+    if (!alwaysOpen_) clock_.lookAhead(position, LONGEST_WINDOW);
 
     const int64_t day = position.day();
     const int32_t time = position.timeOfDay();
@@ -168,14 +168,10 @@ bool sqlpiMaintWinSearch::takeDay(Walk* walk) const noexcept {
  * stretch or all carry on. Returns false when there are none. */
 bool sqlpiMaintWinSearch::takeSteadyDays(Walk* walk) noexcept {
     if (!sameTime_ || !regular_ || walk->position.timeOfDay() != start_) return false;
-    if (walk->daysTaken < DAYS_BEFORE_LOOKING_AHEAD) {
-        ++walk->daysTaken;
-        return false;
-    }
     if (walk->extending && walk->remaining > SQLPI_DAY_SECONDS) return false;
-    clock_.lookAhead(walk->position);
+    clock_.lookAhead(walk->position, 1);
     int64_t days = clock_.steadyDays(walk->position);
-    if (!walk->extending) days = std::min<int64_t>(days, (walk->remaining - 1) / SQLPI_DAY_SECONDS);
+    if (!walk->extending) days = std::min<int64_t>(days, (int64_t{walk->remaining} - 1) / SQLPI_DAY_SECONDS);
     if (days <= 0) return false;
     const int64_t first = walk->position.day();
     days = masks_.next(first + 1, std::min(first + days, walk->lastDay), false) - first;
@@ -196,7 +192,7 @@ bool sqlpiMaintWinSearch::takeSteadyDays(Walk* walk) noexcept {
 }
 
 /* Moves the position to the window's start on a later day, or on its own after a look back. */
-bool sqlpiMaintWinSearch::advance(Walk* walk, bool selected) const noexcept {
+bool sqlpiMaintWinSearch::advance(Walk* walk, bool selected) noexcept {
     const int64_t offset = walk->position.offset();
     const int64_t day = walk->position.day();
     if (walk->lookBack) return step(walk, day, offset);
@@ -207,20 +203,27 @@ bool sqlpiMaintWinSearch::advance(Walk* walk, bool selected) const noexcept {
     const sqlpiDate date = sqlpiDateOfDay(day);
     const int64_t next = masks_.selectsMonth(date.month) ? day + 1 : sqlpiDayNumber(date.year, date.month + 1, 1);
     sqlpiLocalMoment before;
-    if (target > next && regular_ && standBefore(walk->position, target, &before) &&
-        !haveClocksLeapt(walk->position, before))
-        return step(walk, target, before.offset());
-    return step(walk, next, offset);
+    if (target == next || !regular_ || !standBefore(walk->position, target, &before) ||
+        haveClocksLeapt(walk->position, before))
+        return step(walk, next, offset);
+    clock_.lookAhead(before, LONGEST_WINDOW);
+    return step(walk, target, before.offset());
 }
 
 /* The next selected day; of a 24-hour window, the next that begins enough selected days in a row. */
-int64_t sqlpiMaintWinSearch::nextSelected(const Walk& walk) const noexcept {
-    int64_t day = masks_.next(walk.position.day() + 1, walk.lastDay, true);
-    if (!sameTime_ || !regular_) return day;
-    const int64_t enough = (walk.remaining - LONGEST_SETBACK + SQLPI_DAY_SECONDS - 1) / SQLPI_DAY_SECONDS;
-    while (enough > 1 && day < walk.lastDay) {
+int64_t sqlpiMaintWinSearch::nextSelected(const Walk& walk) noexcept {
+    const int64_t today = walk.position.day();
+    int64_t day = masks_.next(today + 1, walk.lastDay, true);
+    if (!sameTime_ || !regular_ || walk.position.timeOfDay() != start_) return day;
+    const int64_t enough = (int64_t{walk.remaining} + SQLPI_DAY_SECONDS - 1) / SQLPI_DAY_SECONDS;
+    while (day < walk.lastDay) {
         const int64_t end = masks_.next(day + 1, day + enough, false);
-        if (end == day + enough) break;
+        if (end - day >= enough) break;
+        if ((end - day) * SQLPI_DAY_SECONDS + LONGEST_SETBACK >= walk.remaining) {
+            // Enough if the clocks are set back meanwhile.
+            clock_.lookAhead(walk.position, end - today);
+            if (clock_.steadyDays(walk.position) < end - today) break;
+        }
         day = masks_.next(end, walk.lastDay, true);
     }
     return day;
@@ -242,12 +245,13 @@ bool sqlpiMaintWinSearch::step(Walk* walk, int64_t day, int64_t offset) const no
     if (!clock_.resolve(ask, offset, &next) || next.seconds < 0) return false;
     if (next.seconds <= from && walk->stepped && !walk->tooShortNow) {
         // The day begins in a clock change, and the platform's correction leads back to the evening where this step
-        // began: for ever, so do without it.
+        // began: for ever, so do without it. A stretch goes on meanwhile.
         if (!clock_.resolveOnce(ask, offset, &next)) next.seconds = from;
         while (next.seconds <= from) {
             ++ask.day;
             if (!clock_.resolve(ask, offset, &next) || next.seconds < 0) return false;
         }
+        if (walk->carrying) walk->remaining = sqlpiReduceDuration(walk->remaining, next.seconds - from);
     }
     walk->position = next;
     walk->day = next.day();

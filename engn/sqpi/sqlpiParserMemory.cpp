@@ -1,6 +1,7 @@
 #include "sqlpiParserMemory.h"
 
 #include <new>
+#include <xercesc/util/BinMemInputStream.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
@@ -88,4 +89,15 @@ void sqlpi_call_memory::giveBack(Piece* piece) noexcept {
     if (piece->next != nullptr) piece->next->previous = piece->previous;
     taken_ -= piece->size;
     source_.deallocate(piece);
+}
+
+sqlpi_document_source::sqlpi_document_source(std::string_view document, sqlpi_call_memory& memory)
+    : MemBufInputSource(reinterpret_cast<const XMLByte*>(document.data()), document.size(), "policyMB", false),
+      document_(document),
+      memory_(memory) {}
+
+xercesc::BinInputStream* sqlpi_document_source::makeStream() const {
+    return new (&memory_)
+        xercesc::BinMemInputStream(reinterpret_cast<const XMLByte*>(document_.data()), document_.size(),
+                                   xercesc::BinMemInputStream::BufOpt_Reference, &memory_);
 }

@@ -2,7 +2,6 @@
 #include "sqlpiPolicyCommonParser.h"
 
 #include <algorithm>
-#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/parsers/SAXParser.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/SecurityManager.hpp>
@@ -55,7 +54,7 @@ struct Companions {
     sqlpiPlain<sqlpi_error_handler> errorHandler;
     sqlpi_entity_resolver resolver;
     xercesc::SecurityManager security;
-    std::unique_ptr<xercesc::MemBufInputSource> source;
+    std::unique_ptr<sqlpi_document_source> source;
 
     /* Makes them all. Returns 0, or the probe number of the one that could not be made. */
     uint32_t make(SQLO_MEM_POOL* pool, std::string_view document) noexcept {
@@ -88,8 +87,7 @@ struct Companions {
         if (failed == 0)
             failed = probe(70, [&] {
                 connect();
-                source = std::make_unique<xercesc::MemBufInputSource>(reinterpret_cast<const XMLByte*>(document.data()),
-                                                                      document.size(), "policyMB", false);
+                source = std::make_unique<sqlpi_document_source>(document, *callMemory);
                 return true;
             });
         return failed;

@@ -10,8 +10,7 @@
 
 namespace {
 
-/* --- table filter --------------------------------------------------------------------------------------------------
- */
+/* --- table filter ------------------------------------------------------------------------------------------------- */
 
 constexpr const char* filterExtraction = "sqlpiGetAtmSensorsParsed";
 
@@ -47,13 +46,11 @@ void readTablesFilter(SQLPIPolicyElement& root, char*& tablesFilter) noexcept {
     if (isDecided) tablesFilter = copyToPool(filter);
 }
 
-/* --- reorg ---------------------------------------------------------------------------------------------------------
- */
+/* --- reorg -------------------------------------------------------------------------------------------------------- */
 
 constexpr const char* reorgExtraction = "sqlpiGetReorgPolicy";
 
-/* After the first exception of a cast the walk starts again, once; after a later one it goes on with the next sensor.
- */
+/* After the first exception of a cast the walk starts again, once; after later ones it goes on with the next sensor. */
 void readReorgSensors(SQLPIPolicyElement& root, int32_t& sizeLimitKB) noexcept {
     constexpr SQLPI_POL_ELEMENT_TYPE type = SQLPI_ELEMENT_TABLE_REORG_SENSORS;
     bool hasRestarted = false;
@@ -88,8 +85,7 @@ void readReorgAction(SQLPIPolicyElement& element, sqlpiReorgPolicy& policy) noex
         static_cast<uint64_t>(action.element->numInxPseudoEmptyPagesForVolatileTables);
 }
 
-/* --- statistics profile --------------------------------------------------------------------------------------------
- */
+/* --- statistics profile ------------------------------------------------------------------------------------------- */
 
 constexpr const char* profileExtraction = "sqlpiGetStatsProfilePolicy";
 constexpr const sqlpiStatsProfPolicy& defaults = SQLPI_STATS_PROF_DEFAULTS;
@@ -142,6 +138,7 @@ void readFeedbackWarehouse(const SQLPIPolicyElement& warehouse, sqlpiStatsProfPo
 }  // namespace
 
 void sqlpiGetAtmSensorsParsed(SQLPIPolicyElement* root, sqlpiAtmSensors* sensors) noexcept {
+    const sqlpiFunctionTrace trace(filterExtraction);
     if (root != nullptr) readTablesFilter(*root, sensors->tablesFilter);
 }
 
@@ -157,6 +154,7 @@ int32_t sqlpiGetAtmSensors(char* document, int32_t length, sqlpiAtmSensors* sens
 }
 
 void sqlpiGetReorgFromParsedTree(SQLPIPolicyElement* root, sqlpiReorgPolicy* policy) noexcept {
+    const sqlpiFunctionTrace trace("sqlpiGetReorgFromParsedTree");
     if (root == nullptr) return;
     sqlpiRewind(*root);
     readTablesFilter(*root, policy->tablesFilter);
@@ -178,6 +176,7 @@ int32_t sqlpiGetReorgPolicy(char* document, int32_t length, sqlpiReorgPolicy* po
 }
 
 void sqlpiGetStatsProfileFromParsedTree(SQLPIPolicyElement* root, sqlpiStatsProfPolicy* policy) noexcept {
+    const sqlpiFunctionTrace trace("sqlpiGetStatsProfileFromParsedTree");
     if (root == nullptr) return;
     sqlpiRewind(*root);
     readTablesFilter(*root, policy->tablesFilter);

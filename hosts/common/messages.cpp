@@ -127,6 +127,7 @@ int32_t sqlaintp_api(char* buffer, size_t size, uint32_t lineWidth, const char* 
     buffer[0] = '\0';
     try {
         std::string text = messageText(messageFile, *ca);
+        std::replace(text.begin(), text.end(), '\0', ' ');
         if (lineWidth > 0) breakLines(text, lineWidth);
         const std::string_view kept = cutText(text, std::min<size_t>(size - 1, INT32_MAX));
         kept.copy(buffer, kept.size());

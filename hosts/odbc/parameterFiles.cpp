@@ -114,9 +114,9 @@ SQLRETURN readParameterFiles(Statement& statement) {
             if (statement.outcome.failed()) return SQL_ERROR;
             file.length = static_cast<SQLLEN>(file.content.size());
         }
-        const SQLRETURN result = driverManager().bindParameter(statement.driver.handle, file.number, SQL_PARAM_INPUT,
-                                                               SQL_C_BINARY, file.sqlType, mostParameterFileBytes, 0,
-                                                               file.content.data(), file.length, &file.length);
+        const SQLRETURN result = driverManager().bindParameter(
+            statement.driver.handle, file.number, SQL_PARAM_INPUT, SQL_C_BINARY, file.sqlType, mostParameterFileBytes,
+            0, file.content.data(), static_cast<SQLLEN>(file.content.size()), &file.length);
         if (!SQL_SUCCEEDED(result)) {
             statement.outcome = driverOutcome(SQL_HANDLE_STMT, statement.driver.handle, statement.session->dialect());
             return SQL_ERROR;

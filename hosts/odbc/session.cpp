@@ -14,14 +14,14 @@ namespace {
 constexpr size_t mostPreparedQueries = 8;
 constexpr size_t longestPreparedText = 2048;
 
-std::string embeddedConnection(const Instance& instance) {
+std::string embeddedConnection(const Instance& instance, const DatabaseOptions& options) {
     const std::string path = instance.databaseFiles() + "/kelpolicy.db";
     if (path.find_first_of(";{}") != std::string::npos) {
         throw HostError(-30081, "08001",
                         "the path of the instance directory must not hold ';', '{' or '}' for the embedded database: " +
                             instance.path());
     }
-    return "DRIVER=SQLite3;Database=" + path;
+    return "DRIVER=SQLite3;Timeout=" + std::to_string(options.lockTimeout.count()) + ";Database=" + path;
 }
 
 }  // namespace
@@ -29,8 +29,8 @@ std::string embeddedConnection(const Instance& instance) {
 Session::Session(const Instance& instance, const DatabaseOptions& options)
     : driver_(driverManager()), instance_(instance) {
     try {
-        connect(options.connection.empty() ? embeddedConnection(instance) : options.connection);
-        setUp(options);
+        connect(options.connection.empty() ? embeddedConnection(instance, options) : options.connection);
+        setUp();
         prepared_.reserve(mostPreparedQueries);
     } catch (...) {
         closeStatements();
@@ -70,7 +70,9 @@ void Session::connect(const std::string& connectionString) {
     const SQLRETURN result = driver_.driverConnect(connection_, nullptr, sqlChars(connectionString.c_str()), SQL_NTS,
                                                    nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT);
     if (!SQL_SUCCEEDED(result)) {
-        require(driverOutcome(SQL_HANDLE_DBC, connection_, unknown), "cannot connect to the database");
+        Outcome outcome = driverOutcome(SQL_HANDLE_DBC, connection_, unknown);
+        if (outcome.sqlcode == -99999) outcome = failure("08001", std::move(outcome.detail));
+        require(outcome, "cannot connect to the database");
     }
     connected_ = true;
     std::array<char, 128> system{};
@@ -81,13 +83,9 @@ void Session::connect(const std::string& connectionString) {
     }
 }
 
-void Session::setUp(const DatabaseOptions& options) {
+void Session::setUp() {
     require(allocate(control_), "cannot use the database");
-    if (dialect_->unitStart == UnitStart::host) {
-        require(run("PRAGMA busy_timeout = " + std::to_string(options.lockTimeout.count())),
-                "cannot set the lock timeout");
-        attachPolicySchema();
-    }
+    if (dialect_->unitStart == UnitStart::host) attachPolicySchema();
     for (const char* text : dialect_->sessionSetup) require(run(text), "cannot set the database session up");
 }
 

@@ -80,7 +80,7 @@ public:
 
 private:
     void connect(const std::string& connectionString);
-    void setUp(const DatabaseOptions& options);
+    void setUp();
     void attachPolicySchema();
     void require(const Outcome& outcome, const std::string& what) const;
     std::string firstText(const char* query, SQLUSMALLINT column);

@@ -34,10 +34,10 @@ struct SqlPlace {
 
 struct SqlText {
     SqlKind kind = SqlKind::other;
-    bool hasStar = false;         /* its columns depend on the table's */
-    bool hasParameters = false;   /* at least one parameter marker */
+    bool hasStar = false;           /* its columns depend on the table's */
+    bool hasParameters = false;     /* at least one parameter marker */
     std::vector<SqlPlace> places{}; /* in the order of the text */
-    const char* error = nullptr;  /* SQLSTATE when the host refuses the text, and why */
+    const char* error = nullptr;    /* SQLSTATE when the host refuses the text, and why */
     std::string errorDetail{};
 };
 

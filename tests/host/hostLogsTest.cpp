@@ -1,9 +1,9 @@
 // The contract of the diagnostic and the administration log.
 #include "logs.h"
 
+#include <fnmatch.h>
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,6 +18,10 @@ using hosttest::readWhole;
 using kelhost::LogCapture;
 using kelhost::LogKind;
 
+bool looksLike(const std::string& text, const char* pattern) {
+    return ::fnmatch(pattern, text.c_str(), 0) == 0;
+}
+
 class HostLogs : public hosttest::ContextTest {
 protected:
     ~HostLogs() override { kelhost::closeLogs(); }
@@ -30,10 +34,12 @@ protected:
 TEST_F(HostLogs, ADiagnosticRecordIsOneLineThatSaysWhoWhenAndWhat) {
     kelhost::openLogs(instancePath() + "/log");
     pdLog(PD_WARNING, "sqlpiGetBackup", 30, "Auto backup Policy: Unknown default backup location");
-    const std::regex line(
-        R"(\d{4}-\d\d-\d\d-\d\d\.\d\d\.\d\d\.\d{6} process \d+ thread \d+ database \S+ warning sqlpiGetBackup probe 30: )"
-        "Auto backup Policy: Unknown default backup location\n");
-    EXPECT_TRUE(std::regex_match(diagnosticLog(), line)) << diagnosticLog();
+    EXPECT_TRUE(
+        looksLike(diagnosticLog(),
+                  "[0-9][0-9][0-9][0-9]-[0-9][0-9]-[0-9][0-9]-[0-9][0-9].[0-9][0-9].[0-9][0-9].[0-9][0-9][0-9][0-9]"
+                  "[0-9][0-9] process [1-9]* thread [1-9]* database ?* warning sqlpiGetBackup probe 30: "
+                  "Auto backup Policy: Unknown default backup location\n"))
+        << diagnosticLog();
     EXPECT_EQ(administrationLog(), "");
 }
 
@@ -153,7 +159,7 @@ TEST_F(HostLogs, ThreadsWriteWholeRecordsWhileTheFilesChange) {
     for (const std::string& path : {logPath(kelhost::diagnosticLogFile), other + "/" + kelhost::diagnosticLogFile}) {
         std::ifstream file(path);
         for (std::string line; std::getline(file, line); ++lines) {
-            EXPECT_TRUE(std::regex_search(line, std::regex("threadFunction probe 1: thread [0-7] end$"))) << line;
+            EXPECT_TRUE(looksLike(line, "????-??-??-* threadFunction probe 1: thread [0-7] end")) << line;
         }
     }
     EXPECT_EQ(lines, 800U);

@@ -89,7 +89,7 @@ TEST(HostMemory, ABlockMayBeFreedByAnotherThreadAlsoAfterItsOwnHasEnded) {
 }
 
 TEST(HostMemory, ManyTagsAreToldApart) {
-    std::vector<std::string> tags;
+    static std::vector<std::string> tags;  // a tag lives as long as the process
     for (int i = 0; i < 300; ++i) tags.push_back("hostMemoryTest tag " + std::to_string(i));
     std::vector<void*> blocks;
     for (const std::string& name : tags) blocks.push_back(sqlogmblkEx(nullptr, 10, name.c_str(), __LINE__));

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <functional>
 
-#include "servicesSupport.h"
 #include "sqlpiPolicyKeys.h"
+#include "unit/servicesSupport.h"
 
 namespace {
 
@@ -377,6 +377,30 @@ TEST_F(BackupDocument, leavesTheRecordWithoutATree) {
     EXPECT_EQ(describe(record), describe(presetRecord()));
 }
 
+/* The search starts anew, whoever has searched the tree before. */
+TEST_F(BackupDocument, treesAreSearchedFromTheirStart) {
+    const Tree tree = parseTree(services::document(sensor("Number_Full_DB_Backups", "3") + action("")));
+    for (int round = 0; round < 2; ++round) {
+        while (tree->findElement(tree.get(), SQLPI_ELEMENT_DB_BACKUP_SENSORS) != nullptr) {
+        }
+        sqlpiBackupPolicy record = presetRecord();
+        sqlpiGetBackupFromParsedTree(tree.get(), &record);
+        EXPECT_EQ(record.numberOfFullBackups, 3);
+        EXPECT_EQ(record.mode, BACKUP_MODE_ONLINE);
+    }
+}
+
+/* Of a document inside another the inner one is the policy; what stands around it is not looked at. */
+TEST_F(BackupDocument, readsTheInnerDocumentOnly) {
+    const auto content = [](const std::string& number) { return sensor("Number_Full_DB_Backups", number); };
+    std::string document = services::document(content("1") + "<PolicyDocument>" + content("2") + "</PolicyDocument>" +
+                                              content("3") + action(""));
+    sqlpiBackupPolicy record = presetRecord();
+    sqlpiGetBackupPolicy(document.data(), static_cast<int32_t>(document.size()), &record);
+    EXPECT_EQ(record.numberOfFullBackups, 2);
+    EXPECT_EQ(record.mode, BACKUP_MODE_DEFAULT);
+}
+
 /* Trees as only a damaged model could hold them: an element claims a type that its class does not fit. */
 TEST_F(BackupDocument, reportsElementsOfAnotherClass) {
     const Tree tree = services::emptyTree();
@@ -402,8 +426,7 @@ TEST_F(BackupDocument, reportsElementsOfAnotherClass) {
               (std::vector<LogRecord>{{PD_WARNING, "Dynamic cast failed"}, {PD_WARNING, "Dynamic cast error"}}));
 }
 
-/* --- the engine's entry --------------------------------------------------------------------------------------------
- */
+/* --- the engine's entry ------------------------------------------------------------------------------------------- */
 
 class StoredBackup : public services::EngineTest {
 protected:

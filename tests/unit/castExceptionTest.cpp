@@ -3,10 +3,10 @@
 #include <functional>
 #include <typeinfo>
 
-#include "servicesSupport.h"
 #include "sqlpiBackup.h"
 #include "sqlpiCommonPolicy.h"
 #include "sqlpiStatsProf.h"
+#include "unit/servicesSupport.h"
 
 namespace {
 
@@ -119,6 +119,16 @@ TEST_F(ThrowingCasts, reorgSensorsAreReadAgainOnce) {
         const auto thrown = std::count_if(one.throwAt.begin(), one.throwAt.end(), [](int at) { return at <= casts; });
         EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>(static_cast<size_t>(thrown), severeException));
     }
+}
+
+TEST_F(ThrowingCasts, reorgHasNoSizeLimitAfterAThrow) {
+    std::string document = services::document(sensor("kel:TableReorgSensors", "Other", "10"));
+    throwAt({1});
+    sqlpiReorgPolicy policy = {};
+    policy.reorgSizeLimitKB = 77;
+    EXPECT_EQ(sqlpiGetReorgPolicy(document.data(), static_cast<int32_t>(document.size()), &policy), 0);
+    EXPECT_EQ(policy.reorgSizeLimitKB, 0);
+    EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>{severeException});
 }
 
 TEST_F(ThrowingCasts, reorgLeavesWhatTheActionWouldSay) {

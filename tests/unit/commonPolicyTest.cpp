@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <functional>
 
-#include "servicesSupport.h"
 #include "sqlpiPolicyCommonParser.h"
+#include "unit/servicesSupport.h"
 
 namespace {
 
@@ -39,8 +39,7 @@ std::string show(const sqlpiMaintWindow& window) {
     return "online " + show(window.online) + "\noffline " + show(window.offline);
 }
 
-/* --- text forms ----------------------------------------------------------------------------------------------------
- */
+/* --- text forms --------------------------------------------------------------------------------------------------- */
 
 TEST(MaintWindowNames, standAtTheMasksPositions) {
     const std::vector<std::string> days(std::begin(DAYS_OF_WEEK), std::end(DAYS_OF_WEEK));
@@ -171,8 +170,7 @@ TEST(MaintWindowDateTimeRange, readsDatesAndOpenLimits) {
     EXPECT_EQ(show(end), "9 7-7-7 7:7:7");
 }
 
-/* --- documents -----------------------------------------------------------------------------------------------------
- */
+/* --- documents ---------------------------------------------------------------------------------------------------- */
 
 const std::string monthsAll(12, '1');
 const std::string daysAll(62, '1');
@@ -322,6 +320,28 @@ TEST_F(CommonPolicyDocument, returnsTheParsersStatus) {
     }
 }
 
+TEST_F(CommonPolicyDocument, treesAreSearchedFromTheirStart) {
+    const Tree tree = parseTree(services::document(condition("", "offline")));
+    for (int round = 0; round < 2; ++round) {
+        while (tree->findElement(tree.get(), SQLPI_ELEMENT_MAINTENANCE_WINDOW_CONDITION) != nullptr) {
+        }
+        sqlpiMaintWindow window = defaults();
+        EXPECT_EQ(sqlpiGetMaintWinFromParsedTree(tree.get(), &window), 0);
+        EXPECT_TRUE(window.offline.defined);
+    }
+}
+
+TEST_F(CommonPolicyDocument, readsTheInnerDocumentOnly) {
+    std::string document = services::document(condition("<TimeOfDayMask>T010000/T020000</TimeOfDayMask>") +
+                                              "<PolicyDocument>" + condition("", "offline") + "</PolicyDocument>" +
+                                              condition("<TimeOfDayMask>T030000/T040000</TimeOfDayMask>"));
+    sqlpiMaintWindow window = defaults();
+    EXPECT_EQ(sqlpiGetMaintWindowPolicy(document.data(), static_cast<int32_t>(document.size()), &window), 0);
+    sqlpiMaintWindow expected = defaults();
+    expected.offline.defined = true;
+    EXPECT_EQ(show(window), show(expected));
+}
+
 TEST_F(CommonPolicyDocument, clearsTheRootsParentAndSearchesFromItsStart) {
     sqlpiMaintWindow window = defaults();
     EXPECT_EQ(sqlpiGetMaintWinFromParsedTree(nullptr, &window), 0);
@@ -362,8 +382,7 @@ TEST_F(CommonPolicyDocument, treatsAnElementOfAnotherClassAsOnlineAndReportsIt) 
     EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>{});
 }
 
-/* --- the engine's entry --------------------------------------------------------------------------------------------
- */
+/* --- the engine's entry ------------------------------------------------------------------------------------------- */
 
 class StoredCommonPolicy : public services::EngineTest {};
 

@@ -3,8 +3,9 @@
 
 #include <algorithm>
 #include <functional>
-
-#include "servicesSupport.h"
+#include <map>
+#include "trace.h"
+#include "unit/servicesSupport.h"
 
 namespace {
 
@@ -52,8 +53,7 @@ Render of(const sqlpiMaintWindowInfo& info) {
     return [&info](char* buffer, int32_t size) { return sqpiFormatMaintenanceWindow(buffer, size, &info); };
 }
 
-/* --- backup --------------------------------------------------------------------------------------------------------
- */
+/* --- backup ------------------------------------------------------------------------------------------------------- */
 
 const std::string backupStart =
     "Backup criteria:   Number of full backups < 1 or  Elapsed time size last backup > 168 hours or "
@@ -135,8 +135,7 @@ TEST(BackupDescription, isCutAt4095Bytes) {
         EXPECT_EQ(rendered(of(policy), size), whole.substr(0, static_cast<size_t>(std::min(size, 4096)) - 1)) << size;
 }
 
-/* --- reorg and runstats --------------------------------------------------------------------------------------------
- */
+/* --- reorg and runstats ------------------------------------------------------------------------------------------- */
 
 char filter[] = "TABNAME LIKE '%s'";
 
@@ -200,8 +199,21 @@ TEST(RunstatsDescription, cutsALongFilter) {
         << "a cut piece does not keep the next ones out";
 }
 
-/* --- statistics profile --------------------------------------------------------------------------------------------
- */
+TEST(ReorgDescription, endsWhereItIsCut) {
+    char umlauts[] = "\xC3\xA4\xC3\xA4";
+    sqlpiReorgPolicy policy = {};
+    policy.tablesFilter = umlauts;
+    const std::string start = "Table Scope: ";
+    for (const auto& [size, text] : {std::pair<int32_t, std::string>{14, start},
+                                     {15, start},
+                                     {16, start + "\xC3\xA4"},
+                                     {17, start + "\xC3\xA4"},
+                                     {18, start + umlauts},
+                                     {20, start + umlauts + "  "}})
+        EXPECT_EQ(rendered(of(policy), size), text) << size;
+}
+
+/* --- statistics profile ------------------------------------------------------------------------------------------- */
 
 TEST(StatsProfileDescription, namesEveryLimit) {
     EXPECT_EQ(rendered(of(sqlpiStatsProfPolicy{filter, 1, 2, 3, 4, 5, 6, 7, 8})),
@@ -213,8 +225,7 @@ TEST(StatsProfileDescription, namesEveryLimit) {
         " Max column group stats: 50  Max frequent values: 20  Max profiles: 20  Profile type: 2");
 }
 
-/* --- maintenance windows -------------------------------------------------------------------------------------------
- */
+/* --- maintenance windows ------------------------------------------------------------------------------------------ */
 
 const std::string openWindow =
     " Start Date: Current Date  End Date: none  Maintenance occurs inside window  Time:  00:00:00 - 00:00:00 "
@@ -313,8 +324,7 @@ TEST(WindowsDescription, namesTheWindowsThatAreDefined) {
     EXPECT_EQ(rendered(of(window)), "old text") << "with no window the buffer is left as it was";
 }
 
-/* --- what all renderers share --------------------------------------------------------------------------------------
- */
+/* --- what all renderers share ------------------------------------------------------------------------------------- */
 
 struct Renderer {
     const char* name;
@@ -365,8 +375,17 @@ TEST(Renderers, cutAtAnySize) {
     }
 }
 
-/* --- the entry -----------------------------------------------------------------------------------------------------
- */
+TEST(Renderers, terminateTheBuffersLastByte) {
+    for (const Renderer& one : renderers()) {
+        SCOPED_TRACE(one.name);
+        std::vector<char> buffer(4096, '#');
+        buffer[0] = '\0';
+        EXPECT_EQ(one.render(buffer.data(), 4096), SQLPI_FORMAT_OK);
+        EXPECT_EQ(buffer.back(), '\0');
+    }
+}
+
+/* --- the entry ---------------------------------------------------------------------------------------------------- */
 
 class StoredDescription : public services::EngineTest {
 protected:
@@ -419,6 +438,49 @@ TEST_F(StoredDescription, tellsTheDefaultsWithoutRows) {
               " Table size limit: none ");
     EXPECT_EQ(describe("StatsProfilePolicy").substr(0, 26), "Monitor:  Max files: 20  M");
     EXPECT_EQ(describe("DBBackupPolicy").substr(0, 45), "Backup criteria:   Number of full backups < 1");
+}
+
+/* Entry and exit of every function on the way to a description. */
+TEST_F(StoredDescription, isTraced) {
+    kelhost::setTraceFlags(PDT_FLAG_ENTRY | PDT_FLAG_EXIT);
+    for (const char* name :
+         {"CommonPolicy", "TableRunstatsPolicy", "TableReorgPolicy", "StatsProfilePolicy", "DBBackupPolicy"})
+        describe(name);
+    kelhost::setTraceFlags(0);
+    std::map<std::string, int> entries;
+    std::map<std::string, int> exits;
+    for (const kelhost::LogRecord& record : recordsOf(kelhost::LogKind::trace)) {
+        if (record.event == kelhost::LogRecord::Event::entry) ++entries[record.function];
+        if (record.event == kelhost::LogRecord::Event::exit) {
+            ++exits[record.function];
+            EXPECT_EQ(record.code, 0) << record.function;
+        }
+    }
+    EXPECT_EQ(entries, exits);
+    for (const char* function : {"sqpiGetPolicyFormatString",
+                                 "sqlpiGetPolicy",
+                                 "sqlpiGetMaintWindow",
+                                 "sqlpiGetMaintWindowPolicy",
+                                 "sqlpiGetMaintWinFromParsedTree",
+                                 "sqlpiGetMaintWindowFormatStrings",
+                                 "sqpiFormatMaintenanceWindow",
+                                 "sqlpiGetRunStats",
+                                 "sqlpiGetAtmSensors",
+                                 "sqlpiGetAtmSensorsParsed",
+                                 "sqlpiGetRunstatsFormatStrings",
+                                 "sqlpiGetReorg",
+                                 "sqlpiGetReorgPolicy",
+                                 "sqlpiGetReorgFromParsedTree",
+                                 "sqlpiGetReorgFormatStrings",
+                                 "sqlpiGetStatsProfile",
+                                 "sqlpiGetStatsProfilePolicy",
+                                 "sqlpiGetStatsProfileFromParsedTree",
+                                 "sqpiGetStatsProfileFormatStrings",
+                                 "sqlpiGetBackup",
+                                 "sqlpiGetBackupPolicy",
+                                 "sqlpiGetBackupFromParsedTree",
+                                 "sqlpiGetBackupFormatStrings"})
+        EXPECT_GE(entries[function], 1) << function;
 }
 
 TEST_F(StoredDescription, refusesBadArguments) {

@@ -256,15 +256,19 @@ int64_t localTime(int year, int month, int day, int hour, int minute, int second
     civil.tm_sec = second;
     const int64_t utc = timegm(&civil);
     const int64_t guess = utc - localOf(utc - DAY).tm_gmtoff;
-    const tm local = localOf(guess);
-    if (local.tm_hour == hour && local.tm_min == minute) return guess;
-    return utc - localOf(guess).tm_gmtoff;
+    const int64_t offset = localOf(guess).tm_gmtoff;
+    return guess + offset == utc ? guess : utc - offset;
 }
 
 sqlpiMaintWindowDateTime dateTime(int year, int month, int day, int hour, int minute, int second) {
     return {MAINT_WINDOW_DATE_TIME,      static_cast<uint16_t>(year), static_cast<uint8_t>(month),
             static_cast<uint8_t>(day),   static_cast<uint8_t>(hour),  static_cast<uint8_t>(minute),
             static_cast<uint8_t>(second)};
+}
+
+std::string testNameOf(std::string zone) {
+    std::replace(zone.begin(), zone.end(), '/', '_');
+    return zone;
 }
 
 std::string describe(const sqlpiMaintWindowInfo& info) {

@@ -51,6 +51,9 @@ int64_t localTime(int year, int month, int day, int hour, int minute, int second
 
 sqlpiMaintWindowDateTime dateTime(int year, int month, int day, int hour, int minute, int second = 0);
 
+/* A zone's name as part of a test's. */
+std::string testNameOf(std::string zone);
+
 std::string describe(const sqlpiMaintWindowInfo& info);
 std::string describe(const Case& question);
 std::string describeLocal(int64_t moment);

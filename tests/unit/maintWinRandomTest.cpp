@@ -64,13 +64,8 @@ std::vector<Batch> batches() {
     return all;
 }
 
-std::string batchName(const testing::TestParamInfo<Batch>& info) {
-    std::string name = info.param.zone.name;
-    for (char& character : name)
-        if (character == '/') character = '_';
-    return name + "_" + std::to_string(info.param.number);
-}
-
-INSTANTIATE_TEST_SUITE_P(Zones, MaintWinRandom, testing::ValuesIn(batches()), batchName);
+INSTANTIATE_TEST_SUITE_P(Zones, MaintWinRandom, testing::ValuesIn(batches()), [](const auto& batch) {
+    return testNameOf(batch.param.zone.name) + "_" + std::to_string(batch.param.number);
+});
 
 }  // namespace

@@ -53,6 +53,10 @@ int daysOfMonth(int year, int month) {
     }
 }
 
+int32_t reduced(int32_t remaining, int64_t length) {
+    return static_cast<int32_t>(std::min<int64_t>(remaining - length, std::numeric_limits<int32_t>::max()));
+}
+
 class Conversions {
 public:
     explicit Conversions(Memory memory) : pinned_(memory == Memory::pinned) {}
@@ -259,8 +263,7 @@ int32_t findInside(const sqlpiMaintWindowInfo& info, OSSTime now, int32_t minDur
             const int64_t length = endSeconds - t;
             if (length < remaining) {
                 if (sameTime) {
-                    remaining = static_cast<int32_t>(
-                        std::min<int64_t>(remaining - length, std::numeric_limits<int32_t>::max()));
+                    remaining = reduced(remaining, length);
                     if (!carrying && !extending) stretchStart = t;
                     carrying = true;
                 } else if (tooShortSeen) {
@@ -294,7 +297,7 @@ int32_t findInside(const sqlpiMaintWindowInfo& info, OSSTime now, int32_t minDur
         int64_t next = conversions.adjust(&position, t);
         if (next < 0) return 0;
         // Where midnight falls into a clock change the platform may lead back to where the step began: without this,
-        // for ever. The first answer lies behind the change.
+        // for ever. The first answer lies behind the change. A stretch goes on meanwhile.
         if (stepped && next <= t && tooShortSeen == tooShortBefore) {
             position = asked;
             next = conversions.adjustOnce(&position, t);
@@ -304,6 +307,7 @@ int32_t findInside(const sqlpiMaintWindowInfo& info, OSSTime now, int32_t minDur
                 next = conversions.adjust(&position, t);
                 if (next < 0) return 0;
             }
+            if (carrying) remaining = reduced(remaining, next - t);
         }
         t = next;
         stepped = true;

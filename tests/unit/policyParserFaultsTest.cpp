@@ -3,7 +3,6 @@
 #include <map>
 #include <set>
 #include <thread>
-#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/MemoryManager.hpp>
 #include <xercesc/parsers/SAXParser.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
@@ -318,8 +317,7 @@ TEST_F(ParserFaults, TheXmlLibrarySurvivesEveryAllocationThatFails) {
             const std::string text =
                 "<!DOCTYPE PolicyDocument [<!ENTITY e 'x'><!ATTLIST And a CDATA '1'>]>"
                 "<PolicyDocument xmlns='u'><And>&e;&amp;</And><!-- c --><?p i?></PolicyDocument>";
-            const xercesc::MemBufInputSource input(reinterpret_cast<const XMLByte*>(text.data()), text.size(),
-                                                   "policyMB");
+            const sqlpi_document_source input(text, memory);
             parser.parse(input);
         } catch (const xercesc::OutOfMemoryException&) {
             ++survived;

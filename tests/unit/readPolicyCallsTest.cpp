@@ -1,17 +1,19 @@
 /* Policy table reader: every call that it makes on its engine, in order, with its arguments. The linker hands these
  * calls to this file, which writes them down and passes them on to the real host, or answers as planned. */
+#include <algorithm>
 #include <map>
 
-#include "servicesSupport.h"
 #include "sqlpiApplReadPolicyTable.h"
+#include "unit/servicesSupport.h"
 
 namespace {
 
 /* The calls of the reader, while one is under way. */
 struct Recorder {
     bool isOn = false;
-    std::map<std::string, SQLRETURN> plan; /* what a call answers instead, by how it is written down */
-    std::vector<std::string> calls;
+    std::map<std::string, SQLRETURN> plan;   /* what a call answers instead, by how it is written down */
+    std::map<std::string, SQLLEN> lengths{}; /* what length SQLGetData tells instead */
+    std::vector<std::string> calls{};
 };
 Recorder recorder;
 
@@ -69,8 +71,12 @@ WRAP(SQLRETURN, SQLFetch, (SQLHSTMT statement)) {
 }
 WRAP(SQLRETURN, SQLGetData,
      (SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT type, SQLPOINTER value, SQLLEN size, SQLLEN* length)) {
-    return record("data " + std::to_string(column) + " " + std::to_string(type) + present(value) + std::to_string(size),
-                  [&] { return __real_SQLGetData(statement, column, type, value, size, length); });
+    const std::string call =
+        "data " + std::to_string(column) + " " + std::to_string(type) + present(value) + std::to_string(size);
+    const SQLRETURN status =
+        record(call, [&] { return __real_SQLGetData(statement, column, type, value, size, length); });
+    if (recorder.isOn && recorder.lengths.contains(call)) *length = recorder.lengths.at(call);
+    return status;
 }
 WRAP(SQLRETURN, SQLGetSQLCA, (SQLHENV environment, SQLHDBC connection, SQLHSTMT statement, sqlca* ca)) {
     return record("sqlca" + present(environment) + present(connection) + present(statement),
@@ -127,6 +133,20 @@ class ReaderCalls : public services::EngineTest {
 protected:
     ReaderCalls() { services::store(SQLPI_BACKUP_KEY, "backup"); }
     ~ReaderCalls() override { recorder = {}; }
+
+    /* Reads as the recorder says; the status and the document. */
+    static std::pair<int32_t, std::string> read() {
+        char* buffer = nullptr;
+        int32_t length = -1;
+        const int32_t status =
+            sqlpiGetPolicy("KELDatabaseRecoveryMED", SQLPI_KEY_KIND, "DBBackupDecision", SQLPI_KEY_KIND,
+                           "DBBackupPolicy", SQLPI_KEY_KIND, &buffer, &length, nullptr);
+        recorder.isOn = false;
+        EXPECT_EQ(buffer != nullptr, status == 0);
+        const std::string document(buffer == nullptr ? "" : buffer, static_cast<size_t>(length));
+        sqlofmblkEx(buffer, "test", 0);
+        return {status, document};
+    }
 };
 
 TEST_F(ReaderCalls, areReleasedInReverseOrder) {
@@ -181,20 +201,33 @@ TEST_F(ReaderCalls, areReleasedInReverseOrder) {
               connected + std::vector{verify, askAll, create, query, fetch, probe, take, data} + release},
          }) {
         SCOPED_TRACE(one.name);
-        recorder = {true, one.plan, {}};
-        char* buffer = nullptr;
-        int32_t length = -1;
-        const int32_t status =
-            sqlpiGetPolicy("KELDatabaseRecoveryMED", SQLPI_KEY_KIND, "DBBackupDecision", SQLPI_KEY_KIND,
-                           "DBBackupPolicy", SQLPI_KEY_KIND, &buffer, &length, nullptr);
-        recorder.isOn = false;
+        recorder = {true, one.plan};
+        const auto [status, document] = read();
         EXPECT_EQ(status, one.status);
         EXPECT_EQ(recorder.calls, one.calls);
-        EXPECT_EQ(buffer != nullptr, one.status == 0);
-        EXPECT_EQ(length, one.status == 0 ? 6 : 0);
-        sqlofmblkEx(buffer, "test", 0);
+        EXPECT_EQ(document, one.status == 0 ? "backup" : "");
         EXPECT_EQ(kelhost::openHandles(), kelhost::HandleCounts{});
     }
+}
+
+/* Lengths that no document has. */
+TEST_F(ReaderCalls, areNotTrustedForTheirLengths) {
+    for (const SQLLEN length : {SQLLEN{-1}, SQLLEN{-4}, SQLLEN{INT64_MIN}, SQLLEN{INT32_MAX} + 1, SQLLEN{INT64_MAX}}) {
+        recorder = {true, {}, {{probe, length}}};
+        EXPECT_EQ(read(), (std::pair<int32_t, std::string>(-1, ""))) << length;
+        EXPECT_EQ(std::count(recorder.calls.begin(), recorder.calls.end(), "sqlca + + +"), 1) << length;
+        EXPECT_EQ(std::count_if(recorder.calls.begin(), recorder.calls.end(),
+                                [](const std::string& call) { return call.starts_with("take"); }),
+                  0)
+            << length;
+    }
+    for (const SQLLEN length : {SQLLEN{-1}, SQLLEN{7}, SQLLEN{INT64_MAX}}) {
+        recorder = {true, {}, {{data, length}}};
+        EXPECT_EQ(read(), (std::pair<int32_t, std::string>(-1, ""))) << length;
+        EXPECT_EQ(recorder.calls.at(recorder.calls.size() - 5), giveBack) << length;
+    }
+    recorder = {true, {}, {{data, 3}}};
+    EXPECT_EQ(read(), (std::pair<int32_t, std::string>(0, "bac"))) << "a document that has become shorter";
 }
 
 }  // namespace

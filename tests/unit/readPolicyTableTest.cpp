@@ -4,8 +4,9 @@
 #include <cstdlib>
 #include <optional>
 
-#include "servicesSupport.h"
+#include "faulty.h"
 #include "trace.h"
+#include "unit/servicesSupport.h"
 
 namespace {
 
@@ -18,8 +19,7 @@ void setZone(const char* zone) {
     tzset();
 }
 
-/* --- the statement -------------------------------------------------------------------------------------------------
- */
+/* --- the statement ------------------------------------------------------------------------------------------------ */
 
 std::string queryOf(const char* med, const char* decision, const char* name, std::optional<int64_t> since = {}) {
     char query[SQLPI_QUERY_SIZE];
@@ -107,8 +107,7 @@ TEST(PolicyQuery, isCutAtTheBuffersEnd) {
     }
 }
 
-/* --- a real table --------------------------------------------------------------------------------------------------
- */
+/* --- a real table ------------------------------------------------------------------------------------------------- */
 
 struct ReadResult {
     int32_t status = -99;
@@ -235,8 +234,7 @@ TEST_F(PolicyTable, rejectsADocumentThatIsNull) {
     EXPECT_EQ(readPolicy("m", nullptr, nullptr), (ReadResult{-1, false, ""}));
 }
 
-/* --- trace ---------------------------------------------------------------------------------------------------------
- */
+/* --- trace -------------------------------------------------------------------------------------------------------- */
 
 class PolicyTrace : public services::EngineTest {
 protected:
@@ -281,6 +279,142 @@ TEST_F(PolicyTrace, tellsTheStepThatFailedAndTheLastOutcome) {
 
 TEST_F(PolicyTrace, tellsNothingWhenItIsOff) {
     EXPECT_TRUE(traced(0, "no MED", nullptr, nullptr).empty());
+}
+
+/* --- steps that fail ---------------------------------------------------------------------------------------------- */
+
+using faulty::Service;
+
+struct Failure {
+    const char* step;
+    Service service;
+    uint64_t call;
+    int32_t code;
+    std::vector<uint32_t> probes; /* of the steps that failed */
+    ReadResult result;
+    int32_t sqlcode = -901; /* in the last of the traced areas */
+};
+
+class FailingSteps : public services::EngineTest {
+protected:
+    FailingSteps() { store(SQLPI_BACKUP_KEY, "backup"); }
+    ~FailingSteps() override { kelhost::setTraceFlags(0); }
+
+    void check(const Failure& one) {
+        const int64_t blocksBefore = kelhost::memoryTotal().blocks;
+        clearLogs();
+        kelhost::setTraceFlags(PDT_FLAG_DATA);
+        {
+            const faulty::Scope scope;
+            ASSERT_TRUE(faulty::failCall(one.service, one.call, faulty::Duration::once, one.code));
+            EXPECT_EQ(readPolicy(SQLPI_BACKUP_KEY), one.result);
+            EXPECT_EQ(faulty::failures(one.service), 1U);
+        }
+        kelhost::setTraceFlags(0);
+        EXPECT_EQ(kelhost::openHandles(), kelhost::HandleCounts{});
+        EXPECT_EQ(kelhost::memoryTotal().blocks, blocksBefore);
+        expectTrace(one);
+        EXPECT_EQ(takeDiagnosticLog(), std::vector<services::LogRecord>{});
+        EXPECT_EQ(takeLog(kelhost::LogKind::administration), std::vector<services::LogRecord>{});
+    }
+
+private:
+    static int32_t sqlcodeOf(const kelhost::LogRecord& record) {
+        sqlca ca = {};
+        if (record.items.size() != 1 || record.items[0].size() != sizeof ca) return INT32_MAX;
+        std::memcpy(&ca, record.items[0].data(), sizeof ca);
+        return ca.sqlcode;
+    }
+
+    void expectTrace(const Failure& one) {
+        std::vector<uint32_t> probes;
+        for (const kelhost::LogRecord& record : recordsOf(kelhost::LogKind::trace)) {
+            if (record.function != "sqlpiGetPolicy") continue;
+            if (record.event == Event::error) {
+                probes.push_back(record.probe);
+                EXPECT_EQ(sqlcodeOf(record), one.sqlcode);
+                EXPECT_EQ(record.code, one.code == faulty::usualFailure ? -1 : one.code);
+            } else {
+                EXPECT_EQ(record.event, Event::data);
+                EXPECT_NE(one.result.status, 0) << "the last outcome is told after a failure only";
+                EXPECT_EQ(sqlcodeOf(record), one.sqlcode);
+            }
+        }
+        EXPECT_EQ(probes, one.probes);
+    }
+};
+
+TEST_F(FailingSteps, giveTheirStatusAndReleaseEverything) {
+    const ReadResult done = {0, true, "backup"};
+    const auto failed = [](int32_t status) { return ReadResult{status, false, ""}; };
+    for (const int32_t code : {-1, -2}) {
+        for (const Failure& one : {
+                 Failure{"environment handle", Service::SQLAllocHandle, 1, code, {10}, failed(code), -99999},
+                 Failure{"connection handle", Service::SQLAllocHandle, 2, code, {20}, failed(code)},
+                 Failure{"connect", Service::SQLConnect, 1, code, {30}, failed(code)},
+                 Failure{"statement handle", Service::SQLAllocHandle, 3, code, {40}, failed(code)},
+                 Failure{"table verify call", Service::SQLExecDirect, 1, code, {45}, done},
+                 Failure{"query", Service::SQLExecDirect, 2, code, {100}, failed(code)},
+                 Failure{"fetch", Service::SQLFetch, 1, code, {110}, failed(code)},
+                 Failure{"length probe", Service::SQLGetData, 1, code, {120}, failed(code)},
+                 Failure{"data read", Service::SQLGetData, 2, code, {130}, failed(code)},
+             }) {
+            SCOPED_TRACE(std::string(one.step) + " " + std::to_string(code));
+            check(one);
+        }
+    }
+    for (const Failure& one : {
+             Failure{"fetch finds no row", Service::SQLFetch, 1, 100, {110}, failed(100), 100},
+             Failure{"length probe finds no data", Service::SQLGetData, 1, 100, {120}, failed(100), 100},
+             Failure{"data read finds no data", Service::SQLGetData, 2, 100, {130}, failed(100), 100},
+             Failure{"data read with information", Service::SQLGetData, 2, 1, {130}, failed(1), 0},
+         }) {
+        SCOPED_TRACE(one.step);
+        check(one);
+    }
+}
+
+TEST_F(FailingSteps, areToldByTheirOwnProbeWithoutMemory) {
+    check({"document", Service::sqlogmblkEx, 1, faulty::usualFailure, {125}, {-1, false, ""}, 0});
+}
+
+TEST_F(FailingSteps, doNotStopTheReadWhenVerifyAndCreateFail) {
+    clearLogs();
+    const faulty::Scope scope;
+    faulty::failCall(Service::SQLExecDirect, 1);
+    faulty::failCall(Service::SQLExecDirect, 2);
+    kelhost::setTraceFlags(PDT_FLAG_DATA);
+    EXPECT_EQ(readPolicy(SQLPI_BACKUP_KEY), (ReadResult{0, true, "backup"}));
+    kelhost::setTraceFlags(0);
+    std::vector<uint32_t> probes;
+    for (const kelhost::LogRecord& record : recordsOf(kelhost::LogKind::trace))
+        if (record.function == "sqlpiGetPolicy") probes.push_back(record.probe);
+    EXPECT_EQ(probes, (std::vector<uint32_t>{45, 47}));
+}
+
+TEST_F(FailingSteps, thatReleaseDoNotChangeTheResult) {
+    for (const Service service : {Service::SQLFreeHandle, Service::SQLDisconnect}) {
+        const faulty::Scope scope;
+        faulty::failCall(service, 1, faulty::Duration::forEver);
+        EXPECT_EQ(readPolicy(SQLPI_BACKUP_KEY), (ReadResult{0, true, "backup"}));
+        EXPECT_GE(faulty::failures(service), 1U);
+    }
+}
+
+TEST_F(FailingSteps, succeedWithInformation) {
+    const faulty::Scope scope;
+    for (const uint64_t call : {1, 2, 3}) faulty::failCall(Service::SQLAllocHandle, call, faulty::Duration::once, 1);
+    faulty::failCall(Service::SQLConnect, 1, faulty::Duration::once, 1);
+    faulty::failCall(Service::SQLExecDirect, 1, faulty::Duration::forEver, 1);
+    faulty::failCall(Service::SQLFetch, 1, faulty::Duration::once, 1);
+    EXPECT_EQ(readPolicy(SQLPI_BACKUP_KEY), (ReadResult{0, true, "backup"}));
+    EXPECT_EQ(faulty::calls(Service::SQLExecDirect), 2U) << "the table is not created";
+}
+
+TEST_F(FailingSteps, includeATimeThatTheEngineCannotTell) {
+    const faulty::Scope scope;
+    faulty::failCall(Service::sqlo_localtime, 1);
+    EXPECT_EQ(readPolicy(SQLPI_BACKUP_KEY, 0), (ReadResult{-1, false, ""}));
 }
 
 }  // namespace

@@ -2,10 +2,10 @@
 #include <atomic>
 #include <thread>
 
-#include "servicesSupport.h"
 #include "sqlpiApplReadPolicyTable.h"
 #include "sqlpiFormat.h"
 #include "sqlpiStatsProfAppl.h"
+#include "unit/servicesSupport.h"
 
 namespace {
 

@@ -47,7 +47,9 @@ inline std::ostream& operator<<(std::ostream& out, const LogRecord& record) {
 }
 
 /* The root of a tree that is put together by hand, also one that no document can give. */
-inline Tree emptyTree() { return Tree(addChild<SQLPIPolicyDocument>(nullptr, SQLPI_ELEMENT_POLICY_DOCUMENT)); }
+inline Tree emptyTree() {
+    return Tree(addChild<SQLPIPolicyDocument>(nullptr, SQLPI_ELEMENT_POLICY_DOCUMENT));
+}
 
 /* Watches the logs. */
 class DocumentTest : public BalancedTest {

@@ -6,8 +6,8 @@
 #include <optional>
 #include <type_traits>
 
-#include "servicesSupport.h"
 #include "sqlpiPolicyCommonParser.h"
+#include "unit/servicesSupport.h"
 
 namespace {
 
@@ -87,6 +87,7 @@ struct Case {
 const Case cases[] = {
     {"no last read, no row", {}, nullptr, {}, 0, true, "null", "0 0 0 0 0 0 ", 0},
     {"no last read, a row", withFilter, "CURRENT TIMESTAMP", {}, 0, true, "X", "0 0 0 0 0 0 ", 0},
+    {"no last read, an old row", withFilter, "'1066-10-14-09.00.00.000000'", {}, 0, true, "X", "0 0 0 0 0 0 ", 0},
     {"no last read, an empty document", "", "CURRENT TIMESTAMP", {}, 0, true, "null", "0 0 0 0 0 0 ", 0},
     {"no last read, no tree", unclosed, "CURRENT TIMESTAMP", {}, SQLPI_PARSE_ERROR, true, "null", "0 0 0 0 0 0 ", 10},
     {"last read, no row", {}, nullptr, 0, 0, false, "preset", "1 2 3 4 5 6 ", 0},
@@ -201,8 +202,7 @@ TEST_F(WithoutAnEngine, theReadersStatusIsReported) {
     }
 }
 
-/* --- statistics profile --------------------------------------------------------------------------------------------
- */
+/* --- statistics profile ------------------------------------------------------------------------------------------- */
 
 std::vector<int32_t> storedProfile(std::string& filter) {
     sqlpiStatsProfPolicy policy = {presetFilter, 1, 2, 3, 4, 5, 6, 7, 8};

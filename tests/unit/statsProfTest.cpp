@@ -3,8 +3,8 @@
 
 #include <functional>
 
-#include "servicesSupport.h"
 #include "sqlpiPolicyCommonParser.h"
+#include "unit/servicesSupport.h"
 
 namespace {
 
@@ -32,8 +32,7 @@ std::string takeFilter(char*& filter) {
 
 class StatsProfDocument : public services::DocumentTest {};
 
-/* --- table filter --------------------------------------------------------------------------------------------------
- */
+/* --- table filter ------------------------------------------------------------------------------------------------- */
 
 struct FilterCase {
     const char* name;
@@ -162,8 +161,7 @@ TEST_F(StatsProfDocument, withoutATreeTheParsersStatusIsAllThatComesBack) {
     sqlpiGetStatsProfileFromParsedTree(nullptr, nullptr);
 }
 
-/* --- reorg ---------------------------------------------------------------------------------------------------------
- */
+/* --- reorg -------------------------------------------------------------------------------------------------------- */
 
 std::string describe(const sqlpiReorgPolicy& policy) {
     return "filter " + show(policy.tablesFilter) + ", limit " + std::to_string(policy.reorgSizeLimitKB) + ", temp " +
@@ -220,6 +218,8 @@ TEST_F(StatsProfDocument, reorg) {
          "<kel:TableReorg useTempTbsp='true' mode='write' dictionaryOption='rebuild' "
          "reclaimExtentsSizeForMDCTables='8589934592' numInxPseudoEmptyPagesForVolatileTables='7'/>",
          action(1, 1, 1, 8589934592U, 7)},
+        {"write, and keep", "<kel:TableReorg mode='write' dictionaryOption='keep'/>", action(0, 1, 0, 0, 0)},
+        {"read, and rebuild", "<kel:TableReorg mode='read' dictionaryOption='rebuild'/>", action(0, 0, 1, 0, 0)},
         {"action with the other words", "<kel:TableReorg useTempTbsp='false' mode='read' dictionaryOption='keep'/>",
          action(0, 0, 0, 0, 0)},
         {"a negative number is kept bit for bit", "<kel:TableReorg reclaimExtentsSizeForMDCTables='-1'/>",
@@ -247,6 +247,48 @@ TEST_F(StatsProfDocument, reorg) {
     }
 }
 
+/* The services start their searches anew, whoever has searched the tree before. */
+TEST_F(StatsProfDocument, treesAreSearchedFromTheirStart) {
+    const Tree tree = parseTree(services::document(sensor("Tables", "X") + sizeSensor("5") +
+                                                   "<kel:TableReorg mode='write'/><kel:StatsProfile><kel:Monitor "
+                                                   "maxFiles='30'/></kel:StatsProfile>"));
+    for (int round = 0; round < 2; ++round) {
+        while (tree->findElement(tree.get(), SQLPI_ELEMENT_SENSORS) != nullptr) {
+        }
+        sqlpiReorgPolicy reorg = {};
+        sqlpiGetReorgFromParsedTree(tree.get(), &reorg);
+        EXPECT_EQ(takeFilter(reorg.tablesFilter), "\"X\"");
+        EXPECT_EQ(reorg.reorgSizeLimitKB, 5);
+        EXPECT_EQ(reorg.indexReorgMode, 1);
+        sqlpiStatsProfPolicy profile = {};
+        sqlpiGetStatsProfileFromParsedTree(tree.get(), &profile);
+        EXPECT_EQ(takeFilter(profile.tablesFilter), "\"X\"");
+        EXPECT_EQ(profile.maxFiles, 30);
+    }
+}
+
+/* Of a document inside another the inner one is the policy; what stands around it is not looked at. */
+TEST_F(StatsProfDocument, readsTheInnerDocumentOnly) {
+    const auto content = [](const std::string& number) {
+        return sensor("Tables", number) + sizeSensor(number) + "<kel:TableReorg reclaimExtentsSizeForMDCTables='" +
+               number + "'/>";
+    };
+    std::string document =
+        services::document(content("1") + "<PolicyDocument>" + content("2") + "</PolicyDocument>" + content("3"));
+    const auto length = static_cast<int32_t>(document.size());
+    sqlpiReorgPolicy reorg = {};
+    EXPECT_EQ(sqlpiGetReorgPolicy(document.data(), length, &reorg), 0);
+    EXPECT_EQ(takeFilter(reorg.tablesFilter), "\"2\"");
+    EXPECT_EQ(reorg.reorgSizeLimitKB, 2);
+    EXPECT_EQ(reorg.reclaimExtentsSizeForMDCTables, 2U);
+    sqlpiAtmSensors sensors = {};
+    EXPECT_EQ(sqlpiGetAtmSensors(document.data(), length, &sensors), 0);
+    EXPECT_EQ(takeFilter(sensors.tablesFilter), "\"2\"");
+    sqlpiStatsProfPolicy profile = {};
+    EXPECT_EQ(sqlpiGetStatsProfilePolicy(document.data(), length, &profile), 0);
+    EXPECT_EQ(takeFilter(profile.tablesFilter), "\"2\"");
+}
+
 TEST_F(StatsProfDocument, reorgSkipsElementsOfAnotherClassSilently) {
     const Tree tree = services::emptyTree();
     addChild<SQLPIMode>(tree.get(), SQLPI_ELEMENT_TABLE_REORG_SENSORS, "ReorgSize_KB");
@@ -260,8 +302,7 @@ TEST_F(StatsProfDocument, reorgSkipsElementsOfAnotherClassSilently) {
     EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>{});
 }
 
-/* --- statistics profile --------------------------------------------------------------------------------------------
- */
+/* --- statistics profile ------------------------------------------------------------------------------------------- */
 
 std::string describe(const sqlpiStatsProfPolicy& policy) {
     return "filter " + show(policy.tablesFilter) + ", files " + std::to_string(policy.maxFiles) + ", file size " +

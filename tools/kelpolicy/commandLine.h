@@ -31,7 +31,10 @@ AddCommand addInit;
 AddCommand addDescribe;
 AddCommand addTree;
 AddCommand addShow;
+AddCommand addShowWindows; /* below show */
 AddCommand addWindow;
+AddCommand addWindowCalendar; /* below window, as the next */
+AddCommand addWindowLint;
 
 /* What a command's --help shows below its options. */
 std::string example(const char* commandLine);

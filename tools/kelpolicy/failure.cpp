@@ -17,7 +17,6 @@ struct Advice {
 
 constexpr Advice advice[] = {
     {"40001", "Another program is writing to the policy table; run the command again when it is done."},
-    {"08003", "The engine context was lost; run the command again."},
     {"08", "Check the connection string given with --database, and that its driver is installed and its server runs."},
     {"IM", "Check the connection string given with --database, and that its driver is installed and its server runs."},
     {"HY", "Check the connection string given with --database; log/diagnostic.log of the instance may tell more."},

@@ -7,8 +7,33 @@
 #include <new>
 
 #include "sqlpiPolicyCommonParser.h"
+#include "sqlpiPolicyParserHooks.h"
+#include "text.h"
 
 namespace kelpolicy {
+namespace {
+
+/* The parser reads ahead, so that it cannot tell the place of a byte that is no text. */
+TextPlace placeOf(std::string_view document, const sqlpiParseProblem& problem) {
+    const size_t offset = firstIllFormedByte(document);
+    const bool isAboutBytes = std::string_view(problem.message).find("byte") != std::string_view::npos;
+    if (isAboutBytes && offset < document.size()) return kelpolicy::placeOf(document, offset);
+    return {problem.line, problem.column};
+}
+
+Failure parseFailure(std::string_view document, const std::string& name, const sqlpiParseProblem& problem) {
+    const TextPlace place = placeOf(document, problem);
+    const std::string where =
+        place.line == 0 ? std::string() : fmt::format(" at line {}, column {}", place.line, place.column);
+    Failure failure(fmt::format("{} does not parse{}: {}", name, where, problem.message),
+                    "Correct the document there; \"kelpolicy tree PATH\" tells whether a document parses.",
+                    policyDocumentCode, policyState);
+    failure.line = place.line;
+    failure.column = place.column;
+    return failure;
+}
+
+}  // namespace
 
 const PolicyKind* findPolicyKind(std::string_view name) {
     const auto* found = std::find_if(std::begin(policyKinds), std::end(policyKinds),
@@ -16,16 +41,15 @@ const PolicyKind* findPolicyKind(std::string_view name) {
     return found == std::end(policyKinds) ? nullptr : *found;
 }
 
-Failure parseFailure(const std::string& name, int32_t status, const sqlpiParseProblem& problem) {
+sqlpiTree parseDocument(std::string_view document, const std::string& name, std::optional<Failure>& failure) {
+    SQLPIPolicyElement* parsed = nullptr;
+    sqlpiParseProblem problem;
+    const int32_t status =
+        sqlpiParsePolicyDocument(nullptr, static_cast<int32_t>(document.size()), document.data(), &parsed, &problem);
     if (status == SQLPI_PARSE_NO_MEMORY) throw std::bad_alloc();
-    const std::string place =
-        problem.line == 0 ? std::string() : fmt::format(" at line {}, column {}", problem.line, problem.column);
-    Failure failure(fmt::format("{} does not parse{}: {}", name, place, problem.message),
-                    "Correct the document there; \"kelpolicy tree PATH\" tells whether a document parses.",
-                    policyDocumentCode, policyState);
-    failure.line = problem.line;
-    failure.column = problem.column;
-    return failure;
+    sqlpiTree root(parsed);
+    if (root == nullptr) failure = parseFailure(document, name, problem);
+    return root;
 }
 
 DocumentVerdict judgeDocument(const PolicyKind& kind, std::string_view document, DocumentOrigin origin,
@@ -41,12 +65,9 @@ DocumentVerdict judgeDocument(const PolicyKind& kind, std::string_view document,
     if (document.empty())
         return fallsBack({name + " is empty", "Store a policy document in its place, or delete the row.",
                           policyDocumentCode, policyState});
-    SQLPIPolicyElement* parsed = nullptr;
-    sqlpiParseProblem problem;
-    const int32_t status =
-        sqlpiParsePolicyDocument(nullptr, static_cast<int32_t>(document.size()), document.data(), &parsed, &problem);
-    const sqlpiTree root(parsed);
-    if (root == nullptr) return fallsBack(parseFailure(name, status, problem));
+    std::optional<Failure> failure;
+    const sqlpiTree root = parseDocument(document, name, failure);
+    if (root == nullptr) return fallsBack(*std::move(failure));
     const bool hasElement =
         std::any_of(kind.elements.begin(), kind.elements.end(), [&root](SQLPI_POL_ELEMENT_TYPE type) {
             root->resetAll();

@@ -8,9 +8,9 @@
 #include <string_view>
 
 #include "failure.h"
+#include "sqlpiOwn.h"
 #include "sqlpiPolicyBase.h"
 #include "sqlpiPolicyKeys.h"
-#include "sqlpiPolicyParserHooks.h"
 
 namespace kelpolicy {
 
@@ -42,6 +42,10 @@ inline constexpr const PolicyKind* policyKinds[] = {&windowsKind, &backupKind, &
 /* The policy of that NAME, or null. */
 const PolicyKind* findPolicyKind(std::string_view name);
 
+/* The element tree of a document; nothing, and the reason in `failure`, when it has none. `name` says which document
+ * it is. Throws std::bad_alloc. */
+sqlpiTree parseDocument(std::string_view document, const std::string& name, std::optional<Failure>& failure);
+
 /* What a person should know of a document that is read as this policy. */
 struct DocumentVerdict {
     std::optional<Failure> problem{}; /* it does not parse, or is empty: the engine uses its defaults */
@@ -56,9 +60,6 @@ DocumentVerdict judgeDocument(const PolicyKind& kind, std::string_view document,
 
 /* The same for the policy's row. */
 DocumentVerdict judgeStoredDocument(const PolicyKind& kind, std::string_view document);
-
-/* Why a document has no element tree. Throws std::bad_alloc when that was for lack of memory. */
-Failure parseFailure(const std::string& name, int32_t status, const sqlpiParseProblem& problem);
 
 }  // namespace kelpolicy
 

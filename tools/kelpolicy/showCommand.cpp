@@ -6,7 +6,6 @@
 #include "commandLine.h"
 #include "policySource.h"
 #include "records.h"
-#include "showWindows.h"
 #include "text.h"
 
 namespace kelpolicy {
@@ -74,8 +73,4 @@ void addShow(CLI::App& parent, RunCommand& chosen) {
             chosen = [&shown, path](const GlobalOptions& options, Output& output) {
                 return runShow(shown, *path, options, output);
             };
-        });
-    }
-}
-
-}  // namespace kelpolicy
+XX

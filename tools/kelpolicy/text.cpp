@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdint>
 
 namespace kelpolicy {
 namespace {
@@ -78,6 +77,23 @@ std::string padded(std::string_view text, size_t width) {
     const size_t used = displayWidth(text);
     if (used < width) result.append(width - used, ' ');
     return result;
+}
+
+size_t firstIllFormedByte(std::string_view text) {
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        const size_t length = characterLength(rest);
+        if (length == 0) break;
+        rest.remove_prefix(length);
+    }
+    return text.size() - rest.size();
+}
+
+TextPlace placeOf(std::string_view text, size_t offset) {
+    const std::string_view before = text.substr(0, offset);
+    const size_t lineStart = before.rfind('\n') + 1;  // 0 on the first line
+    return {1 + static_cast<uint64_t>(std::count(before.begin(), before.end(), '\n')),
+            1 + displayWidth(before.substr(lineStart))};
 }
 
 bool isBlank(std::string_view text) {

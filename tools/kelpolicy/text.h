@@ -3,6 +3,7 @@
 #define KELPOLICY_TEXT_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,16 @@ std::string cutToWidth(std::string_view text, size_t width);
 
 /* The text followed by blanks up to `width` characters. */
 std::string padded(std::string_view text, size_t width);
+
+/* Where the first byte stands that belongs to no UTF-8 character; the text's size when there is none. */
+size_t firstIllFormedByte(std::string_view text);
+
+/* Line and column, both from 1, of the byte at `offset`; a column is a character. */
+struct TextPlace {
+    uint64_t line;
+    uint64_t column;
+};
+TextPlace placeOf(std::string_view text, size_t offset);
 
 bool isBlank(std::string_view text);
 

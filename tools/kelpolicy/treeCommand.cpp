@@ -1,13 +1,10 @@
 // kelpolicy tree: a document as the engine's parser sees it.
 #include <fmt/format.h>
 
-#include <limits>
-
 #include "commandLine.h"
 #include "databaseSession.h"
 #include "documentFile.h"
 #include "policyKinds.h"
-#include "sqlpiPolicyParserHooks.h"
 #include "text.h"
 
 namespace kelpolicy {
@@ -99,20 +96,17 @@ void forEachElement(const SQLPIPolicyElement& root, Visit visit) {
     }
 }
 
-/* One element on a line: an array without nesting, for a document may nest deeper than a program can read JSON. */
+/* One element on a line: an array without nesting, for a document may nest deeper than a program can read JSON. Names
+ * and classes need no quoting; the rest is written without a JSON object for each of perhaps a million elements. */
 void writeJsonTree(const SQLPIPolicyElement& root, Output& output) {
     const char* separator = "[\n";
     forEachElement(root, [&](const SQLPIPolicyElement& element, const Place& place) {
-        const Json entry = {{"index", place.index},
-                            {"parent", place.parent.has_value() ? Json(*place.parent) : Json(nullptr)},
-                            {"depth", place.depth},
-                            {"elementType", static_cast<uint32_t>(element.elementType)},
-                            {"element", sqlpiElementName(element.elementType)},
-                            {"class", classNames[element.elementType]},
-                            {"attributes", typedAttributes(element)},
-                            {"text", element.text == nullptr ? Json(nullptr) : Json(element.text)}};
-        output.write(separator);
-        output.write(jsonText(entry));
+        output.write(fmt::format(
+            R"({}{{"index":{},"parent":{},"depth":{},"elementType":{},"element":"{}","class":"{}","attributes":{},"text":{}}})",
+            separator, place.index, place.parent.has_value() ? std::to_string(*place.parent) : "null", place.depth,
+            static_cast<uint32_t>(element.elementType), sqlpiElementName(element.elementType),
+            classNames[element.elementType], jsonText(typedAttributes(element)),
+            element.text == nullptr ? "null" : jsonText(element.text)));
         separator = ",\n";
     });
     output.writeLine("\n]");
@@ -147,12 +141,9 @@ void writeTextTree(const SQLPIPolicyElement& root, Output& output) {
 int runTree(const std::string& path, const GlobalOptions& options, Output& output) {
     const DocumentSession session(options, output);
     const std::string document = readDocument(path, largestDocument);
-    SQLPIPolicyElement* parsed = nullptr;
-    sqlpiParseProblem problem;
-    const int32_t status =
-        sqlpiParsePolicyDocument(nullptr, static_cast<int32_t>(document.size()), document.data(), &parsed, &problem);
-    const sqlpiTree root(parsed);
-    if (root == nullptr) throw parseFailure(documentName(path), status, problem);
+    std::optional<Failure> failure;
+    const sqlpiTree root = parseDocument(document, documentName(path), failure);
+    if (failure.has_value()) throw Failure(*failure);
     if (output.isJson())
         writeJsonTree(*root, output);
     else

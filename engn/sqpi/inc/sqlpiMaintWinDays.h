@@ -29,7 +29,7 @@ constexpr bool sqlpiIsLeapYear(int64_t year) noexcept {
 /* month 1..12 */
 constexpr int32_t sqlpiDaysOfMonth(int64_t year, int32_t month) noexcept {
     if (month == 2) return sqlpiIsLeapYear(year) ? 29 : 28;
-    return month == 4 || month == 6 || month == 9 || month == 11 ? 30 : 31;
+    return 30 + ((month + (month >> 3)) & 1);  // odd months have 31 days, from August on even ones
 }
 
 /* The number of a day, 1970-01-01 being 0. `month` and `day` may lie outside their ranges: month 13 is January of the

@@ -45,22 +45,24 @@ public:
     /* The platform's first answer, without that correction. */
     bool resolveOnce(const sqlpiLocalAsk& ask, int64_t offset, sqlpiLocalMoment* moment) const noexcept;
 
-    /* Looks for clock changes in the days after `moment`, so that resolve need not ask the platform until the next. */
-    void lookAhead(const sqlpiLocalMoment& moment) noexcept;
+    /* Unless it is known that the clocks do not change for so many days after `moment`: looks once whether they change
+     * in the next. Where they do not, the functions above need not ask the platform. */
+    void lookAhead(const sqlpiLocalMoment& moment, int64_t days) noexcept;
 
-    /* How many days after `moment` its time of day is certain to exist once, at the same offset. */
+    /* How many whole days after `moment` are known to go by without a change. */
     int64_t steadyDays(const sqlpiLocalMoment& moment) const noexcept;
 
 private:
     enum class Flag { any, standard, dst };
 
+    bool ask(int64_t seconds, sqlpiLocalMoment* moment) const noexcept;
     bool probe(int64_t local, Flag wanted, int64_t offset, sqlpiLocalMoment* moment) const noexcept;
     bool resolve(const sqlpiLocalAsk& ask, int64_t offset, bool again, sqlpiLocalMoment* moment) const noexcept;
-    bool isSteady(int64_t seconds) const noexcept;
+    bool isSteady(int64_t seconds) const noexcept { return seconds >= steady_.seconds && seconds <= steadyUntil_; }
 
-    sqlpiLocalMoment steady_ = {};  // no clock changes from here ..
-    int64_t steadyUntil_ = 0;       // .. to here,
-    int64_t changeBefore_ = 0;      // but one between there and here
+    sqlpiLocalMoment steady_ = {};  // the clocks do not change from here ..
+    int64_t steadyUntil_ = -1;      // .. to here
+    int64_t stride_ = 0;            // days that the next look ahead tries
 };
 
 #endif

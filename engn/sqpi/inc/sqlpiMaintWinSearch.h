@@ -52,13 +52,13 @@ private:
     struct Walk;
 
     bool readLimit(const sqlpiMaintWindowDateTime& limit, std::optional<sqlpiLocalMoment>* moment) const noexcept;
-    bool begin(Walk* walk, int64_t now) const noexcept;
+    bool begin(Walk* walk, int64_t now) noexcept;
     bool isBeforeEnd(const Walk& walk) const noexcept;
     int64_t windowEnd(const sqlpiLocalMoment& position) const noexcept;
     bool takeDay(Walk* walk) const noexcept;
     bool takeSteadyDays(Walk* walk) noexcept;
-    bool advance(Walk* walk, bool selected) const noexcept;
-    int64_t nextSelected(const Walk& walk) const noexcept;
+    bool advance(Walk* walk, bool selected) noexcept;
+    int64_t nextSelected(const Walk& walk) noexcept;
     bool standBefore(const sqlpiLocalMoment& position, int64_t target, sqlpiLocalMoment* stand) const noexcept;
     bool step(Walk* walk, int64_t day, int64_t offset) const noexcept;
 

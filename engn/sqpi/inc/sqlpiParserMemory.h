@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cstddef>
+#include <string_view>
+#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/MemoryManager.hpp>
 
 #include "memoryPool.h"
@@ -72,6 +74,18 @@ private:
     char* free_ = nullptr; /* the unused rest of the newest chunk */
     size_t freeSize_ = 0;
     std::array<FreeBlock*, largestSmall / granule + 1> returned_{}; /* by size in granules */
+};
+
+/* A document in memory whose stream belongs to the call's memory: the XML library loses the stream when it runs out of
+ * memory at the wrong moment. The document is neither copied nor freed. */
+class sqlpi_document_source : public xercesc::MemBufInputSource {
+public:
+    sqlpi_document_source(std::string_view document, sqlpi_call_memory& memory);
+    xercesc::BinInputStream* makeStream() const override;
+
+private:
+    std::string_view document_;
+    sqlpi_call_memory& memory_;
 };
 
 #endif

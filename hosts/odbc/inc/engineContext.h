@@ -19,8 +19,10 @@ namespace kelhost {
 class Session;
 
 struct DatabaseOptions {
-    std::string connection{};                     /* of the ODBC driver manager; empty: the embedded database */
-    std::chrono::milliseconds lockTimeout{10000}; /* how long a statement waits for another unit of work */
+    std::string connection{}; /* of the ODBC driver manager; empty: the embedded database */
+    /* How long a statement of the embedded database waits for another unit of work. With a connection of the caller's
+     * the time is the driver's. */
+    std::chrono::milliseconds lockTimeout{10000};
 };
 
 class EngineContext {

@@ -1,0 +1,227 @@
+// The ODBC host's databases: the embedded one as files that several processes share, and others by connection string.
+#include <dirent.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <thread>
+
+#include "host/callLevelClient.h"
+#include "host/hostFixture.h"
+#include "hostError.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using hosttest::Client;
+using hosttest::TemporaryDirectory;
+using hosttest::tokensOf;
+using kelhost::EngineContext;
+using kelhost::HostError;
+using kelhost::Instance;
+
+class OdbcDatabase : public ::testing::Test {
+protected:
+    TemporaryDirectory directory_;
+    Instance instance_ = Instance::create(directory_.path() / "instance");
+
+    std::string errorOf(const Instance& instance, const std::string& connection, const char* state) {
+        try {
+            const EngineContext context(instance, {.connection = connection});
+        } catch (const HostError& error) {
+            EXPECT_EQ(error.sqlstate(), state) << error.what();
+            EXPECT_LT(error.sqlcode(), 0);
+            return error.what();
+        }
+        return "no error";
+    }
+};
+
+TEST_F(OdbcDatabase, TheEmbeddedDatabaseIsAFileOfTheInstance) {
+    const EngineContext context(instance_);
+    EXPECT_EQ(context.databaseName(), "kelpolicy");
+    EXPECT_EQ(context.instance().path(), instance_.path());
+    EXPECT_TRUE(fs::exists(instance_.databaseFiles() + "/kelpolicy.db"));
+    EXPECT_TRUE(fs::exists(instance_.databaseFiles() + "/kelpolicy.systools.db"));
+}
+
+TEST_F(OdbcDatabase, DirectoryNamesMayHoldQuotesAndBlanks) {
+    for (const char* name : {"it's", "a b", "\"quoted\"", "per%cent", "\xC3\xA4", "a=b", "q?x#y"}) {
+        const Instance instance = Instance::create(directory_.path() / name);
+        EngineContext context(instance);
+        const EngineContext::Scope bound(context);
+        Client client;
+        EXPECT_EQ(client.createPolicyTable(), SQL_SUCCESS) << name;
+        EXPECT_TRUE(fs::exists(instance.databaseFiles() + "/kelpolicy.systools.db")) << name;
+    }
+}
+
+TEST_F(OdbcDatabase, DirectoryNamesThatAConnectionCannotHoldAreRefused) {
+    for (const char* name : {"a;b", "a{b", "a}b"}) {
+        const Instance instance = Instance::create(directory_.path() / name);
+        const std::string message = errorOf(instance, "", "08001");
+        EXPECT_NE(message.find("must not hold"), std::string::npos) << message;
+        EXPECT_NE(message.find(name), std::string::npos) << message;
+    }
+}
+
+TEST_F(OdbcDatabase, AnotherDatabaseIsChosenByItsConnectionString) {
+    const std::string other = directory_.file("other.db");
+    {
+        EngineContext context(instance_, {.connection = "DRIVER=SQLite3;Database=" + other});
+        EXPECT_EQ(context.databaseName(), "other");
+        const EngineContext::Scope bound(context);
+        Client client;
+        ASSERT_EQ(client.createPolicyTable(), SQL_SUCCESS) << tokensOf(client.ca());
+        ASSERT_EQ(client.insert("other", "<x/>"), SQL_SUCCESS);
+        context.commit();
+    }
+    EXPECT_TRUE(fs::exists(directory_.file("other.systools.db")));
+    EngineContext context(instance_);
+    const EngineContext::Scope bound(context);
+    Client client;
+    EXPECT_EQ(client.verifyPolicyTable(), SQL_ERROR) << "the embedded database is another one";
+}
+
+TEST_F(OdbcDatabase, ADatabaseInMemoryHasItsPolicySchemaInMemory) {
+    EngineContext context(instance_, {.connection = "DRIVER=SQLite3;Database=:memory:"});
+    EXPECT_EQ(context.databaseName(), "memory");
+    const EngineContext::Scope bound(context);
+    Client client;
+    EXPECT_EQ(client.createPolicyTable(), SQL_SUCCESS) << tokensOf(client.ca());
+    EXPECT_EQ(client.rows("SELECT NAME FROM SYSTOOLS.POLICY").size(), 5U);
+}
+
+TEST_F(OdbcDatabase, AConnectionThatFailsSaysWhy) {
+    EXPECT_NE(errorOf(instance_, "DSN=there-is-no-such-source", "IM002").find("cannot connect to the database: "),
+              std::string::npos);
+    EXPECT_NE(errorOf(instance_, "DRIVER=SQLite3;Database=" + directory_.file("missing/x.db"), "08001").find("cannot"),
+              std::string::npos);
+    std::ofstream(instance_.databaseFiles() + "/kelpolicy.systools.db") << std::string(8192, 'x');
+    const std::string message = errorOf(instance_, "", "58030");
+    EXPECT_NE(message.find("not a database"), std::string::npos) << message;
+}
+
+// Works in a process of its own, which `work` ends with _exit.
+template <class Work>
+pid_t inProcess(Work work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        try {
+            work();
+        } catch (const std::exception& failure) {
+            std::fprintf(stderr, "%s\n", failure.what());
+        }
+        ::_exit(::testing::Test::HasFailure() ? 1 : 0);
+    }
+    return child;
+}
+
+int statusOf(pid_t child) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return status;
+}
+
+TEST_F(OdbcDatabase, TwoProcessesWorkOnItAtOnce) {
+    constexpr int rounds = 30;
+    std::vector<pid_t> children;
+    for (int process = 0; process < 2; ++process) {
+        children.push_back(inProcess([&] {
+            EngineContext context(Instance::create(instance_.path()));
+            const EngineContext::Scope bound(context);
+            for (int round = 0; round < rounds; ++round) {
+                {
+                    Client client;
+                    if (client.verifyPolicyTable() != SQL_SUCCESS) {
+                        EXPECT_EQ(client.createPolicyTable(), SQL_SUCCESS) << tokensOf(client.ca());
+                    }
+                    EXPECT_EQ(client.insert(std::to_string(process) + "." + std::to_string(round), "<x/>"), SQL_SUCCESS)
+                        << tokensOf(client.ca());
+                }
+                context.commit();
+            }
+        }));
+    }
+    for (const pid_t child : children) EXPECT_EQ(statusOf(child), 0);
+    EngineContext context(instance_);
+    const EngineContext::Scope bound(context);
+    Client client;
+    EXPECT_EQ(client.rows("SELECT NAME FROM SYSTOOLS.POLICY").size(), size_t{5 + 2 * rounds});
+}
+
+TEST_F(OdbcDatabase, AKilledProcessLeavesTheOldOrTheNewDocument) {
+    const std::string documents[] = {std::string(3000, 'a'), std::string(90000, 'b')};
+    {
+        EngineContext context(instance_);
+        const EngineContext::Scope bound(context);
+        Client client;
+        ASSERT_EQ(client.createPolicyTable(), SQL_SUCCESS);
+        ASSERT_EQ(client.insert("d", documents[0]), SQL_SUCCESS);
+        context.commit();
+    }
+    for (int round = 0; round < 15; ++round) {
+        const pid_t child = inProcess([&] {
+            EngineContext context(instance_);
+            const EngineContext::Scope bound(context);
+            for (int change = 0;; ++change) {
+                Client client;
+                SQLPrepare(client.stmt, hosttest::chars("UPDATE SYSTOOLS.POLICY SET POLICY = ? WHERE NAME = 'd'"),
+                           SQL_NTS);
+                client.bindAndExecute(documents[change % 2]);
+                context.commit();
+            }
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(20 + round * 3));
+        ::kill(child, SIGKILL);
+        statusOf(child);
+        EngineContext context(instance_);
+        const EngineContext::Scope bound(context);
+        Client client;
+        const std::string seen = client.document("d");
+        EXPECT_TRUE(seen == documents[0] || seen == documents[1]) << seen.size();
+        EXPECT_EQ(client.rows("PRAGMA SYSTOOLS.integrity_check"), std::vector<std::string>{"ok"});
+        EXPECT_EQ(client.insert("after" + std::to_string(round), "<x/>"), SQL_SUCCESS) << "no lock is left over";
+        context.commit();
+    }
+}
+
+// This host defines the call-level interface's names itself; nothing else in the process may bind to them.
+TEST_F(OdbcDatabase, NoSymbolOfTheCallLevelInterfaceIsExported) {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> symbols(
+        ::popen(("nm -D --defined-only /proc/" + std::to_string(::getpid()) + "/exe 2>&1").c_str(), "r"), ::pclose);
+    ASSERT_NE(symbols, nullptr);
+    std::string exported;
+    char line[512] = "";
+    while (std::fgets(line, sizeof line, symbols.get()) != nullptr) exported += line;
+    EXPECT_EQ(exported.find(" SQL"), std::string::npos) << exported;
+    EXPECT_EQ(exported.find("No such file"), std::string::npos) << exported;
+
+    EngineContext context(instance_);
+    const std::string maps = hosttest::readWhole("/proc/self/maps");
+    EXPECT_NE(maps.find("libodbc.so"), std::string::npos);
+    EXPECT_NE(maps.find("libsqlite3odbc"), std::string::npos);
+    const EngineContext::Scope bound(context);
+    Client client;
+    EXPECT_EQ(client.rows("SELECT 1"), std::vector<std::string>{"1"}) << "the real driver answers";
+}
+
+TEST_F(OdbcDatabase, SessionsLeaveNoOpenFile) {
+    const auto openFiles = [] {
+        int count = 0;
+        for (const auto& entry : fs::directory_iterator("/proc/self/fd")) count += entry.exists() ? 1 : 0;
+        return count;
+    };
+    { const EngineContext warmUp(instance_); }
+    const int before = openFiles();
+    for (int round = 0; round < 20; ++round) {
+        EngineContext context(instance_);
+        const EngineContext::Scope bound(context);
+        Client client;
+        EXPECT_EQ(client.createPolicyTable(), SQL_SUCCESS);
+    }
+    EXPECT_EQ(openFiles(), before);
+}
+
+}  // namespace

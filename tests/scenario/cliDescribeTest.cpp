@@ -1,0 +1,108 @@
+// kelpolicy describe: one line of text for each stored policy.
+#include <nlohmann/json.hpp>
+
+#include "scenario.h"
+
+namespace scenario {
+namespace {
+
+using nlohmann::json;
+
+class CliDescribe : public Scenario {
+protected:
+    std::string description(const std::string& name) const {
+        const Outcome outcome = run({"describe", name, "--json"});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        const json all = json::parse(outcome.out);
+        EXPECT_EQ(all.size(), 1U);
+        EXPECT_EQ(all[0]["name"], name);
+        return all[0]["description"];
+    }
+};
+
+TEST_F(CliDescribe, describesAllPoliciesInTheOrderOfTheirList) {
+    const json all = json::parse(run({"describe", "--json"}).out);
+    ASSERT_EQ(all.size(), 5U);
+    const std::vector<std::string> names = {"CommonPolicy", "DBBackupPolicy", "TableReorgPolicy", "TableRunstatsPolicy",
+                                            "StatsProfilePolicy"};
+    for (size_t i = 0; i < names.size(); ++i) {
+        EXPECT_EQ(all[i]["name"], names[i]);
+        EXPECT_EQ(all[i]["stored"], true);
+        EXPECT_EQ(all[i]["description"], description(names[i]));
+    }
+}
+
+TEST_F(CliDescribe, describesWhatIsStored) {
+    store("DBBackupPolicy", readFile(sample("backup-to-storage-manager.xml")));
+    store("TableReorgPolicy", readFile(sample("reorg.xml")));
+    store("TableRunstatsPolicy", readFile(sample("runstats.xml")));
+    store("StatsProfilePolicy", readFile(sample("stats-profile.xml")));
+    store("CommonPolicy", readFile(sample("windows.xml")));
+    EXPECT_EQ(
+        description("DBBackupPolicy"),
+        "Backup criteria:   Number of full backups < 1 or  Elapsed time size last backup > 168 hours or  Log space "
+        "consumed since last backup > 3276800 MB  Backup mode: OFFLINE Backup policy decision target:  Backup "
+        "Type: VLT,  Number of sessions: 4 ");
+    EXPECT_EQ(description("TableReorgPolicy"),
+              "Table Scope: WHERE TABSCHEMA = 'SALES' AND NAME NOT LIKE 'TMP%'  Reorganization options: Rebuild "
+              "dictionary , Use temporary tablespace  Index Reorganization Mode: Online  Reclaim Extents Size for MDC "
+              "Tables: 51200 KB  Table size limit: 4194304 KB");
+    EXPECT_EQ(description("TableRunstatsPolicy"), "Table Scope: WHERE TABSCHEMA = 'SALES'");
+    EXPECT_EQ(
+        description("StatsProfilePolicy"),
+        "Monitor:  Max files: 10  Max file size: 64  Feedback warehouse population: 30  Max single table stats: 40 "
+        " Max column group stats: 25  Max frequent values: 10  Max profiles: 15  Profile type: 1");
+    EXPECT_EQ(
+        description("CommonPolicy"),
+        "Online window:  Start Date: Current Date  End Date: none  Maintenance occurs inside window  Time:  "
+        "22:00:00 - 06:00:00  Days of week:  All  Days of month:  All  Month of year:  All  Offline window:  Start "
+        "Date: Current Date  End Date: none  Maintenance occurs inside window  Time:  01:00:00 - 05:00:00  Days of "
+        "week: SUN, SAT,  Days of month:  All  Month of year: JAN, FEB, MAR, APR, MAY, JUN, JUL, AUG, SEP, OCT, "
+        "NOV, ");
+}
+
+TEST_F(CliDescribe, refusesANameThatIsNoneAndListsThem) {
+    const Outcome outcome = run({"describe", "BackupPolicy", "--json"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(json::parse(outcome.err)["error"],
+              (json{{"message", "there is no policy named \"BackupPolicy\""},
+                    {"hint",
+                     "Name one of these: CommonPolicy, DBBackupPolicy, TableReorgPolicy, TableRunstatsPolicy, "
+                     "StatsProfilePolicy."},
+                    {"sqlcode", -204},
+                    {"sqlstate", "42704"}}));
+    EXPECT_FALSE(std::filesystem::exists(instance()));
+}
+
+TEST_F(CliDescribe, saysWhichStoredDocumentsDoNotParse) {
+    store("CommonPolicy", "<PolicyDocument>\n <And>");
+    store("TableReorgPolicy", "<PolicyDocument/>\n<More/>");
+    const Outcome outcome = run({"describe", "--json"});
+    EXPECT_EQ(outcome.status, 1);
+    const json all = json::parse(outcome.out);
+    ASSERT_EQ(all.size(), 5U);
+    EXPECT_NE(all[0]["description"].get<std::string>().find("00:00:00 - 00:00:00"), std::string::npos);
+
+    std::istringstream lines(outcome.err);
+    std::vector<json> errors;
+    for (std::string line; std::getline(lines, line);) errors.push_back(json::parse(line)["error"]);
+    ASSERT_EQ(errors.size(), 2U) << outcome.err;
+    EXPECT_EQ(errors[0]["policy"], "CommonPolicy");
+    EXPECT_EQ(errors[0]["line"], 2);
+    EXPECT_EQ(errors[1]["policy"], "TableReorgPolicy");
+    EXPECT_EQ(errors[1]["line"], 2);
+
+    EXPECT_EQ(run({"describe", "DBBackupPolicy"}).status, 0) << "a policy that is not used is not complained about";
+}
+
+TEST_F(CliDescribe, saysThatThereIsNoRow) {
+    execute("DELETE FROM SYSTOOLS.POLICY WHERE NAME='DBBackupPolicy'");
+    const Outcome outcome = run({"describe", "DBBackupPolicy"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out.find("DBBackupPolicy  (no row: the built-in defaults are in force)\n"), 0U) << outcome.out;
+    EXPECT_EQ(json::parse(run({"describe", "DBBackupPolicy", "--json"}).out)[0]["stored"], false);
+}
+
+}  // namespace
+}  // namespace scenario

@@ -1,0 +1,122 @@
+// kelpolicy init, and the first use of every other command.
+#include <sys/stat.h>
+
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "scenario.h"
+
+namespace scenario {
+namespace {
+
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+class CliInit : public Scenario {};
+
+std::vector<std::string> names(const fs::path& directory) {
+    std::vector<std::string> all;
+    for (const auto& entry : fs::directory_iterator(directory)) all.push_back(entry.path().filename());
+    std::sort(all.begin(), all.end());
+    return all;
+}
+
+TEST_F(CliInit, makesDirectoriesDatabaseTableAndPoliciesAndSaysSo) {
+    const Outcome outcome = run({"init", "--json"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(names(instance()), (std::vector<std::string>{"backup", "bnd", "db", "log", "misc", "tmp"}));
+
+    const json said = json::parse(outcome.out);
+    EXPECT_EQ(said["instance"]["path"], instance());
+    EXPECT_EQ(said["instance"]["state"], "made");
+    EXPECT_EQ(said["database"]["state"], "made");
+    EXPECT_EQ(said["table"]["name"], "SYSTOOLS.POLICY");
+    EXPECT_EQ(said["table"]["state"], "made");
+    ASSERT_EQ(said["policies"].size(), 5U);
+    std::vector<std::string> policies;
+    for (const json& policy : said["policies"]) {
+        EXPECT_EQ(policy["state"], "made");
+        policies.push_back(policy["name"]);
+    }
+    EXPECT_EQ(policies, (std::vector<std::string>{"CommonPolicy", "DBBackupPolicy", "TableReorgPolicy",
+                                                  "TableRunstatsPolicy", "StatsProfilePolicy"}));
+}
+
+TEST_F(CliInit, leavesWhatIsThereAsItIs) {
+    ASSERT_EQ(run({"init"}).status, 0);
+    store("DBBackupPolicy", readFile(sample("backup-to-disk.xml")));
+    const json before = json::parse(run({"show", "backup", "--json"}).out);
+
+    const Outcome again = run({"init", "--json"});
+    ASSERT_EQ(again.status, 0) << again.err;
+    const json said = json::parse(again.out);
+    for (const char* part : {"instance", "database", "table"}) EXPECT_EQ(said[part]["state"], "was there") << part;
+    for (const json& policy : said["policies"]) EXPECT_EQ(policy["state"], "was there") << policy;
+    EXPECT_EQ(json::parse(run({"show", "backup", "--json"}).out), before);
+    EXPECT_EQ(before["targetLocation"], "/var/backups/orders");
+}
+
+TEST_F(CliInit, tellsOfAMissingRow) {
+    execute("DELETE FROM SYSTOOLS.POLICY WHERE NAME='TableReorgPolicy'");
+    const Outcome outcome = run({"init"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find("missing    TableReorgPolicy: no row, the built-in defaults are in force"),
+              std::string::npos)
+        << outcome.out;
+}
+
+TEST_F(CliInit, everyCommandMakesTheInstanceOnFirstUse) {
+    const std::vector<std::vector<std::string>> commands = {
+        {"describe"}, {"show", "backup"}, {"show", "reorg"}, {"show", "runstats"}, {"show", "stats-profile"}};
+    int number = 0;
+    for (const auto& command : commands) {
+        const std::string directory = file("first-use/" + std::to_string(++number));
+        const Outcome outcome = run(command, {.environment = {{"KELPOLICY_INSTANCE", directory}}});
+        EXPECT_EQ(outcome.status, 0) << command.back() << ": " << outcome.err;
+        EXPECT_TRUE(fs::exists(directory + "/db/kelpolicy.db")) << command.back();
+    }
+}
+
+TEST_F(CliInit, takesTheDirectoryOfTheOptionThenOfTheEnvironmentThenOfTheHomeDirectory) {
+    const auto at = [this](std::vector<std::string> arguments, Surroundings surroundings) {
+        arguments.insert(arguments.end(), {"init", "--json"});
+        const Outcome outcome = run(arguments, std::move(surroundings));
+        return outcome.status == 0 ? json::parse(outcome.out)["instance"]["path"].get<std::string>() : outcome.err;
+    };
+    EXPECT_EQ(at({"--instance", file("option")}, {.environment = {{"KELPOLICY_INSTANCE", file("environment")}}}),
+              file("option"));
+    EXPECT_EQ(at({}, {.environment = {{"KELPOLICY_INSTANCE", file("environment")}, {"HOME", file("home")}}}),
+              file("environment"));
+    EXPECT_EQ(at({}, {.environment = {{"KELPOLICY_INSTANCE", std::nullopt}, {"HOME", file("home")}}}),
+              file("home/.kelpolicy"));
+    EXPECT_EQ(at({}, {.environment = {{"KELPOLICY_INSTANCE", ""}, {"HOME", file("home2")}}}), file("home2/.kelpolicy"));
+
+    const Outcome nowhere =
+        run({"init"}, {.environment = {{"KELPOLICY_INSTANCE", std::nullopt}, {"HOME", std::nullopt}}});
+    EXPECT_EQ(nowhere.status, 1);
+    EXPECT_NE(nowhere.err.find("neither --instance nor KELPOLICY_INSTANCE nor HOME is set"), std::string::npos)
+        << nowhere.err;
+}
+
+TEST_F(CliInit, manyProcessesAtOnceMakeOneInstance) {
+    constexpr size_t processes = 8;
+    std::vector<Outcome> outcomes(processes);
+    {
+        std::vector<std::jthread> runners;
+        for (Outcome& outcome : outcomes) runners.emplace_back([this, &outcome] { outcome = run({"init", "--json"}); });
+    }
+    size_t makers = 0;
+    for (const Outcome& outcome : outcomes) {
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        const json said = json::parse(outcome.out);
+        makers += said["table"]["state"] == "made" ? 1 : 0;
+        EXPECT_EQ(said["policies"].size(), 5U);
+        for (const json& policy : said["policies"]) EXPECT_NE(policy["state"], "missing");
+    }
+    EXPECT_GE(makers, 1U);
+    EXPECT_EQ(run({"describe"}).status, 0);
+}
+
+}  // namespace
+}  // namespace scenario

@@ -1,0 +1,144 @@
+#include "calendar.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "windowRecord.h"
+
+namespace kelpolicy {
+namespace {
+
+/* The clock at a moment of a day; told from the other moment at which it shows the same. */
+std::string clockAt(int64_t moment, const CalendarDay& day) {
+    if (moment == day.end) return "24:00";
+    const tm local = localTime(moment);
+    std::string text = fmt::format("{:02}:{:02}", local.tm_hour, local.tm_min);
+    if (local.tm_sec != 0) text += fmt::format(":{:02}", local.tm_sec);
+    if (!day.clockChange.has_value() || day.clockChange->seconds >= 0) return text;
+    const int64_t doubled = -day.clockChange->seconds;
+    const bool isTwice = moment >= day.clockChange->moment - doubled && moment < day.clockChange->moment + doubled;
+    return isTwice ? fmt::format("{} {}", text, local.tm_zone) : text;
+}
+
+std::vector<Hours> hoursOf(const std::vector<Stretch>& stretches, const CalendarDay& day) {
+    std::vector<Hours> hours;
+    for (const Stretch& stretch : stretches) {
+        const int64_t start = std::max(stretch.start, day.start);
+        const int64_t end = std::min(stretch.end, day.end);
+        if (start < end) hours.push_back({start, end, clockAt(start, day), clockAt(end, day)});
+    }
+    return hours;
+}
+
+Json hoursArray(const std::vector<Hours>& hours) {
+    Json array = Json::array();
+    for (const Hours& part : hours)
+        array.push_back({{"from", part.from}, {"until", part.until}, {"start", part.start}, {"end", part.end}});
+    return array;
+}
+
+Json stretchArray(const std::vector<Stretch>& stretches) {
+    Json array = Json::array();
+    for (const Stretch& stretch : stretches)
+        array.push_back({{"start", stretch.start},
+                         {"end", stretch.end},
+                         {"start_local", isoLocal(stretch.start)},
+                         {"end_local", isoLocal(stretch.end)}});
+    return array;
+}
+
+}  // namespace
+
+Calendar makeCalendar(const sqlpiMaintWindow& windows, int year, int month, int months, int64_t now) {
+    Calendar calendar;
+    calendar.zone = timeZoneName();
+    calendar.onlineRule = shownRule(windows.online);
+    calendar.offlineRule = shownRule(windows.offline);
+    const int last = (month - 1) + months;
+    const int64_t from = startOfDay({year, month, 1});
+    const int64_t to = startOfDay({year + last / 12, last % 12 + 1, 1});
+    calendar.online = stretchesBetween(windows.online, from, to);
+    calendar.offline = stretchesBetween(windows.offline, from, to);
+
+    const Date today = dateOf(now);
+    Date date = {year, month, 1};
+    int64_t start = from;
+    for (int i = 0; i < months; ++i) {
+        CalendarMonth& page = calendar.months.emplace_back();
+        page.year = date.year;
+        page.month = date.month;
+        while (date.month == page.month) {
+            CalendarDay& day = page.days.emplace_back();
+            day.date = date;
+            day.start = start;
+            date = nextDay(date);
+            day.end = start = startOfDay(date);
+            day.isToday = day.date == today;
+            day.clockChange = findClockChange(day.start, day.end);
+            day.online = hoursOf(calendar.online, day);
+            day.offline = hoursOf(calendar.offline, day);
+        }
+    }
+    return calendar;
+}
+
+std::string monthName(int month) {
+    constexpr const char* names[] = {"January", "February", "March",     "April",   "May",      "June",
+                                     "July",    "August",   "September", "October", "November", "December"};
+    return names[month - 1];
+}
+
+std::string shownClockChange(const ClockChange& change) {
+    const auto clock = [](int64_t moment) {
+        const tm local = localTime(moment);
+        return fmt::format("{:02}:{:02}", local.tm_hour, local.tm_min);
+    };
+    const tm before = localTime(change.moment - 1);
+    const int64_t shownBefore = (before.tm_hour * 60 + before.tm_min + 1) % (24 * 60);
+    return fmt::format("the clock goes {} from {:02}:{:02} to {}", change.seconds > 0 ? "forward" : "back",
+                       shownBefore / 60, shownBefore % 60, clock(change.moment));
+}
+
+std::string shownHours(const Hours& hours) {
+    return hours.from + "–" + hours.until;
+}
+
+HourShare shareOfHour(const CalendarDay& day, const std::vector<Hours>& hours, int hour) {
+    // Quarters of an hour are fine enough: no zone's offset is anything else.
+    constexpr int64_t quarter = 900;
+    bool exists = false;
+    bool isAll = true;
+    bool isSome = false;
+    for (int64_t moment = day.start; moment < day.end; moment += quarter) {
+        if (localTime(moment).tm_hour != hour) continue;
+        exists = true;
+        const int64_t end = std::min(moment + quarter, day.end);
+        int64_t covered = 0;
+        for (const Hours& part : hours) covered += std::max<int64_t>(0, std::min(end, part.end) - std::max(moment, part.start));
+        isSome = isSome || covered > 0;
+        isAll = isAll && covered == end - moment;
+    }
+    if (!exists) return HourShare::doesNotExist;
+    return isAll ? HourShare::all : isSome ? HourShare::part : HourShare::none;
+}
+
+Json calendarObject(const Calendar& calendar) {
+    Json months = Json::array();
+    for (const CalendarMonth& page : calendar.months) {
+        Json days = Json::array();
+        for (const CalendarDay& day : page.days)
+            days.push_back({{"date", isoDate(day.date)},
+                            {"today", day.isToday},
+                            {"clock_change", day.clockChange.has_value() ? Json(shownClockChange(*day.clockChange))
+                                                                         : Json(nullptr)},
+                            {"online", hoursArray(day.online)},
+                            {"offline", hoursArray(day.offline)}});
+        months.push_back({{"year", page.year}, {"month", page.month}, {"days", days}});
+    }
+    return {{"zone", calendar.zone},
+            {"months", months},
+            {"stretches", {{"online", stretchArray(calendar.online)}, {"offline", stretchArray(calendar.offline)}}}};
+}
+
+}  // namespace kelpolicy

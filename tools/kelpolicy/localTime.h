@@ -1,0 +1,62 @@
+/* Local time of the process: zones, moments as a person writes and reads them, days and clock changes.
+ *
+ * Moments are seconds since the epoch. Years 1 to 9999. */
+#ifndef KELPOLICY_LOCAL_TIME_H
+#define KELPOLICY_LOCAL_TIME_H
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kelpolicy {
+
+/* Whether local times of that zone can be computed: a name of the zone database, or a POSIX zone with its rules. */
+bool isKnownTimeZone(const std::string& zone);
+
+/* Makes the zone the process's.
+ * REQUIRES: no other thread runs. */
+void setTimeZone(const std::string& zone);
+
+/* The process's zone as a person knows it. */
+std::string timeZoneName();
+
+/* Reads "2026-03-29", "2026-03-29T02:30", "2026-03-29 02:30:15", each also with "Z" or "+02:00" behind a time, or
+ * seconds since the epoch. Without an offset it is local time: one that a clock change skips is as much later, and of
+ * one that it doubles the first is meant. Nothing when the text is none of these or the year is beyond the range. */
+std::optional<int64_t> parseMoment(std::string_view text);
+
+tm localTime(int64_t moment);
+
+std::string isoLocal(int64_t moment);       /* 2026-03-29T03:00:00+02:00 */
+std::string shownLocal(int64_t moment);     /* Sun 2026-03-29 03:00:00 CEST */
+std::string shownDuration(int64_t seconds); /* 1 h 30 min */
+
+struct Date {
+    int year;
+    int month; /* 1..12 */
+    int day;   /* 1..31 */
+
+    friend auto operator<=>(const Date&, const Date&) = default;
+};
+
+Date dateOf(int64_t moment);
+Date nextDay(Date date);
+int weekdayOf(Date date); /* 0 is Sunday */
+std::string isoDate(Date date);
+
+/* The day's first moment: the first at or after which the local date is not earlier. */
+int64_t startOfDay(Date date);
+
+struct ClockChange {
+    int64_t moment;  /* the first with the new offset */
+    int64_t seconds; /* the clock goes forward by so much; below 0: back */
+};
+
+/* The first clock change in [from, to). */
+std::optional<ClockChange> findClockChange(int64_t from, int64_t to);
+
+}  // namespace kelpolicy
+
+#endif

@@ -1,0 +1,76 @@
+#include "windowOptions.h"
+
+#include <fmt/format.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "localTime.h"
+
+namespace kelpolicy {
+namespace {
+
+sqlpiMaintWindow readWindows(PolicySource& source) {
+    sqlpiMaintWindow windows;
+    std::optional<std::string>& document = source.givenDocument();
+    if (!document.has_value()) {
+        sqlpiGetMaintWindow(&windows);
+    } else {
+        sqlpiSetMaintWindowDefaults(&windows);
+        sqlpiGetMaintWindowPolicy(document->data(), static_cast<int32_t>(document->size()), &windows);
+    }
+    return windows;
+}
+
+/* The policy table is read in the engine's own zone; only the answer is computed in the one asked for. */
+void enterZone(const std::string& zone, Output& output) {
+    if (!zone.empty()) {
+        setTimeZone(zone);
+        return;
+    }
+    const char* ownZone = std::getenv("TZ");
+    if (ownZone != nullptr && *ownZone != '\0' && *ownZone != '/' && !isKnownTimeZone(timeZoneName()))
+        output.note(fmt::format("TZ is \"{}\", which is no known zone: all times are UTC", ownZone));
+}
+
+int64_t momentOf(const std::string& text) {
+    if (text.empty()) return std::time(nullptr);
+    const std::optional<int64_t> moment = parseMoment(text);
+    if (!moment.has_value())
+        throw Failure(
+            fmt::format("\"{}\" is no moment", text),
+            "Give seconds since the epoch, or local time as 2026-03-29T02:30:00, with +02:00 behind it for an "
+            "offset.",
+            -180, "22007");
+    return *moment;
+}
+
+}  // namespace
+
+void addZoneOption(CLI::App& command, WindowOptions& options) {
+    command.add_option("--tz", options.zone, "Local time is that of this zone, for example Europe/Berlin")
+        ->type_name("ZONE")
+        ->check([](const std::string& zone) {
+            return isKnownTimeZone(zone) ? std::string() : fmt::format("there is no time zone \"{}\"", zone);
+        });
+}
+
+void addAtOption(CLI::App& command, WindowOptions& options) {
+    command.add_option("--at", options.at, "Moment in place of now: seconds since the epoch or 2026-03-29T02:30:00")
+        ->type_name("TIME")
+        ->check(refuseEmpty);
+}
+
+CLI::Option* addKindOption(CLI::App& command, WindowOptions& options, const char* help) {
+    return command.add_option("--kind", options.kind, help)
+        ->type_name("online|offline")
+        ->check(CLI::IsMember({"online", "offline"}));
+}
+
+Windows::Windows(const WindowOptions& options, const GlobalOptions& globals, Output& output)
+    : source_(windowsKind, options.document, globals, output), record_(readWindows(source_)) {
+    enterZone(options.zone, output);
+    at_ = momentOf(options.at);
+}
+
+}  // namespace kelpolicy

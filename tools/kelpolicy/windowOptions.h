@@ -1,0 +1,49 @@
+/* What the commands about maintenance windows share. */
+#ifndef KELPOLICY_WINDOW_OPTIONS_H
+#define KELPOLICY_WINDOW_OPTIONS_H
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "commandLine.h"
+#include "policySource.h"
+#include "sqlpiCommonPolicy.h"
+
+namespace kelpolicy {
+
+struct WindowOptions {
+    std::string document{};
+    std::string zone{};
+    std::string at{};            /* as given; empty: now */
+    std::string kind = "online"; /* or "offline" */
+};
+
+using SharedWindowOptions = std::shared_ptr<WindowOptions>;
+
+void addZoneOption(CLI::App& command, WindowOptions& options);
+void addAtOption(CLI::App& command, WindowOptions& options);
+CLI::Option* addKindOption(CLI::App& command, WindowOptions& options, const char* help);
+
+/* The windows as the source says them; then the process is in the zone that the options name. */
+class Windows {
+public:
+    /* Throws Failure. */
+    Windows(const WindowOptions& options, const GlobalOptions& globals, Output& output);
+
+    const sqlpiMaintWindow& record() const noexcept { return record_; }
+    const sqlpiMaintWindowInfo& ofKind(const std::string& kind) const noexcept {
+        return kind == "offline" ? record_.offline : record_.online;
+    }
+    int64_t at() const noexcept { return at_; } /* the moment asked about */
+    PolicySource& source() noexcept { return source_; }
+
+private:
+    PolicySource source_;
+    sqlpiMaintWindow record_;
+    int64_t at_;
+};
+
+}  // namespace kelpolicy
+
+#endif
