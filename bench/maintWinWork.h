@@ -56,7 +56,7 @@ inline Question question(const std::string& name) {
         std::fill(info.dayOfMonth + 31, std::end(info.dayOfMonth), false);
         info.dayOfMonth[28] = false;
         asked.minDuration = std::numeric_limits<int32_t>::max();
-    } else if (name == "allDayAlmostYear") {  // the same on every day but 31 December, for an hour more than a year
+    } else if (name == "allDayMonth") {  // the same without the 31st, for 31 days
         info.startTime = info.endTime = {0, 0, 0};
         std::fill(info.dayOfMonth + 31, std::end(info.dayOfMonth), false);
         info.dayOfMonth[30] = false;

@@ -126,7 +126,10 @@ bool sqlpiMaintWinSearch::begin(Walk* walk, int64_t now) noexcept {
 }
 
 bool sqlpiMaintWinSearch::isBeforeEnd(const Walk& walk) const noexcept {
-    return endLimit_ ? walk.position.seconds < endLimit_->seconds : walk.position.day() < walk.lastDay;
+    if (!endLimit_) return walk.position.day() < walk.lastDay;
+    // Days in a row that are all selected end within the calendar's cycle, unless the start lies past midnight and
+    // leads over the others.
+    return walk.position.seconds < endLimit_->seconds && (regular_ || walk.position.day() < walk.lastDay);
 }
 
 /* The end of the window in which `position` lies, or which starts there; -1 when the platform has no such moment. */

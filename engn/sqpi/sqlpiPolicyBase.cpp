@@ -286,10 +286,15 @@ void SQLPIMaintenanceWindowCondition::parseAttribute(SQLPI_POL_ATTRIBUTE_TYPE ty
 char* SQLPISensors::getConstant() noexcept {
     if (parent == nullptr || parent->children == nullptr) return nullptr;
     SQLPIList* siblings = parent->children;
-    siblings->reset();
+    // A search that has just found this sensor left the cursor right behind it; only another caller needs the walk,
+    // which would make reading many sensors under one parent quadratic.
+    const SQLPIListElement* before = siblings->current == nullptr ? siblings->last : siblings->current->previous;
+    if (before == nullptr || childOf(before) != this) {
+        siblings->reset();
+        const SQLPIListElement* node = siblings->getNextElement();
+        while (node != nullptr && childOf(node) != this) node = siblings->getNextElement();
+    }
     const SQLPIListElement* node = siblings->getNextElement();
-    while (node != nullptr && childOf(node) != this) node = siblings->getNextElement();
-    node = siblings->getNextElement();
     const SQLPIPolicyElement* sibling = node == nullptr ? nullptr : childOf(node);
     return sibling != nullptr && sibling->elementType == SQLPI_ELEMENT_CONSTANT ? sibling->text : nullptr;
 }

@@ -66,9 +66,6 @@ bool scanText(Statement& statement, std::string_view text) {
     } else if (statement.scanned.kind == SqlKind::unitControl) {
         fail(statement.outcome, "2D000", "only who opened the engine context ends its unit of work");
     } else {
-        if (statement.scanned.kind == SqlKind::installObjects) {
-            statement.installArguments = *kelhost::installObjectsArguments(text);
-        }
         return true;
     }
     return false;
@@ -129,7 +126,7 @@ void finishResult(Statement& statement, SQLRETURN& result) {
 SQLRETURN executePrepared(Statement& statement) {
     kelhost::Session& session = *statement.session;
     const SqlKind kind = statement.scanned.kind;
-    if (kind == SqlKind::installObjects) return take(statement, session.installObjects(statement.installArguments));
+    if (kind == SqlKind::installObjects) return take(statement, session.installObjects(statement.scanned.arguments));
     if (kelhost::readParameterFiles(statement) != SQL_SUCCESS) return SQL_ERROR;
     Outcome begun = session.begin(kind);
     if (begun.failed()) return take(statement, std::move(begun));
@@ -226,8 +223,9 @@ SQLRETURN SQLGetData(SQLHSTMT stmt, SQLUSMALLINT column, SQLSMALLINT cType, SQLP
         if (!statement.openResult) return fail(statement.outcome, "24000", "there is no open result set");
         const SQLRETURN result =
             driverManager().getData(statement.driver.handle, column, cType, value, size, indicator);
-        // Asked for the length only, some drivers forget to say that the value did not fit.
-        if (result == SQL_SUCCESS && size == 0 && indicator != nullptr && *indicator > 0) {
+        // Asked for the length only, drivers differ in when they say that the value did not fit.
+        if (size == 0 && indicator != nullptr && SQL_SUCCEEDED(result)) {
+            if (*indicator <= 0) return SQL_SUCCESS;
             statement.outcome = kelhost::failure("01004", {});
             return SQL_SUCCESS_WITH_INFO;
         }

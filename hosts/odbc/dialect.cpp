@@ -20,6 +20,8 @@ constexpr std::array createForSqlite = {
     "POLICY BLOB NOT NULL CONSTRAINT POLICY_TOO_LONG CHECK (length(CAST(POLICY AS BLOB)) <= 2097152),"
     "PRIMARY KEY (MED, DECISION, NAME))"};
 
+constexpr std::array sqliteConnection = {"Timeout={}"};
+
 constexpr std::array<NativeFailure, 23> failuresOfSqlite = {{
     {0, "no such table", "42704"},
     {0, "no such column", "42703"},
@@ -46,14 +48,22 @@ constexpr std::array<NativeFailure, 23> failuresOfSqlite = {{
     {26, "", "58030"},  // no database
 }};
 
-constexpr std::array createForPostgres = {"CREATE SCHEMA IF NOT EXISTS SYSTOOLS",
-                                          "CREATE TABLE SYSTOOLS.POLICY ("
-                                          "MED VARCHAR(128) NOT NULL CHECK (octet_length(MED) <= 128),"
-                                          "DECISION VARCHAR(128) NOT NULL CHECK (octet_length(DECISION) <= 128),"
-                                          "NAME VARCHAR(128) NOT NULL CHECK (octet_length(NAME) <= 128),"
-                                          "UPDATE_TIME TIMESTAMP(6) NOT NULL,"
-                                          "POLICY BYTEA NOT NULL CHECK (octet_length(POLICY) <= 2097152),"
-                                          "PRIMARY KEY (MED, DECISION, NAME))"};
+// The driver's own way to keep a failing statement from spoiling the unit of work gives the whole unit up after some
+// failures; it is switched off for this host's savepoints.
+constexpr std::array postgresConnection = {"Protocol=7.4-0", "ByteaAsLongVarBinary=1"};
+constexpr std::array postgresSetup = {"SET lock_timeout = {}"};
+
+constexpr std::array<NativeFailure, 1> failuresOfPostgres = {{{0, "_too_long", "22001"}}};
+
+constexpr std::array createForPostgres = {
+    "CREATE SCHEMA IF NOT EXISTS SYSTOOLS",
+    "CREATE TABLE SYSTOOLS.POLICY ("
+    "MED VARCHAR(128) NOT NULL CONSTRAINT MED_TOO_LONG CHECK (octet_length(MED) <= 128),"
+    "DECISION VARCHAR(128) NOT NULL CONSTRAINT DECISION_TOO_LONG CHECK (octet_length(DECISION) <= 128),"
+    "NAME VARCHAR(128) NOT NULL CONSTRAINT NAME_TOO_LONG CHECK (octet_length(NAME) <= 128),"
+    "UPDATE_TIME TIMESTAMP(6) NOT NULL,"
+    "POLICY BYTEA NOT NULL CONSTRAINT POLICY_TOO_LONG CHECK (octet_length(POLICY) <= 2097152),"
+    "PRIMARY KEY (MED, DECISION, NAME))"};
 
 constexpr std::array createForOthers = {
     "CREATE TABLE SYSTOOLS.POLICY ("
@@ -69,6 +79,7 @@ constexpr std::array<Dialect, 3> dialects = {{
      .timestamps = TimestampLiteral::engineText,
      .unitStart = UnitStart::host,
      .savepointForEachStatement = false,
+     .connectionSettings = sqliteConnection,
      .sessionSetup = {},
      .verifyPolicyTable = verifyPolicyTable,
      .createPolicyTable = createForSqlite,
@@ -77,14 +88,16 @@ constexpr std::array<Dialect, 3> dialects = {{
      .timestamps = TimestampLiteral::iso,
      .unitStart = UnitStart::driver,
      .savepointForEachStatement = true,
-     .sessionSetup = {},
+     .connectionSettings = postgresConnection,
+     .sessionSetup = postgresSetup,
      .verifyPolicyTable = verifyPolicyTable,
      .createPolicyTable = createForPostgres,
-     .failures = {}},
+     .failures = failuresOfPostgres},
     {.databaseSystem = nullptr,
      .timestamps = TimestampLiteral::iso,
      .unitStart = UnitStart::driver,
      .savepointForEachStatement = false,
+     .connectionSettings = {},
      .sessionSetup = {},
      .verifyPolicyTable = verifyPolicyTable,
      .createPolicyTable = createForOthers,

@@ -19,10 +19,10 @@ enum class UnitStart {
     host,   /* this host, with the first statement that writes */
 };
 
-/* A failure that the driver reports without a useful SQLSTATE. */
+/* A failure whose SQLSTATE says less than the driver's text, or than the database's own code. */
 struct NativeFailure {
-    int32_t nativeCode;   /* the database's own code */
-    const char* text;     /* what its message contains, "" anything */
+    int32_t nativeCode;   /* 0: any; else counts only without a better SQLSTATE than HY000 */
+    const char* text;     /* what the message contains, "" anything */
     const char* sqlstate; /* what it means */
 };
 
@@ -30,8 +30,10 @@ struct Dialect {
     const char* databaseSystem; /* as the driver answers SQL_DBMS_NAME; null: any other */
     TimestampLiteral timestamps;
     UnitStart unitStart;
-    bool savepointForEachStatement;            /* a failing statement would spoil the unit of work */
-    std::span<const char* const> sessionSetup; /* statements for a new session */
+    bool savepointForEachStatement; /* a failing statement would spoil the unit of work */
+    /* "Key=Value" that a connection string needs, unless it has the key; {} stands for the lock timeout in ms. */
+    std::span<const char* const> connectionSettings;
+    std::span<const char* const> sessionSetup; /* statements for a new session; {} as above */
     const char* verifyPolicyTable;             /* fails when the table or a column is missing */
     std::span<const char* const> createPolicyTable;
     std::span<const NativeFailure> failures; /* first match counts */

@@ -47,7 +47,6 @@ struct Statement {
     DriverStatement driver{};
     std::string text{}; /* prepared, when it must be spelled anew for each execution */
     SqlText scanned{};
-    std::vector<std::string> installArguments{};
     std::vector<FileParameter> files{};
     bool prepared = false;
     bool bound = false;      /* parameters are bound: not for the next user of the driver's handle */

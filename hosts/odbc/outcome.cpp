@@ -51,22 +51,24 @@ bool contains(std::string_view text, std::string_view part) noexcept {
     return text.find(part) != std::string_view::npos;
 }
 
-const char* nativeState(const Dialect& dialect, int32_t nativeCode, std::string_view text) noexcept {
+const char* nativeState(const Dialect& dialect, std::string_view state, int32_t nativeCode,
+                        std::string_view text) noexcept {
     for (const NativeFailure& failure : dialect.failures) {
-        if ((failure.nativeCode == 0 || failure.nativeCode == nativeCode) && contains(text, failure.text)) {
-            return failure.sqlstate;
-        }
+        const bool applies = failure.nativeCode == 0 || (failure.nativeCode == nativeCode && state == "HY000");
+        if (applies && contains(text, failure.text)) return failure.sqlstate;
     }
     return nullptr;
 }
 
-// Drivers put their names in brackets before the database's text.
-std::string_view withoutOrigin(std::string_view text) noexcept {
+// Drivers put their names before the database's text, and sometimes their own remarks after it.
+std::string_view databaseText(std::string_view text) noexcept {
     while (text.starts_with('[')) {
         const size_t end = text.find(']');
         if (end == std::string_view::npos) break;
         text.remove_prefix(end + 1);
     }
+    if (text.starts_with("ERROR: ")) text.remove_prefix(7);
+    text = text.substr(0, text.find(";\n"));
     const size_t code = text.rfind(" (");
     if (text.ends_with(')') && code != std::string_view::npos &&
         std::all_of(text.begin() + static_cast<ptrdiff_t>(code) + 2, text.end() - 1,
@@ -76,12 +78,15 @@ std::string_view withoutOrigin(std::string_view text) noexcept {
     return text;
 }
 
-// For an undefined name the message is about the name.
+// For an undefined name the message is about the name: in quotes, or after a colon.
 std::string detailOf(const char* sqlstate, std::string_view text) {
     const std::string_view state(sqlstate);
+    if (state != "42704" && state != "42703") return std::string(text);
+    const size_t quote = text.find('"');
+    const size_t end = quote == std::string_view::npos ? quote : text.find('"', quote + 1);
+    if (end != std::string_view::npos) return std::string(text.substr(quote + 1, end - quote - 1));
     const size_t colon = text.find(": ");
-    if ((state == "42704" || state == "42703") && colon != std::string_view::npos) text.remove_prefix(colon + 2);
-    return std::string(text);
+    return std::string(colon == std::string_view::npos ? text : text.substr(colon + 2));
 }
 
 }  // namespace
@@ -111,9 +116,9 @@ Outcome driverOutcome(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& d
     SQLSMALLINT length = 0;
     driverManager().getDiagRec(handleType, handle, 1, state, &nativeCode, message, sizeof message, &length);
     const auto* stateText = reinterpret_cast<const char*>(state);
-    const std::string_view text = withoutOrigin(reinterpret_cast<const char*>(message));
-    const char* engine = engineState(stateText);
-    if (engine == nullptr && std::strcmp(stateText, "HY000") == 0) engine = nativeState(dialect, nativeCode, text);
+    const std::string_view text = databaseText(reinterpret_cast<const char*>(message));
+    const char* engine = nativeState(dialect, stateText, nativeCode, text);
+    if (engine == nullptr) engine = engineState(stateText);
     if (engine == nullptr) engine = stateText;
     return failure(engine, detailOf(engine, text));
 }

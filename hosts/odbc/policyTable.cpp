@@ -40,25 +40,29 @@ Outcome Session::verifyPolicyTable() {
     return outcome;
 }
 
-// An existing table is left as it is, with its rows: another process may have made it since the caller looked.
+// An existing table is left as it is, with its rows: another process may have made it since the caller looked, or may
+// make it at this moment.
 Outcome Session::createPolicyTable() {
     Outcome outcome = begin(SqlKind::other);
     if (outcome.failed()) return outcome;
     if (verifyPolicyTable().failed()) {
-        outcome = atomically([this] {
-            for (const char* text : dialect_->createPolicyTable) {
-                const Outcome created = run(text);
-                if (created.failed()) return created;
-            }
-            for (const DefaultPolicy& policy : defaultPolicies) {
-                const Outcome added = addDefaultPolicy(policy);
-                if (added.failed()) return added;
-            }
-            return Outcome{};
-        });
+        outcome = atomically([this] { return makePolicyTable(); });
+        if (outcome.failed() && !verifyPolicyTable().failed()) outcome.clear();
     }
     settle(outcome);
     return outcome;
+}
+
+Outcome Session::makePolicyTable() {
+    for (const char* text : dialect_->createPolicyTable) {
+        Outcome outcome = run(text);
+        if (outcome.failed()) return outcome;
+    }
+    for (const DefaultPolicy& policy : defaultPolicies) {
+        Outcome outcome = addDefaultPolicy(policy);
+        if (outcome.failed()) return outcome;
+    }
+    return {};
 }
 
 Outcome Session::addDefaultPolicy(const DefaultPolicy& policy) {

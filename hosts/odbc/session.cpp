@@ -1,9 +1,11 @@
 #include "session.h"
 
+#include <fmt/format.h>
 #include <sqlext.h>
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <filesystem>
 
 #include "hostError.h"
@@ -14,14 +16,34 @@ namespace {
 constexpr size_t mostPreparedQueries = 8;
 constexpr size_t longestPreparedText = 2048;
 
-std::string embeddedConnection(const Instance& instance, const DatabaseOptions& options) {
+std::string embeddedConnection(const Instance& instance) {
     const std::string path = instance.databaseFiles() + "/kelpolicy.db";
     if (path.find_first_of(";{}") != std::string::npos) {
         throw HostError(-30081, "08001",
                         "the path of the instance directory must not hold ';', '{' or '}' for the embedded database: " +
                             instance.path());
     }
-    return "DRIVER=SQLite3;Timeout=" + std::to_string(options.lockTimeout.count()) + ";Database=" + path;
+    return "DRIVER=SQLite3;Database=" + path;
+}
+
+std::string withTimeout(const char* text, const DatabaseOptions& options) {
+    return fmt::format(fmt::runtime(text), options.lockTimeout.count());
+}
+
+bool hasKey(const std::string& connection, const std::string& setting) {
+    const std::string_view key(setting.data(), setting.find('=') + 1);
+    return std::search(connection.begin(), connection.end(), key.begin(), key.end(), [](char given, char wanted) {
+               return std::tolower(static_cast<unsigned char>(given)) ==
+                      std::tolower(static_cast<unsigned char>(wanted));
+           }) != connection.end();
+}
+
+std::string completed(std::string connection, const Dialect& dialect, const DatabaseOptions& options) {
+    for (const char* text : dialect.connectionSettings) {
+        const std::string setting = withTimeout(text, options);
+        if (!hasKey(connection, setting)) connection += (connection.ends_with(';') ? "" : ";") + setting;
+    }
+    return connection;
 }
 
 }  // namespace
@@ -29,8 +51,10 @@ std::string embeddedConnection(const Instance& instance, const DatabaseOptions& 
 Session::Session(const Instance& instance, const DatabaseOptions& options)
     : driver_(driverManager()), instance_(instance) {
     try {
-        connect(options.connection.empty() ? embeddedConnection(instance, options) : options.connection);
-        setUp();
+        const bool embedded = options.connection.empty();
+        connect(embedded ? completed(embeddedConnection(instance), dialectOf("SQLite"), options) : options.connection,
+                options);
+        setUp(options);
         prepared_.reserve(mostPreparedQueries);
     } catch (...) {
         closeStatements();
@@ -62,31 +86,46 @@ void Session::closeStatements() noexcept {
     }
 }
 
-void Session::connect(const std::string& connectionString) {
-    const Dialect& unknown = dialectOf("");
+// Which settings a database needs is known when it has been connected to; then it is done once more with them.
+void Session::connect(std::string connection, const DatabaseOptions& options) {
     if (driver_.allocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_) != SQL_SUCCESS) throw std::bad_alloc();
     driver_.setEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
     if (driver_.allocHandle(SQL_HANDLE_DBC, environment_, &connection_) != SQL_SUCCESS) throw std::bad_alloc();
-    const SQLRETURN result = driver_.driverConnect(connection_, nullptr, sqlChars(connectionString.c_str()), SQL_NTS,
-                                                   nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT);
-    if (!SQL_SUCCEEDED(result)) {
-        Outcome outcome = driverOutcome(SQL_HANDLE_DBC, connection_, unknown);
-        if (outcome.sqlcode == -99999) outcome = failure("08001", std::move(outcome.detail));
-        require(outcome, "cannot connect to the database");
+    connectOnce(connection);
+    const std::string whole = completed(connection, *dialect_, options);
+    if (whole != connection) {
+        connected_ = false;
+        driver_.disconnect(connection_);
+        connectOnce(whole);
     }
-    connected_ = true;
-    std::array<char, 128> system{};
-    driver_.getInfo(connection_, SQL_DBMS_NAME, system.data(), static_cast<SQLSMALLINT>(system.size()), nullptr);
-    dialect_ = &dialectOf(system.data());
     if (dialect_->unitStart == UnitStart::driver) {
         driver_.setConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT, reinterpret_cast<SQLPOINTER>(SQL_AUTOCOMMIT_OFF), 0);
     }
 }
 
-void Session::setUp() {
+void Session::connectOnce(const std::string& connection) {
+    const SQLRETURN result = driver_.driverConnect(connection_, nullptr, sqlChars(connection.c_str()), SQL_NTS, nullptr,
+                                                   0, nullptr, SQL_DRIVER_NOPROMPT);
+    if (!SQL_SUCCEEDED(result)) {
+        Outcome outcome = driverOutcome(SQL_HANDLE_DBC, connection_, dialectOf(""));
+        if (outcome.sqlcode == -99999) outcome = failure("08001", std::move(outcome.detail));
+        require(outcome, "cannot connect to the database");
+    }
+    connected_ = true;
+    std::array<char, 128> name{};
+    driver_.getInfo(connection_, SQL_DBMS_NAME, name.data(), static_cast<SQLSMALLINT>(name.size()), nullptr);
+    dialect_ = &dialectOf(name.data());
+    driver_.getInfo(connection_, SQL_DATABASE_NAME, name.data(), static_cast<SQLSMALLINT>(name.size()), nullptr);
+    databaseName_ = name.data();
+}
+
+void Session::setUp(const DatabaseOptions& options) {
     require(allocate(control_), "cannot use the database");
     if (dialect_->unitStart == UnitStart::host) attachPolicySchema();
-    for (const char* text : dialect_->sessionSetup) require(run(text), "cannot set the database session up");
+    for (const char* text : dialect_->sessionSetup) {
+        require(run(withTimeout(text, options)), "cannot set the database session up");
+    }
+    commit();
 }
 
 // The policy schema stands in a file of its own beside the database's. Write-ahead logging lets readers and a writer

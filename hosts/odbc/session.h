@@ -79,14 +79,16 @@ public:
     std::vector<SQLHSTMT> statements{}; /* oldest first */
 
 private:
-    void connect(const std::string& connectionString);
-    void setUp();
+    void connect(std::string connection, const DatabaseOptions& options);
+    void connectOnce(const std::string& connection);
+    void setUp(const DatabaseOptions& options);
     void attachPolicySchema();
     void require(const Outcome& outcome, const std::string& what) const;
     std::string firstText(const char* query, SQLUSMALLINT column);
     void closeStatements() noexcept;
     Outcome verifyPolicyTable();
     Outcome createPolicyTable();
+    Outcome makePolicyTable();
     Outcome addDefaultPolicy(const DefaultPolicy& policy);
     bool unitIsOpen();
 

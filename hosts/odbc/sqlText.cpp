@@ -44,6 +44,8 @@ public:
         const char first = text_[end_];
         if (isWordStart(first)) {
             while (end_ < text_.size() && isWordPart(text_[end_])) ++end_;
+            // Some databases read \' in E'...' as a quote within the text.
+            if (isWord(token(), "E") && end_ < text_.size() && text_[end_] == '\'') skipEscaped();
         } else if (first == '\'' || first == '"' || first == '`') {
             skipQuoted(first);
         } else if (first == '[') {
@@ -99,6 +101,19 @@ private:
         }
     }
 
+    void skipEscaped() {
+        for (++end_; end_ < text_.size(); ++end_) {
+            if (text_[end_] == '\\') {
+                ++end_;
+            } else if (text_[end_] == '\'') {
+                ++end_;
+                return;
+            }
+        }
+        end_ = text_.size();
+        open_ = true;
+    }
+
     std::string_view text_;
     std::vector<SqlPlace>* places_;
     size_t begin_ = 0;
@@ -138,6 +153,54 @@ bool isKeyColumn(std::string_view word) noexcept {
     return isWord(word, "MED") || isWord(word, "DECISION") || isWord(word, "NAME");
 }
 
+// Follows the tokens of a statement and tells whether a literal at this place belongs to a key column: in
+// `NAME = '..'`, `NAME IN ('..')`, and at the key columns' places in the lists of an INSERT.
+class KeyPlaces {
+public:
+    void see(std::string_view token) {
+        if (isWord(token, "INSERT")) {
+            list_ = List::beforeColumns;
+        } else if (isWord(token, "VALUES")) {
+            list_ = List::beforeValues;
+        } else if (token == "(") {
+            open();
+        } else if (token == ")") {
+            --depth_;
+        } else if (token == "," && depth_ == 1) {
+            ++place_;
+        } else if (list_ == List::columns && depth_ == 1) {
+            columns_.push_back(isKeyColumn(token));
+        }
+        const bool comparison = isComparison(token);
+        compared_ = comparison || (compared_ && (token == "(" || token == "," || token[0] == '\''));
+        if (!comparison && isWordStart(token[0])) word_ = token;
+    }
+
+    bool isKey() const noexcept {
+        if (list_ == List::values && depth_ == 1) return place_ < columns_.size() ? columns_[place_] : place_ < keys;
+        return compared_ && isKeyColumn(word_);
+    }
+
+private:
+    static constexpr size_t keys = 3;  // without a list of columns the table's first ones are the key
+    enum class List { none, beforeColumns, columns, beforeValues, values };
+
+    void open() {
+        ++depth_;
+        if (depth_ > 1) return;
+        place_ = 0;
+        if (list_ == List::beforeColumns) list_ = List::columns;
+        if (list_ == List::beforeValues) list_ = List::values;
+    }
+
+    List list_ = List::none;
+    int depth_ = 0;
+    size_t place_ = 0;
+    std::vector<bool> columns_{};
+    std::string_view word_{};
+    bool compared_ = false;
+};
+
 std::string isoTimestamp(std::string_view engineText) {
     std::string text(engineText);
     text[10] = ' ';
@@ -152,20 +215,40 @@ void replaceNow(std::vector<SqlPlace>& places, size_t begin, size_t end) {
     places.push_back({SqlPlace::now, begin, end - begin});
 }
 
+// CALL [SYSPROC.]SYSINSTALLOBJECTS with four literals; empty when the text is something else.
+std::vector<std::string> installObjectsArguments(std::string_view text) {
+    Tokens tokens(text);
+    const auto follows = [&](std::string_view wanted) { return tokens.next() && isWord(tokens.token(), wanted); };
+    if (!follows("CALL") || !tokens.next()) return {};
+    if (isWord(tokens.token(), "SYSPROC") && !(follows(".") && tokens.next())) return {};
+    if (!isWord(tokens.token(), "SYSINSTALLOBJECTS") || !follows("(")) return {};
+    constexpr size_t wanted = 4;
+    std::vector<std::string> arguments;
+    arguments.reserve(wanted);
+    for (size_t i = 0; i < wanted; ++i) {
+        if (!tokens.next() || tokens.token().size() < 2 || tokens.token()[0] != '\'') return {};
+        const std::string_view quoted = tokens.token();
+        arguments.emplace_back(quoted.substr(1, quoted.size() - 2));
+        if (!follows(i + 1 < wanted ? "," : ")")) return {};
+    }
+    if (tokens.next() && tokens.token() != ";") return {};
+    return arguments;
+}
+
 }  // namespace
 
 SqlText scanSql(std::string_view text) {
     SqlText found;
-    if (text.find('\0') != std::string_view::npos) {
+    const auto refuse = [&found](const char* why) {
         found.error = "42601";
-        found.errorDetail = "the statement holds a zero byte";
+        found.errorDetail = why;
         return found;
-    }
+    };
+    if (text.find('\0') != std::string_view::npos) return refuse("the statement holds a zero byte");
     Tokens tokens(text, &found.places);
+    KeyPlaces keys;
     std::string_view first;
     std::string_view second;
-    std::string_view column;  // the last word that is compared with what follows
-    bool compared = false;
     bool ended = false;
     size_t current = std::string_view::npos;  // where the word CURRENT just before this token begins
     while (tokens.next()) {
@@ -174,46 +257,30 @@ SqlText scanSql(std::string_view text) {
             ended = !first.empty();
             continue;
         }
-        if (ended) {
-            found.error = "42601";
-            found.errorDetail = "more than one statement in one text";
-            return found;
-        }
+        if (ended) return refuse("more than one statement in one text");
+        if (token[0] == '$') return refuse("a '$' outside quotes");  // may quote in a way that is not understood here
         if (first.empty()) {
             first = token;
         } else if (second.empty()) {
             second = token;
         }
-        if (isWordStart(token[0])) {
-            if (current != std::string_view::npos && isWord(token, "TIMESTAMP")) {
-                replaceNow(found.places, current, tokens.end());
-            } else if (isWord(token, "CURRENT_TIMESTAMP")) {
-                replaceNow(found.places, tokens.begin(), tokens.end());
-            }
-            current = isWord(token, "CURRENT") ? tokens.begin() : std::string_view::npos;
-            if (!isComparison(token)) column = token;
-            compared = isComparison(token);
-            continue;
+        if (current != std::string_view::npos && isWord(token, "TIMESTAMP")) {
+            replaceNow(found.places, current, tokens.end());
+        } else if (isWord(token, "CURRENT_TIMESTAMP")) {
+            replaceNow(found.places, tokens.begin(), tokens.end());
+        } else if (isTimestampLiteral(token) && !keys.isKey()) {
+            found.places.push_back({SqlPlace::moment, tokens.begin(), token.size()});
         }
-        current = std::string_view::npos;
-        if (token[0] == '\'') {
-            if (isTimestampLiteral(token) && !(compared && isKeyColumn(column))) {
-                found.places.push_back({SqlPlace::moment, tokens.begin(), token.size()});
-            }
-        } else if (token[0] == '?') {
-            found.hasParameters = true;
-        } else if (token[0] == '*') {
-            found.hasStar = true;
-        }
-        compared = isComparison(token) || (compared && token == "(");
+        current = isWord(token, "CURRENT") ? tokens.begin() : std::string_view::npos;
+        found.hasParameters = found.hasParameters || token[0] == '?';
+        found.hasStar = found.hasStar || token[0] == '*';
+        keys.see(token);
     }
-    if (tokens.open() || first.empty()) {
-        found.error = "42601";
-        found.errorDetail = first.empty() ? "the statement is empty" : "a quote or a comment has no end";
-        return found;
-    }
+    if (tokens.open()) return refuse("a quote or a comment has no end");
+    if (first.empty()) return refuse("the statement is empty");
     found.kind = kindOf(first, second);
-    if (isWord(first, "CALL") && installObjectsArguments(text)) found.kind = SqlKind::installObjects;
+    if (isWord(first, "CALL")) found.arguments = installObjectsArguments(text);
+    if (!found.arguments.empty()) found.kind = SqlKind::installObjects;
     return found;
 }
 
@@ -243,24 +310,6 @@ std::string currentTimestamp() {
     ::localtime_r(&now.tv_sec, &local);
     return fmt::format("{:04}-{:02}-{:02}-{:02}.{:02}.{:02}.{:06}", local.tm_year + 1900, local.tm_mon + 1,
                        local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, now.tv_nsec / 1000);
-}
-
-std::optional<std::vector<std::string>> installObjectsArguments(std::string_view text) {
-    Tokens tokens(text);
-    const auto follows = [&](std::string_view wanted) { return tokens.next() && isWord(tokens.token(), wanted); };
-    if (!follows("CALL") || !tokens.next()) return std::nullopt;
-    if (isWord(tokens.token(), "SYSPROC") && !(follows(".") && tokens.next())) return std::nullopt;
-    if (!isWord(tokens.token(), "SYSINSTALLOBJECTS") || !follows("(")) return std::nullopt;
-    std::vector<std::string> arguments;
-    constexpr size_t wanted = 4;
-    for (size_t i = 0; i < wanted; ++i) {
-        if (!tokens.next() || tokens.token().size() < 2 || tokens.token()[0] != '\'') return std::nullopt;
-        const std::string_view quoted = tokens.token();
-        arguments.emplace_back(quoted.substr(1, quoted.size() - 2));
-        if (!follows(i + 1 < wanted ? "," : ")")) return std::nullopt;
-    }
-    if (tokens.next() && tokens.token() != ";") return std::nullopt;
-    return arguments;
 }
 
 }  // namespace kelhost

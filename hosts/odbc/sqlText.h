@@ -3,7 +3,6 @@
 #define KELHOST_SQL_TEXT_H
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,10 +33,11 @@ struct SqlPlace {
 
 struct SqlText {
     SqlKind kind = SqlKind::other;
-    bool hasStar = false;           /* its columns depend on the table's */
-    bool hasParameters = false;     /* at least one parameter marker */
-    std::vector<SqlPlace> places{}; /* in the order of the text */
-    const char* error = nullptr;    /* SQLSTATE when the host refuses the text, and why */
+    bool hasStar = false;                 /* its columns depend on the table's */
+    bool hasParameters = false;           /* at least one parameter marker */
+    std::vector<SqlPlace> places{};       /* in the order of the text */
+    std::vector<std::string> arguments{}; /* of installObjects: four */
+    const char* error = nullptr;          /* SQLSTATE when the host refuses the text, and why */
     std::string errorDetail{};
 };
 
@@ -48,10 +48,6 @@ std::string spellSql(std::string_view text, const SqlText& scanned, const Dialec
 
 /* The local time as yyyy-mm-dd-hh.mm.ss.uuuuuu. */
 std::string currentTimestamp();
-
-/* The arguments of CALL [SYSPROC.]SYSINSTALLOBJECTS(...); nothing when the text is not such a call with four literals.
- */
-std::optional<std::vector<std::string>> installObjectsArguments(std::string_view text);
 
 }  // namespace kelhost
 

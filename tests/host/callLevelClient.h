@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -22,6 +23,12 @@ inline std::string stateOf(const sqlca& ca) {
 
 inline std::string tokensOf(const sqlca& ca) {
     return {ca.sqlerrmc, static_cast<size_t>(ca.sqlerrml)};
+}
+
+/* Databases differ in how they write an undefined name. */
+inline std::string lowerCase(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
 }
 
 inline SQLRETURN connectToContext(SQLHDBC dbc) {

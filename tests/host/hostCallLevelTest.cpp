@@ -227,8 +227,8 @@ TEST_F(HostCallLevel, TheOutcomeIsThatOfTheMostSpecificHandlesLastCall) {
 
 TEST_F(HostCallLevel, TheDiagnosticRecordHasTheDriversWholeText) {
     Client client;
-    const std::string name(200, 'N');
-    EXPECT_EQ(client.run("SELECT X FROM " + name), SQL_ERROR);
+    const std::string name = "schema_with_a_long_name." + std::string(60, 'n');
+    EXPECT_EQ(client.run("SELECT x FROM " + name), SQL_ERROR);
     EXPECT_EQ(client.state(), "42704");
     SQLCHAR state[6] = "";
     SQLCHAR message[512] = "";

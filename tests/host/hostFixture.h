@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 
+#include "callLevel.h"
 #include "callLevelCounts.h"
 #include "engineContext.h"
 #include "hostLogs.h"
@@ -44,11 +45,16 @@ private:
     std::filesystem::path path_;
 };
 
+inline std::string testConnection() {
+    const char* connection = std::getenv("KELPOLICY_TEST_CONNECTION");
+    return connection == nullptr ? "" : connection;
+}
+
 /* One unit of work on the database of the test's instance. */
 class HostContext {
 public:
     HostContext(const kelhost::Instance& instance, std::chrono::milliseconds lockTimeout)
-        : context_(instance, {.connection = {}, .lockTimeout = lockTimeout}) {}
+        : context_(instance, {.connection = testConnection(), .lockTimeout = lockTimeout}) {}
 
     void bind() { bound_.emplace(context_); }
     void unbind() { bound_.reset(); }
@@ -64,6 +70,9 @@ private:
 /* A fresh instance for each test; everything taken must have been given back at its end. */
 class HostTest : public ::testing::Test {
 public:
+    HostTest() {
+        if (!testConnection().empty()) dropPolicySchema();
+    }
     ~HostTest() override {
         EXPECT_EQ(kelhost::memoryTotal().blocks, blocksBefore_) << kelhost::describeMemoryInUse();
         EXPECT_EQ(kelhost::openHandles(), handlesBefore_) << "handles are left over";
@@ -76,6 +85,26 @@ protected:
     }
 
 private:
+    void dropPolicySchema() const {
+        HostContext context(instance_, std::chrono::seconds(20));
+        context.bind();
+        SQLHENV env = SQL_NULL_HENV;
+        SQLHDBC dbc = SQL_NULL_HDBC;
+        SQLHSTMT stmt = SQL_NULL_HSTMT;
+        std::string text = "DROP SCHEMA IF EXISTS SYSTOOLS CASCADE";
+        SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &env);
+        SQLAllocHandle(SQL_HANDLE_DBC, env, &dbc);
+        SQLConnect(dbc, nullptr, SQL_NTS, nullptr, SQL_NTS, nullptr, SQL_NTS);
+        SQLAllocHandle(SQL_HANDLE_STMT, dbc, &stmt);
+        EXPECT_TRUE(SQL_SUCCEEDED(SQLExecDirect(stmt, reinterpret_cast<SQLCHAR*>(text.data()), SQL_NTS)));
+        SQLFreeHandle(SQL_HANDLE_STMT, stmt);
+        SQLDisconnect(dbc);
+        SQLFreeHandle(SQL_HANDLE_DBC, dbc);
+        SQLFreeHandle(SQL_HANDLE_ENV, env);
+        context.commit();
+        context.unbind();
+    }
+
     int64_t blocksBefore_ = kelhost::memoryTotal().blocks;
     kelhost::HandleCounts handlesBefore_ = kelhost::openHandles();
     TemporaryDirectory directory_;

@@ -159,7 +159,7 @@ TEST_F(HostLogs, ThreadsWriteWholeRecordsWhileTheFilesChange) {
     for (const std::string& path : {logPath(kelhost::diagnosticLogFile), other + "/" + kelhost::diagnosticLogFile}) {
         std::ifstream file(path);
         for (std::string line; std::getline(file, line); ++lines) {
-            EXPECT_TRUE(looksLike(line, "????-??-??-* threadFunction probe 1: thread [0-7] end")) << line;
+            EXPECT_TRUE(looksLike(line, "[0-9]*-* threadFunction probe 1: thread [0-7] end")) << line;
         }
     }
     EXPECT_EQ(lines, 800U);

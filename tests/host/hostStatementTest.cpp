@@ -10,6 +10,7 @@ namespace {
 using hosttest::chars;
 using hosttest::Client;
 using hosttest::ContextTest;
+using hosttest::lowerCase;
 using hosttest::tokensOf;
 
 class HostStatement : public ContextTest {
@@ -37,21 +38,22 @@ TEST_F(HostStatement, FailuresAreNamed) {
     const std::string longKey = insert + "('" + std::string(129, 'k') + "', 'D', 'n', CURRENT TIMESTAMP, 'x')";
     const std::string longUmlauts =
         insert + "('" + std::string(127, 'k') + "\xC3\xA4', 'D', 'n', CURRENT TIMESTAMP, 'x')";
-    const std::string noTimestamp = insert + "('M', 'D', 'n', 'yesterday', 'x')";
+    const std::string noTimestamp = insert + "('M', 'D', 'n', 'some time', 'x')";
     for (const Case& failing :
          {Case{"SELEC", -104, "42601", "SELEC"}, Case{"SELECT 'open", -104, "42601", "no end"},
           Case{"SELECT 1 /* open", -104, "42601", "no end"}, Case{"", -104, "42601", "empty"},
           Case{" -- only a comment", -104, "42601", "empty"},
           Case{"SELECT X FROM SYSTOOLS.NOWHERE", -204, "42704", "SYSTOOLS.NOWHERE"},
           Case{"SELECT NOTHERE FROM SYSTOOLS.POLICY", -206, "42703", "NOTHERE"},
-          Case{duplicate.c_str(), -803, "23505", "UNIQUE"}, Case{null.c_str(), -407, "23502", "DECISION"},
-          Case{longKey.c_str(), -433, "22001", "MED"}, Case{longUmlauts.c_str(), -433, "22001", "MED"},
-          Case{noTimestamp.c_str(), -180, "22007", "UPDATE_TIME"}}) {
+          Case{duplicate.c_str(), -803, "23505", "unique"}, Case{null.c_str(), -407, "23502", "decision"},
+          Case{longKey.c_str(), -433, "22001", "too"}, Case{longUmlauts.c_str(), -433, "22001", "med"},
+          Case{noTimestamp.c_str(), -180, "22007", "time"}}) {
         EXPECT_EQ(client.run(failing.text), SQL_ERROR) << failing.text;
         const sqlca ca = client.ca();
         EXPECT_EQ(ca.sqlcode, failing.sqlcode) << failing.text;
         EXPECT_EQ(client.state(), failing.state) << failing.text;
-        EXPECT_NE(tokensOf(ca).find(failing.token), std::string::npos) << failing.text << ": " << tokensOf(ca);
+        EXPECT_NE(lowerCase(tokensOf(ca)).find(lowerCase(failing.token)), std::string::npos)
+            << failing.text << ": " << tokensOf(ca);
         // Prepared, it fails at one of the two steps in the same way.
         client.newStatement();
         const SQLRETURN prepared = SQLPrepare(client.stmt, chars(failing.text), SQL_NTS);
@@ -96,7 +98,9 @@ TEST_F(HostStatement, MoreThanOneStatementIsRefusedAndNoneOfThemRuns) {
           "DELETE FROM SYSTOOLS.POLICY /* ; */ ; /* ' */ SELECT 1",
           "DELETE FROM SYSTOOLS.POLICY WHERE NAME=''''; SELECT 1", "SELECT 1;;DELETE FROM SYSTOOLS.POLICY",
           "; ; SELECT 1 ; DELETE FROM SYSTOOLS.POLICY",
-          "CALL SYSINSTALLOBJECTS('POLICY','V','',''); DELETE FROM SYSTOOLS.POLICY"}) {
+          "CALL SYSINSTALLOBJECTS('POLICY','V','',''); DELETE FROM SYSTOOLS.POLICY",
+          "SELECT E'\\'' ; DELETE FROM SYSTOOLS.POLICY --'", "SELECT $$ ' $$ ; DELETE FROM SYSTOOLS.POLICY --'",
+          "SELECT $a$ ' $a$ ; DELETE FROM SYSTOOLS.POLICY --'"}) {
         EXPECT_EQ(client.run(text), SQL_ERROR) << text;
         EXPECT_EQ(client.state(), "42601") << text;
         EXPECT_EQ(client.ca().sqlcode, -104) << text;
@@ -204,7 +208,7 @@ TEST_F(HostStatement, ResultsDescribeThemselves) {
     SQLULEN size = 0;
     EXPECT_EQ(SQLDescribeCol(client.stmt, 2, name, sizeof name, &nameLength, &type, &size, &decimals, &nullable),
               SQL_SUCCESS);
-    EXPECT_STREQ(reinterpret_cast<const char*>(name), "POLICY");
+    EXPECT_EQ(lowerCase(reinterpret_cast<const char*>(name)), "policy");
     EXPECT_TRUE(type == SQL_BINARY || type == SQL_VARBINARY || type == SQL_LONGVARBINARY) << type;
 }
 
@@ -341,9 +345,23 @@ TEST_F(HostStatement, TimestampsAreExactToTheMicrosecond) {
 TEST_F(HostStatement, AKeyThatLooksLikeATimestampIsAText) {
     Client client;
     const std::string key = "2024-02-29-23.59.59.999999";
+    const std::string time = "2025-01-01-00.00.00.000001";
     ASSERT_EQ(client.insert(key, "<x/>"), SQL_SUCCESS);
-    EXPECT_EQ(client.rows("SELECT NAME FROM SYSTOOLS.POLICY WHERE NAME = '" + key + "'"),
-              std::vector<std::string>{key});
+    ASSERT_EQ(client.run("INSERT INTO SYSTOOLS.POLICY (UPDATE_TIME, POLICY, NAME, MED, DECISION) VALUES ('" + time +
+                         "', 'x', '" + key + "', 'other', '" + key + "')"),
+              SQL_SUCCESS)
+        << tokensOf(client.ca());
+    ASSERT_EQ(client.run("INSERT INTO SYSTOOLS.POLICY VALUES ('third', 'D', '" + key + "', '" + time + "', 'x')"),
+              SQL_SUCCESS)
+        << tokensOf(client.ca());
+    const auto count = [&](const std::string& condition) {
+        return client.rows("SELECT NAME FROM SYSTOOLS.POLICY WHERE " + condition).size();
+    };
+    EXPECT_EQ(count("NAME = '" + key + "'"), 3U);
+    EXPECT_EQ(count("NAME IN ('x', '" + key + "')"), 3U);
+    EXPECT_EQ(count("NAME LIKE '" + key + "'"), 3U);
+    EXPECT_EQ(count("DECISION = '" + key + "' AND UPDATE_TIME = '" + time + "'"), 1U);
+    EXPECT_EQ(count("UPDATE_TIME = '" + time + "' AND NAME >= '" + key + "'"), 2U);
 }
 
 TEST_F(HostStatement, ATableThatChangesIsSeenByTheNextRead) {

@@ -279,4 +279,29 @@ TEST_F(SensorConstant, MovesTheCursorItShares) {
     EXPECT_STREQ(second->getConstant(), "c");
 }
 
+TEST_F(SensorConstant, IsTheSameWhereverTheCursorStands) {
+    SQLPISensors* wanted = sensor(
+        "<kel:Sensors>S1</kel:Sensors><Constant>1</Constant><kel:Sensors>S2</kel:Sensors>"
+        "<Constant>2</Constant><Scope/>",
+        1);
+    SQLPIList* siblings = wanted->parent->children;
+    for (int steps = 0; steps <= 6; ++steps) {
+        siblings->reset();
+        for (int i = 0; i < steps; ++i) siblings->getNextElement();
+        EXPECT_STREQ(wanted->getConstant(), "2") << steps;
+        EXPECT_EQ(siblings->current, siblings->last) << "behind the constant, from " << steps;
+    }
+}
+
+TEST_F(SensorConstant, ManySensorsUnderOneParentAreReadInOneWalk) {
+    constexpr int count = 100000;  // a walk for each would take minutes
+    std::string inside;
+    for (int i = 0; i < count; ++i) inside += "<kel:Sensors>s</kel:Sensors><Constant>c</Constant>";
+    int found = 0;
+    for (SQLPIPolicyElement* element = sensor(inside); element != nullptr;
+         element = element->findNextElement(element, SQLPI_ELEMENT_SENSORS))
+        found += dynamic_cast<SQLPISensors*>(element)->getConstant() != nullptr;
+    EXPECT_EQ(found, count);
+}
+
 }  // namespace

@@ -89,23 +89,12 @@ std::string monthName(int month) {
     return names[month - 1];
 }
 
-std::string shownClockChange(const ClockChange& change) {
-    const auto clock = [](int64_t moment) {
-        const tm local = localTime(moment);
-        return fmt::format("{:02}:{:02}", local.tm_hour, local.tm_min);
-    };
-    const tm before = localTime(change.moment - 1);
-    const int64_t shownBefore = (before.tm_hour * 60 + before.tm_min + 1) % (24 * 60);
-    return fmt::format("the clock goes {} from {:02}:{:02} to {}", change.seconds > 0 ? "forward" : "back",
-                       shownBefore / 60, shownBefore % 60, clock(change.moment));
-}
-
 std::string shownHours(const Hours& hours) {
     return hours.from + "–" + hours.until;
 }
 
 HourShare shareOfHour(const CalendarDay& day, const std::vector<Hours>& hours, int hour) {
-    // Quarters of an hour are fine enough: no zone's offset is anything else.
+    // Clocks change by quarters of an hour, since zones have offsets of whole minutes.
     constexpr int64_t quarter = 900;
     bool exists = false;
     bool isAll = true;
@@ -115,7 +104,8 @@ HourShare shareOfHour(const CalendarDay& day, const std::vector<Hours>& hours, i
         exists = true;
         const int64_t end = std::min(moment + quarter, day.end);
         int64_t covered = 0;
-        for (const Hours& part : hours) covered += std::max<int64_t>(0, std::min(end, part.end) - std::max(moment, part.start));
+        for (const Hours& part : hours)
+            covered += std::max<int64_t>(0, std::min(end, part.end) - std::max(moment, part.start));
         isSome = isSome || covered > 0;
         isAll = isAll && covered == end - moment;
     }
@@ -130,8 +120,8 @@ Json calendarObject(const Calendar& calendar) {
         for (const CalendarDay& day : page.days)
             days.push_back({{"date", isoDate(day.date)},
                             {"today", day.isToday},
-                            {"clock_change", day.clockChange.has_value() ? Json(shownClockChange(*day.clockChange))
-                                                                         : Json(nullptr)},
+                            {"clock_change",
+                             day.clockChange.has_value() ? Json(shownClockChange(*day.clockChange)) : Json(nullptr)},
                             {"online", hoursArray(day.online)},
                             {"offline", hoursArray(day.offline)}});
         months.push_back({{"year", page.year}, {"month", page.month}, {"days", days}});

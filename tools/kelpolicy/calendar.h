@@ -50,9 +50,6 @@ Calendar makeCalendar(const sqlpiMaintWindow& windows, int year, int month, int 
 
 std::string monthName(int month); /* "January" */
 
-/* "the clock goes forward from 02:00 to 03:00" */
-std::string shownClockChange(const ClockChange& change);
-
 /* "22:00–24:00" */
 std::string shownHours(const Hours& hours);
 

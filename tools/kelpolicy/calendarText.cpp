@@ -15,10 +15,18 @@ std::string bar(const CalendarDay& day, const std::vector<Hours>& hours, char al
     std::string text;
     for (int hour = 0; hour < 24; ++hour) {
         switch (shareOfHour(day, hours, hour)) {
-            case HourShare::doesNotExist: text += ' '; break;
-            case HourShare::none: text += '.'; break;
-            case HourShare::part: text += part; break;
-            case HourShare::all: text += all; break;
+            case HourShare::doesNotExist:
+                text += ' ';
+                break;
+            case HourShare::none:
+                text += '.';
+                break;
+            case HourShare::part:
+                text += part;
+                break;
+            case HourShare::all:
+                text += all;
+                break;
         }
     }
     return "|" + (hours.empty() ? text : output.styled(style, text)) + "|";
@@ -35,10 +43,9 @@ std::string line(const CalendarDay& day, const Output& output) {
         fmt::format("{}{}{} {:2}  {}  {}", day.isToday ? '>' : ' ', day.clockChange.has_value() ? '!' : ' ',
                     weekdays[weekdayOf(day.date)], day.date.day, bar(day, day.online, 'O', 'o', Style::good, output),
                     bar(day, day.offline, 'X', 'x', Style::warning, output));
-    for (const std::string& part :
-         {listOf("online", day.online), listOf("offline", day.offline),
-          day.start == day.end ? std::string("this day is left out") : std::string(),
-          day.clockChange.has_value() ? shownClockChange(*day.clockChange) : std::string()})
+    for (const std::string& part : {listOf("online", day.online), listOf("offline", day.offline),
+                                    day.start == day.end ? std::string("this day is left out") : std::string(),
+                                    day.clockChange.has_value() ? shownClockChange(*day.clockChange) : std::string()})
         if (!part.empty()) text += "  " + part;
     return day.isToday ? output.styled(Style::heading, text) : text;
 }
@@ -53,8 +60,9 @@ std::string calendarText(const Calendar& calendar, const Output& output) {
         text += "         0     6     12    18    24  0     6     12    18    24\n";
         for (const CalendarDay& day : page.days) text += line(day, output) + "\n";
     }
-    text += "\nO online work may run, o in a part of the hour; X, x the same for offline work; . not; blank: the hour does "
-            "not exist.\n> today, ! the clock changes.\n";
+    text +=
+        "\nO online work may run, o in a part of the hour; X, x the same for offline work; . not; blank: the hour does "
+        "not exist.\n> today, ! the clock changes.\n";
     return text;
 }
 

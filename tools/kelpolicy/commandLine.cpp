@@ -15,7 +15,7 @@
 namespace kelpolicy {
 namespace {
 
-constexpr AddCommand* commands[] = {addInit, addDescribe, addTree, addShow};
+constexpr AddCommand* commands[] = {addInit, addDescribe, addTree, addShow, addWindow};
 
 constexpr int32_t usageCode = -171;
 constexpr const char* usageState = "42815";
@@ -85,6 +85,10 @@ int reportUsage(const CLI::App& app, const CLI::ParseError& error, Output& outpu
     return exitUsage;
 }
 
+Failure defect(const std::string& message) {
+    return {message, "This is a defect of the program: report it with the command line.", -901, "58004"};
+}
+
 int runChosen(const RunCommand& chosen, const GlobalOptions& options, Output& output) {
     try {
         const int status = chosen(options, output);
@@ -97,8 +101,9 @@ int runChosen(const RunCommand& chosen, const GlobalOptions& options, Output& ou
     } catch (const std::bad_alloc&) {
         output.report({"there is not enough memory", "Free memory and run the command again.", -954, "57011"});
     } catch (const std::exception& error) {
-        output.report(
-            {error.what(), "This is a defect of the program: report it with the command line.", -901, "58004"});
+        output.report(defect(error.what()));
+    } catch (...) {  // the XML library's exceptions are of no common class
+        output.report(defect("an exception without a text ended the command"));
     }
     return exitFailed;
 }

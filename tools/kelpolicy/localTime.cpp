@@ -28,10 +28,6 @@ std::chrono::sys_days civil(Date date) {
     return std::chrono::sys_days(std::chrono::year(date.year) / date.month / date.day);
 }
 
-int64_t secondsOf(Date date) {
-    return int64_t{civil(date).time_since_epoch().count()} * secondsOfDay;
-}
-
 /* The number that is all of the text. */
 std::optional<int64_t> wholeNumber(std::string_view text) {
     int64_t value = 0;
@@ -46,12 +42,12 @@ int numberIn(const std::cmatch& match, size_t group) {
 
 /* Local time to a moment: of the offsets in force about then the one that fits, the earlier moment when two do. In a
  * gap none fits; then the offset from before it leads as far behind it. */
-int64_t momentOfLocal(int64_t civilSeconds) {
+int64_t momentOfLocal(int64_t clock) {
     const auto offsetAt = [](int64_t moment) { return int64_t{localTime(moment).tm_gmtoff}; };
-    const int64_t before = civilSeconds - offsetAt(civilSeconds - secondsOfDay);
-    const int64_t after = civilSeconds - offsetAt(civilSeconds + secondsOfDay);
+    const int64_t before = clock - offsetAt(clock - secondsOfDay);
+    const int64_t after = clock - offsetAt(clock + secondsOfDay);
     for (const int64_t moment : {std::min(before, after), std::max(before, after)})
-        if (moment + offsetAt(moment) == civilSeconds) return moment;
+        if (moment + offsetAt(moment) == clock) return moment;
     return before;
 }
 
@@ -101,11 +97,11 @@ std::optional<int64_t> parseMoment(std::string_view text) {
     const int minute = numberIn(match, 5);
     const int second = numberIn(match, 6);
     if (!day.ok() || hour > 24 || minute > 59 || second > 59 || (hour == 24 && minute + second > 0)) return {};
-    const int64_t civilSeconds = secondsOf(date) + hour * 3600 + minute * 60 + second;
-    if (!isInRange(civilSeconds)) return {};
-    if (!match[7].matched) return momentOfLocal(civilSeconds);
+    const int64_t clock = civilSeconds(date) + hour * 3600 + minute * 60 + second;
+    if (!isInRange(clock)) return {};
+    if (!match[7].matched) return momentOfLocal(clock);
     const int64_t offset = numberIn(match, 9) * 3600 + numberIn(match, 10) * 60;
-    return civilSeconds - (match[8].str() == "-" ? -offset : offset);
+    return clock - (match[8].str() == "-" ? -offset : offset);
 }
 
 tm localTime(int64_t moment) {
@@ -159,10 +155,25 @@ std::string isoDate(Date date) {
     return fmt::format("{:04}-{:02}-{:02}", date.year, date.month, date.day);
 }
 
+int64_t civilSeconds(Date date) {
+    return int64_t{civil(date).time_since_epoch().count()} * secondsOfDay;
+}
+
+int64_t civilSecondsAt(int64_t moment) {
+    return moment + localTime(moment).tm_gmtoff;
+}
+
+Date dateOfCivil(int64_t seconds) {
+    const auto days = std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds(std::chrono::seconds(seconds)));
+    const std::chrono::year_month_day day(days);
+    return {static_cast<int>(day.year()), static_cast<int>(static_cast<unsigned>(day.month())),
+            static_cast<int>(static_cast<unsigned>(day.day()))};
+}
+
 int64_t startOfDay(Date date) {
     // Local time is less than two days away from UTC, also where a zone moved over the date line.
-    int64_t earlier = secondsOf(date) - 2 * secondsOfDay;
-    int64_t found = secondsOf(date) + 2 * secondsOfDay;
+    int64_t earlier = civilSeconds(date) - 2 * secondsOfDay;
+    int64_t found = civilSeconds(date) + 2 * secondsOfDay;
     while (found - earlier > 1) {
         const int64_t middle = earlier + (found - earlier) / 2;
         (dateOf(middle) < date ? earlier : found) = middle;
@@ -188,6 +199,16 @@ std::optional<ClockChange> findClockChange(int64_t from, int64_t to) {
         return ClockChange{after, offsetAt(after) - offsetAt(before)};
     }
     return {};
+}
+
+std::string shownClockChange(const ClockChange& change) {
+    const int64_t after = civilSecondsAt(change.moment);
+    const auto clock = [](int64_t seconds) {
+        const int64_t minutes = (seconds % secondsOfDay + secondsOfDay) % secondsOfDay / 60;
+        return fmt::format("{:02}:{:02}", minutes / 60, minutes % 60);
+    };
+    return fmt::format("the clock goes {} from {} to {}", change.seconds > 0 ? "forward" : "back",
+                       clock(after - change.seconds), clock(after));
 }
 
 }  // namespace kelpolicy

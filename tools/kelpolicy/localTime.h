@@ -46,6 +46,11 @@ Date nextDay(Date date);
 int weekdayOf(Date date); /* 0 is Sunday */
 std::string isoDate(Date date);
 
+/* Local time as a number: what a clock shows, in seconds since its 1970-01-01 00:00:00. */
+int64_t civilSeconds(Date date); /* at midnight */
+int64_t civilSecondsAt(int64_t moment);
+Date dateOfCivil(int64_t seconds);
+
 /* The day's first moment: the first at or after which the local date is not earlier. */
 int64_t startOfDay(Date date);
 
@@ -56,6 +61,8 @@ struct ClockChange {
 
 /* The first clock change in [from, to). */
 std::optional<ClockChange> findClockChange(int64_t from, int64_t to);
+
+std::string shownClockChange(const ClockChange& change); /* the clock goes forward from 02:00 to 03:00 */
 
 }  // namespace kelpolicy
 

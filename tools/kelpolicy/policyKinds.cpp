@@ -17,7 +17,7 @@ namespace {
 TextPlace placeOf(std::string_view document, const sqlpiParseProblem& problem) {
     const size_t offset = firstIllFormedByte(document);
     const bool isAboutBytes = std::string_view(problem.message).find("byte") != std::string_view::npos;
-    if (isAboutBytes && offset < document.size()) return kelpolicy::placeOf(document, offset);
+    if (isAboutBytes && offset < document.size()) return PlaceCounter(document).at(offset);
     return {problem.line, problem.column};
 }
 

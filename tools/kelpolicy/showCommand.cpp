@@ -73,4 +73,9 @@ void addShow(CLI::App& parent, RunCommand& chosen) {
             chosen = [&shown, path](const GlobalOptions& options, Output& output) {
                 return runShow(shown, *path, options, output);
             };
-XX
+        });
+    }
+    addShowWindows(*group, chosen);
+}
+
+}  // namespace kelpolicy

@@ -89,11 +89,15 @@ size_t firstIllFormedByte(std::string_view text) {
     return text.size() - rest.size();
 }
 
-TextPlace placeOf(std::string_view text, size_t offset) {
-    const std::string_view before = text.substr(0, offset);
-    const size_t lineStart = before.rfind('\n') + 1;  // 0 on the first line
-    return {1 + static_cast<uint64_t>(std::count(before.begin(), before.end(), '\n')),
-            1 + displayWidth(before.substr(lineStart))};
+TextPlace PlaceCounter::at(size_t offset) {
+    for (; offset_ < offset && offset_ < text_.size(); ++offset_) {
+        const char byte = text_[offset_];
+        if (byte == '\n')
+            place_ = {place_.line + 1, 1};
+        else if (!continues(byte))
+            ++place_.column;
+    }
+    return place_;
 }
 
 bool isBlank(std::string_view text) {

@@ -25,12 +25,26 @@ std::string padded(std::string_view text, size_t width);
 /* Where the first byte stands that belongs to no UTF-8 character; the text's size when there is none. */
 size_t firstIllFormedByte(std::string_view text);
 
-/* Line and column, both from 1, of the byte at `offset`; a column is a character. */
+/* Line and column, both from 1; a column is a character. */
 struct TextPlace {
     uint64_t line;
     uint64_t column;
 };
-TextPlace placeOf(std::string_view text, size_t offset);
+
+/* Tells the places of bytes of one text, all of them in one pass. */
+class PlaceCounter {
+public:
+    /* REQUIRES: the text lives as long as this. */
+    explicit PlaceCounter(std::string_view text) : text_(text) {}
+
+    /* The place of the byte at `offset`, which is not before the one asked for last. */
+    TextPlace at(size_t offset);
+
+private:
+    std::string_view text_;
+    size_t offset_ = 0;
+    TextPlace place_ = {1, 1};
+};
 
 bool isBlank(std::string_view text);
 

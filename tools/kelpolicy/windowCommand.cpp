@@ -90,6 +90,7 @@ int runStatus(const WindowOptions& options, bool check, const GlobalOptions& glo
     if (output.isJson()) {
         output.writeJson({{"at", windows.at()},
                           {"at_local", isoLocal(windows.at())},
+                          {"zone", timeZoneName()},
                           {"online", stateObject(online)},
                           {"offline", stateObject(offline)}});
     } else {

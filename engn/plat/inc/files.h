@@ -29,7 +29,8 @@ typedef struct OSSHFile OSSHFile; /* an open file, owned by who opened it until 
 #define OSS_FILE_CREATE 2u /* a new file or an existing one emptied, for writing */
 
 /* Opens a regular file; the last component is not followed when it is a symbolic link, and no device or pipe is
- * opened (nor waited for). `permissions` are the permission bits of a new file. `*file` is null on failure. */
+ * opened (nor waited for). `permissions` are the permission bits of a new file, less the process's file mode mask; an
+ * existing file keeps its own. `*file` is null on failure. */
 int32_t ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t permissions);
 
 /* Reads up to `size` bytes; `*done` receives how many, less than `size` only at the end of the file. */
@@ -45,16 +46,18 @@ int32_t ossFileSize(OSSHFile* file, uint64_t* size);
  * returns OSS_OK. Null is ignored. */
 int32_t ossFileClose(OSSHFile* file);
 
-/* Gives the file at `from` the name `to` in one step; an existing file of that name is replaced. */
+/* Gives the file at `from` the name `to` in one step; an existing file of that name is replaced. The new name is on the
+ * device when this returns OSS_OK. */
 int32_t ossFileRename(const char* from, const char* to);
 
-/* Removes a file (not a directory). */
+/* Removes a name of a file (not of a directory; of a symbolic link the link). */
 int32_t ossFileDelete(const char* path);
 
-int32_t ossPathExists(const char* path);  /* 1 a file or directory of that name exists, 0 not */
-int32_t ossIsDirectory(const char* path); /* 1 a directory, 0 not */
+int32_t ossPathExists(const char* path);  /* 1 something of that name exists, 0 not */
+int32_t ossIsDirectory(const char* path); /* 1 a directory, 0 not; a symbolic link to one is none */
 
-/* Creates a directory and its missing parents with these permission bits. An existing directory is OSS_OK. */
+/* Creates a directory and its missing parents with these permission bits, less the process's file mode mask. An
+ * existing directory is OSS_OK; a symbolic link to one is OSS_NOT_REGULAR. */
 int32_t ossDirectoryCreate(const char* path, uint32_t permissions);
 
 /* The last component of a path ("a/b.xml" gives "b.xml"), and all before it ("a/b.xml" gives "a", "b.xml" gives

@@ -17,7 +17,7 @@ typedef struct SQLO_MEM_POOL SQLO_MEM_POOL;
 
 /* One block of at least `size` bytes (a size of 0 gives a block that may be freed), aligned for any type, contents
  * undefined. `tag` names the source area that asks, `line` its source line; both serve the engine's accounting only.
- * Returns null when the pool has no memory left.
+ * Returns null when the pool has no memory left, or is none of this engine's.
  * REQUIRES: `tag` is a string with static storage duration. */
 void* sqlogmblkEx(SQLO_MEM_POOL* pool, size_t size, const char* tag, uint32_t line);
 

@@ -28,9 +28,11 @@ void sqloinca(struct sqlca* ca);
  * kept). Other fields stay as they are. */
 void sqlage_prepare_sqlca(int32_t sqlcode, size_t tokenCount, const struct sqlageToken* tokens, struct sqlca* ca);
 
-/* Writes the message text for the SQLCODE and tokens of `ca` into `buffer` (`size` bytes, terminated, cut when it does
- * not fit) from the message file. `lineWidth` 0: no line breaking. Returns the text's length in bytes, or below 0 when
- * there is no text (the buffer then holds an empty one). */
+/* Writes the message text for the SQLCODE, tokens and SQLSTATE of `ca` into `buffer` (`size` bytes, terminated, cut
+ * between characters when it does not fit) from the message file, a name without a directory (null: SQL_MESSAGE_FILE);
+ * a text that the file does not have comes from the engine itself. `lineWidth` 0: no line breaking, else no line is
+ * longer than so many bytes where its words allow. Returns the text's length in bytes, or below 0 when there is no text
+ * (the buffer then holds an empty one). */
 int32_t sqlaintp_api(char* buffer, size_t size, uint32_t lineWidth, const char* messageFile, const struct sqlca* ca);
 
 #ifdef __cplusplus

@@ -1,0 +1,77 @@
+/* With TZ unset the C runtime looks at the zone's file again in each tzset, mktime and localtime. A question costs at
+ * most two of these. (The calls are counted where the library makes them: see maintWin.cmake.) */
+#include <gtest/gtest.h>
+
+#include <ctime>
+
+#include "unit/maintWinCases.h"
+
+using namespace maintWinCases;
+
+namespace {
+int zoneReads = 0;
+}
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
+extern "C" {
+void __real_tzset();
+time_t __real_mktime(tm* time);
+tm* __real_localtime(const time_t* moment);
+
+void __wrap_tzset() {
+    ++zoneReads;
+    __real_tzset();
+}
+time_t __wrap_mktime(tm* time) {
+    ++zoneReads;
+    return __real_mktime(time);
+}
+tm* __wrap_localtime(const time_t* moment) {
+    ++zoneReads;
+    return __real_localtime(moment);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+namespace {
+
+TEST(MaintWinZoneReads, TheCountIsTaken) {
+    zoneReads = 0;
+    tm time{};
+    sqlpiAdjustTime(&time);
+    EXPECT_GE(zoneReads, 1);
+}
+
+TEST(MaintWinZoneReads, AQuestionCostsAtMostTwo) {
+    for (const char* name : {"", "Europe/Berlin"}) {
+        const ZoneScope scope(name);
+        const Zone zone = {name, 2000, 2031};
+        const std::vector<int64_t> changes = clockChanges(zone);
+        for (uint64_t seed = 0; seed < 3000; ++seed) {
+            const Case question = randomCase(seed, zone, changes);
+            OSSTime start = {};
+            OSSTime end = {};
+            zoneReads = 0;
+            sqlpiFindMaintWindow(&question.info, question.now, question.minDuration, &start, &end);
+            ASSERT_LE(zoneReads, 2) << describe(question);
+        }
+    }
+}
+
+/* A process that changes its zone, and a zone file that is replaced, are noticed by the next question. */
+TEST(MaintWinZoneReads, TheZoneOfTheQuestionCounts) {
+    const sqlpiMaintWindowInfo info = dailyWindow({22, 0, 0}, {23, 0, 0});
+    const ZoneScope scope("UTC");
+    const OSSTime noon = {1715342400, 0};
+    const auto start = [&] {
+        OSSTime found = {};
+        OSSTime end = {};
+        EXPECT_EQ(sqlpiFindMaintWindow(&info, noon, 1, &found, &end), 1);
+        return found.seconds;
+    };
+    EXPECT_EQ(start(), noon.seconds + 10 * 3600);
+    setenv("TZ", "Europe/Berlin", 1);  // and no tzset
+    EXPECT_EQ(start(), noon.seconds + 8 * 3600);
+}
+
+}  // namespace

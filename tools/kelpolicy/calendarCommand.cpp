@@ -1,0 +1,103 @@
+// kelpolicy window calendar
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <system_error>
+
+#include "calendar.h"
+#include "windowOptions.h"
+
+namespace kelpolicy {
+namespace {
+
+struct CalendarOptions : WindowOptions {
+    std::string month{}; /* as given; empty: the current one */
+    int months = 1;
+    std::string htmlFile{};
+    std::string icsFile{};
+};
+
+struct YearMonth {
+    int year;
+    int month;
+};
+
+/* "2026-03"; nothing when it is not that, or not a month of the years that can be shown. */
+std::optional<YearMonth> parseMonth(const std::string& text) {
+    YearMonth parsed = {};
+    if (text.size() != 7 || text[4] != '-') return {};
+    const char* begin = text.data();
+    const auto year = std::from_chars(begin, begin + 4, parsed.year);
+    const auto month = std::from_chars(begin + 5, begin + 7, parsed.month);
+    if (year.ptr != begin + 4 || month.ptr != begin + 7) return {};
+    const bool isPossible = parsed.year >= 1900 && parsed.year <= 9000 && parsed.month >= 1 && parsed.month <= 12;
+    return isPossible ? std::optional(parsed) : std::nullopt;
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+    struct Close {
+        void operator()(FILE* file) const { std::fclose(file); }
+    };
+    std::unique_ptr<FILE, Close> file(std::fopen(path.c_str(), "wb"));
+    const bool written = file != nullptr && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+    const bool closed = written && std::fclose(file.release()) == 0;
+    if (!closed)
+        throw Failure(fmt::format("\"{}\" cannot be written: {}", path, std::generic_category().message(errno)),
+                      "Name a file in a directory that you may write to.", systemErrorCode, systemErrorState);
+}
+
+int runCalendar(const CalendarOptions& options, const GlobalOptions& globals, Output& output) {
+    Windows windows(options, globals, output);
+    const Date today = dateOf(windows.at());
+    const YearMonth first = parseMonth(options.month).value_or(YearMonth{today.year, today.month});
+    const Calendar calendar = makeCalendar(windows.record(), first.year, first.month, options.months, windows.at());
+    if (!options.htmlFile.empty()) writeFile(options.htmlFile, calendarHtml(calendar));
+    if (!options.icsFile.empty()) writeFile(options.icsFile, calendarIcs(calendar, windows.at()));
+    if (output.isJson()) {
+        output.writeJson(calendarObject(calendar));
+    } else if (options.htmlFile.empty() && options.icsFile.empty()) {
+        output.write(calendarText(calendar, output));
+    } else {
+        for (const std::string& path : {options.htmlFile, options.icsFile})
+            if (!path.empty()) output.writeLine(fmt::format("written: {}", path));
+    }
+    return windows.source().finish();
+}
+
+}  // namespace
+
+void addWindowCalendar(CLI::App& parent, RunCommand& chosen) {
+    CLI::App* command =
+        parent.add_subcommand("calendar", "Months as a picture: the hours of each day in which maintenance may run");
+    const auto options = std::make_shared<CalendarOptions>();
+    command->add_option("--month", options->month, "First month, as 2026-03 (default: the current one)")
+        ->type_name("YYYY-MM")
+        ->check([](const std::string& text) {
+            return parseMonth(text).has_value() ? std::string()
+                                                : fmt::format("\"{}\" is no month from 1900-01 to 9000-12", text);
+        });
+    command->add_option("--months", options->months, "How many months (default: 1)")
+        ->type_name("N")
+        ->check(CLI::Range(1, 120));
+    command->add_option("--html", options->htmlFile, "Write it to this file as a page by itself")
+        ->type_name("FILE")
+        ->check(refuseEmpty);
+    command->add_option("--ics", options->icsFile, "Write the windows to this file as an iCalendar file")
+        ->type_name("FILE")
+        ->check(refuseEmpty);
+    addAtOption(*command, *options);
+    addDocumentOption(*command, options->document);
+    addZoneOption(*command, *options);
+    command->footer(example("kelpolicy window calendar --month 2026-03 --months 3 --html windows.html"));
+    command->callback([&chosen, options] {
+        chosen = [options](const GlobalOptions& globals, Output& output) {
+            return runCalendar(*options, globals, output);
+        };
+    });
+}
+
+}  // namespace kelpolicy

@@ -1,0 +1,37 @@
+/* Where the maintenance windows stand in a policy-language document. */
+#ifndef KELPOLICY_WINDOW_PLACES_H
+#define KELPOLICY_WINDOW_PLACES_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sqlpiPolicyBase.h"
+#include "text.h"
+
+namespace kelpolicy {
+
+/* A child of a condition that the engine reads. */
+struct WindowPart {
+    SQLPI_POL_ELEMENT_TYPE type;
+    TextPlace place;
+    std::string text{};
+};
+
+/* A "kel:MaintenanceWindowCondition". */
+struct WindowCondition {
+    TextPlace place;
+    std::optional<std::string> windowType{}; /* the attribute as written */
+    std::vector<WindowPart> parts{};
+
+    bool isOffline() const { return windowType == "offline"; }
+};
+
+/* All conditions in document order, each with the place of its start tag.
+ * REQUIRES: the engine's parser accepts the document. */
+std::vector<WindowCondition> findWindowConditions(const std::string& document);
+
+}  // namespace kelpolicy
+
+#endif
