@@ -4,12 +4,15 @@
 
 #include "attributes.h"
 #include "balance.h"
+#include "sqlpiXmlPlatform.h"
 #include "trees.h"
 
 namespace {
 
 class PolicyAttributes : public BalancedTest {
 protected:
+    PolicyAttributes() { sqlpiHoldXmlPlatform(); }  // values are transcoded also where nothing was parsed yet
+
     /* The one element inside a document, as an object of its class. */
     template <class Element>
     Element& only(const std::string& element) {

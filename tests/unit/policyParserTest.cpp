@@ -12,6 +12,7 @@
 #include "hostLogs.h"
 #include "logs.h"
 #include "sqlpiPolicyParserHooks.h"
+#include "sqlpiXmlPlatform.h"
 #include "trees.h"
 
 namespace {
@@ -20,6 +21,8 @@ using kelhost::LogKind;
 
 class PolicyParser : public BalancedTest {
 protected:
+    PolicyParser() { sqlpiHoldXmlPlatform(); }  // messages are transcoded also where nothing was parsed yet
+
     /* Parses what must not parse; returns the diagnostic records. */
     std::vector<kelhost::LogRecord> refused(const std::string& document) {
         logs.clear();
