@@ -222,10 +222,12 @@ int64_t sqlpiMaintWinSearch::nextSelected(const Walk& walk) noexcept {
     while (day < walk.lastDay) {
         const int64_t end = masks_.next(day + 1, day + enough, false);
         if (end - day >= enough) break;
-        if ((end - day) * SQLPI_DAY_SECONDS + LONGEST_SETBACK >= walk.remaining) {
-            // Enough if the clocks are set back meanwhile.
-            clock_.lookAhead(walk.position, end - today);
-            if (clock_.steadyDays(walk.position) < end - today) break;
+        const bool enoughWithSetback = (end - day) * SQLPI_DAY_SECONDS + LONGEST_SETBACK >= walk.remaining;
+        if (enoughWithSetback || masks_.selects(end + 1)) {
+            // Enough if the clocks are set back meanwhile, or pass over the day that parts two that are selected.
+            const int64_t days = end + 1 - today;
+            clock_.lookAhead(walk.position, days);
+            if (clock_.steadyDays(walk.position) < days) break;
         }
         day = masks_.next(end, walk.lastDay, true);
     }

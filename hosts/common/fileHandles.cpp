@@ -35,12 +35,9 @@ int32_t openRegular(const char* path, int flags, mode_t permissions, int& descri
         descriptor = ::open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, permissions);
     } while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0) return fileStatus(errno);
-    int32_t result = OSS_OK;
-    if (::fstat(descriptor, &status) != 0) {
-        result = fileStatus(errno);
-    } else if (!S_ISREG(status.st_mode)) {
-        result = OSS_NOT_REGULAR;
-    } else if ((flags & O_CREAT) != 0 && ::ftruncate(descriptor, 0) != 0) {
+    const bool known = ::fstat(descriptor, &status) == 0;
+    int32_t result = known && !S_ISREG(status.st_mode) ? OSS_NOT_REGULAR : OSS_OK;
+    if (!known || (result == OSS_OK && (flags & O_CREAT) != 0 && ::ftruncate(descriptor, 0) != 0)) {
         result = fileStatus(errno);
     }
     if (result != OSS_OK) {

@@ -93,7 +93,7 @@ int32_t ossIsDirectory(const char* path) {
 int32_t ossDirectoryCreate(const char* path, uint32_t permissions) {
     const int32_t usable = checkPath(path);
     if (usable != OSS_OK) return usable;
-    char made[OSS_PATH_SIZE];
+    char made[OSS_PATH_SIZE] = "";
     const std::string_view whole = withoutSlashesAtEnd(path);
     for (size_t end = 1; end <= whole.size(); ++end) {
         if (end != whole.size() && whole[end] != '/') continue;

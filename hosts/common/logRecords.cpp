@@ -143,6 +143,7 @@ void pdLogPrintf(int32_t importance, const char* function, uint32_t probe, const
     std::array<char, PD_RECORD_SIZE + 1> text{};
     va_list arguments;
     va_start(arguments, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the checker misses va_start
     const int wanted = std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
     if (wanted >= 0) pdLog(importance, function, probe, text.data());

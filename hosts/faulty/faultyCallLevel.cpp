@@ -147,7 +147,7 @@ FAULTY_WRAP(SQLRETURN, SQLGetSQLCA, (SQLHENV env, SQLHDBC dbc, SQLHSTMT stmt, st
         kelhost::fillSqlca(*ca, fault->sqlcode, "58004", "");
         return static_cast<SQLRETURN>(codeOf(*fault));
     }
-    const SQLHANDLE handle = stmt != SQL_NULL_HSTMT ? stmt : dbc != SQL_NULL_HDBC ? dbc : env;
+    SQLHANDLE handle = stmt != SQL_NULL_HSTMT ? stmt : dbc != SQL_NULL_HDBC ? dbc : env;
     {
         const std::lock_guard lock(reports().guard);
         const auto found = reports().ofHandles.find(handle);

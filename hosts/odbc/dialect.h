@@ -31,6 +31,7 @@ struct Dialect {
     TimestampLiteral timestamps;
     UnitStart unitStart;
     bool savepointForEachStatement; /* a failing statement would spoil the unit of work */
+    bool keepsPreparedQueries; /* a prepared query follows changes of its table, so it may be kept for the next use */
     /* "Key=Value" that a connection string needs, unless it has the key; {} stands for the lock timeout in ms. */
     std::span<const char* const> connectionSettings;
     std::span<const char* const> sessionSetup; /* statements for a new session; {} as above */

@@ -82,6 +82,7 @@ private:
     using Chunk = std::array<Slot, chunkSize>;
 
     static void* toHandle(uint64_t use, uint32_t index) noexcept {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number, never followed as an address
         return reinterpret_cast<void*>(((use & useMask) << (kindBits + indexBits)) | (uintptr_t{index} << kindBits) |
                                        Kind);
     }

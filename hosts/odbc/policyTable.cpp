@@ -29,12 +29,12 @@ Outcome Session::verifyPolicyTable() {
         result = driver_.prepare(verify_.handle, sqlChars(dialect_->verifyPolicyTable), SQL_NTS);
     }
     if (SQL_SUCCEEDED(result)) result = driver_.execute(verify_.handle);
-    if (SQL_SUCCEEDED(result)) {
-        driver_.freeStmt(verify_.handle, SQL_CLOSE);
-    } else {
-        outcome = driverOutcome(SQL_HANDLE_STMT, verify_.handle, *dialect_);
+    if (!SQL_SUCCEEDED(result)) outcome = driverOutcome(SQL_HANDLE_STMT, verify_.handle, *dialect_);
+    if (outcome.failed() || !dialect_->keepsPreparedQueries) {
         driver_.freeHandle(SQL_HANDLE_STMT, verify_.handle);
         verify_.handle = SQL_NULL_HSTMT;
+    } else {
+        driver_.freeStmt(verify_.handle, SQL_CLOSE);
     }
     settle(outcome);
     return outcome;

@@ -87,7 +87,7 @@ void Session::closeStatements() noexcept {
 }
 
 // Which settings a database needs is known when it has been connected to; then it is done once more with them.
-void Session::connect(std::string connection, const DatabaseOptions& options) {
+void Session::connect(const std::string& connection, const DatabaseOptions& options) {
     if (driver_.allocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_) != SQL_SUCCESS) throw std::bad_alloc();
     driver_.setEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
     if (driver_.allocHandle(SQL_HANDLE_DBC, environment_, &connection_) != SQL_SUCCESS) throw std::bad_alloc();
@@ -161,8 +161,8 @@ Outcome Session::allocate(DriverStatement& statement) {
 std::optional<DriverStatement> Session::takePrepared(std::string_view text) noexcept {
     for (auto& candidate : prepared_) {
         if (candidate.text != text) continue;
-        std::optional<DriverStatement> taken(std::move(candidate));
-        if (&candidate != &prepared_.back()) candidate = std::move(prepared_.back());
+        std::swap(candidate, prepared_.back());
+        std::optional<DriverStatement> taken(std::move(prepared_.back()));
         prepared_.pop_back();
         return taken;
     }
@@ -170,7 +170,8 @@ std::optional<DriverStatement> Session::takePrepared(std::string_view text) noex
 }
 
 void Session::giveBack(DriverStatement statement) noexcept {
-    const bool useful = !statement.text.empty() && statement.text.size() <= longestPreparedText;
+    const bool useful =
+        dialect_->keepsPreparedQueries && !statement.text.empty() && statement.text.size() <= longestPreparedText;
     if (useful && SQL_SUCCEEDED(driver_.freeStmt(statement.handle, SQL_CLOSE))) {
         if (prepared_.size() == mostPreparedQueries) {
             driver_.freeHandle(SQL_HANDLE_STMT, prepared_.front().handle);
@@ -185,7 +186,7 @@ void Session::giveBack(DriverStatement statement) noexcept {
 Outcome Session::run(const std::string& text) {
     const SQLRETURN result = driver_.execDirect(control_.handle, sqlChars(text.c_str()), SQL_NTS);
     const bool done = SQL_SUCCEEDED(result) || result == SQL_NO_DATA;
-    const Outcome outcome = done ? Outcome{} : driverOutcome(SQL_HANDLE_STMT, control_.handle, *dialect_);
+    Outcome outcome = done ? Outcome{} : driverOutcome(SQL_HANDLE_STMT, control_.handle, *dialect_);
     driver_.freeStmt(control_.handle, SQL_CLOSE);
     return outcome;
 }

@@ -79,7 +79,7 @@ public:
     std::vector<SQLHSTMT> statements{}; /* oldest first */
 
 private:
-    void connect(std::string connection, const DatabaseOptions& options);
+    void connect(const std::string& connection, const DatabaseOptions& options);
     void connectOnce(const std::string& connection);
     void setUp(const DatabaseOptions& options);
     void attachPolicySchema();

@@ -4,122 +4,11 @@
 #include <time.h>
 
 #include <algorithm>
-#include <array>
-#include <cctype>
+
+#include "sqlTokens.h"
 
 namespace kelhost {
 namespace {
-
-bool isSpace(char c) noexcept {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-bool isWordStart(char c) noexcept {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || static_cast<unsigned char>(c) >= 0x80U;
-}
-
-bool isWordPart(char c) noexcept {
-    return isWordStart(c) || (c >= '0' && c <= '9') || c == '$' || c == '#' || c == '@';
-}
-
-bool isWord(std::string_view word, std::string_view upperCase) noexcept {
-    return word.size() == upperCase.size() &&
-           std::equal(word.begin(), word.end(), upperCase.begin(), [](char given, char upper) {
-               return given == upper || (upper >= 'A' && upper <= 'Z' && given == upper + ('a' - 'A'));
-           });
-}
-
-// Cuts a text into tokens: words, quoted texts, single characters. White space and comments stand between them.
-class Tokens {
-public:
-    /* Comments are added to `places` where one is given. */
-    explicit Tokens(std::string_view text, std::vector<SqlPlace>* places = nullptr) noexcept
-        : text_(text), places_(places) {}
-
-    // False at the end of the text.
-    bool next() {
-        skipBlanks();
-        begin_ = end_;
-        if (end_ == text_.size()) return false;
-        const char first = text_[end_];
-        if (isWordStart(first)) {
-            while (end_ < text_.size() && isWordPart(text_[end_])) ++end_;
-            // Some databases read \' in E'...' as a quote within the text.
-            if (isWord(token(), "E") && end_ < text_.size() && text_[end_] == '\'') skipEscaped();
-        } else if (first == '\'' || first == '"' || first == '`') {
-            skipQuoted(first);
-        } else if (first == '[') {
-            skipUntil("]");
-        } else {
-            ++end_;
-        }
-        return true;
-    }
-
-    std::string_view token() const noexcept { return text_.substr(begin_, end_ - begin_); }
-    size_t begin() const noexcept { return begin_; }
-    size_t end() const noexcept { return end_; }
-    bool open() const noexcept { return open_; }  // a quote or a comment has no end
-
-private:
-    void skipBlanks() {
-        while (end_ < text_.size()) {
-            const size_t start = end_;
-            if (isSpace(text_[end_])) {
-                ++end_;
-            } else if (text_.compare(end_, 2, "--") == 0) {
-                end_ = std::min(text_.find('\n', end_), text_.size());
-            } else if (text_.compare(end_, 2, "/*") == 0) {
-                end_ += 2;
-                skipUntil("*/");
-            } else {
-                return;
-            }
-            if (end_ - start > 1 && places_ != nullptr) places_->push_back({SqlPlace::comment, start, end_ - start});
-        }
-    }
-
-    void skipUntil(std::string_view mark) {
-        const size_t found = text_.find(mark, end_);
-        open_ = open_ || found == std::string_view::npos;
-        end_ = found == std::string_view::npos ? text_.size() : found + mark.size();
-    }
-
-    // A doubled quote stands for one and does not end the text.
-    void skipQuoted(char quote) {
-        ++end_;
-        for (;;) {
-            const size_t found = text_.find(quote, end_);
-            if (found == std::string_view::npos) {
-                open_ = true;
-                end_ = text_.size();
-                return;
-            }
-            end_ = found + 1;
-            if (end_ == text_.size() || text_[end_] != quote) return;
-            ++end_;
-        }
-    }
-
-    void skipEscaped() {
-        for (++end_; end_ < text_.size(); ++end_) {
-            if (text_[end_] == '\\') {
-                ++end_;
-            } else if (text_[end_] == '\'') {
-                ++end_;
-                return;
-            }
-        }
-        end_ = text_.size();
-        open_ = true;
-    }
-
-    std::string_view text_;
-    std::vector<SqlPlace>* places_;
-    size_t begin_ = 0;
-    size_t end_ = 0;
-    bool open_ = false;
-};
 
 SqlKind kindOf(std::string_view first, std::string_view second) noexcept {
     for (const char* word : {"SELECT", "VALUES", "EXPLAIN", "PRAGMA", "SHOW"}) {
@@ -217,7 +106,7 @@ void replaceNow(std::vector<SqlPlace>& places, size_t begin, size_t end) {
 
 // CALL [SYSPROC.]SYSINSTALLOBJECTS with four literals; empty when the text is something else.
 std::vector<std::string> installObjectsArguments(std::string_view text) {
-    Tokens tokens(text);
+    SqlTokens tokens(text);
     const auto follows = [&](std::string_view wanted) { return tokens.next() && isWord(tokens.token(), wanted); };
     if (!follows("CALL") || !tokens.next()) return {};
     if (isWord(tokens.token(), "SYSPROC") && !(follows(".") && tokens.next())) return {};
@@ -245,7 +134,7 @@ SqlText scanSql(std::string_view text) {
         return found;
     };
     if (text.find('\0') != std::string_view::npos) return refuse("the statement holds a zero byte");
-    Tokens tokens(text, &found.places);
+    SqlTokens tokens(text, &found.places);
     KeyPlaces keys;
     std::string_view first;
     std::string_view second;

@@ -1,20 +1,8 @@
 // The session's unit of work: where it starts, how a failing statement leaves it, how it ends.
-#include <cstring>
-#include <string_view>
-
 #include "hostError.h"
 #include "session.h"
 
 namespace kelhost {
-namespace {
-
-bool mayEndUnit(const Outcome& outcome) noexcept {
-    const std::string_view state(outcome.sqlstate);
-    return state == "40001" || state == "57011" || state == "53100" || state == "58030";
-}
-
-}  // namespace
-
 // With UnitStart::host a unit of work takes the write lock with its first changing statement and waits for it: two
 // units that had both begun to read could otherwise never both go on to write. Reads before that see what is committed.
 Outcome Session::begin(SqlKind kind) {
@@ -32,7 +20,8 @@ void Session::settle(const Outcome& outcome) {
         run("RELEASE SAVEPOINT KEL_STATEMENT");
         return;
     }
-    if (unitOpen_ && outcome.failed() && mayEndUnit(outcome) && !unitIsOpen()) {
+    // A failure that the database cannot confine to its statement ends the whole unit of work.
+    if (unitOpen_ && outcome.failed() && !unitIsOpen()) {
         unitOpen_ = false;
         unitLost_ = true;
     }

@@ -103,6 +103,68 @@ TEST_F(OdbcDatabase, AConnectionThatFailsSaysWhy) {
     EXPECT_NE(message.find("not a database"), std::string::npos) << message;
 }
 
+TEST_F(OdbcDatabase, AUnitOfWorkThatTheDatabaseGaveUpCommitsNothing) {
+    EngineContext context(instance_);
+    const EngineContext::Scope bound(context);
+    Client client;
+    ASSERT_EQ(client.createPolicyTable(), SQL_SUCCESS);
+    context.commit();
+    ASSERT_EQ(client.insert("lost", "<x/>"), SQL_SUCCESS);
+    EXPECT_EQ(client.run("INSERT OR ROLLBACK INTO SYSTOOLS.POLICY SELECT * FROM SYSTOOLS.POLICY"), SQL_ERROR);
+    EXPECT_EQ(client.state(), "23505");
+    EXPECT_EQ(client.insert("after", "<x/>"), SQL_ERROR) << "it would be committed by itself";
+    EXPECT_EQ(client.ca().sqlcode, -911);
+    EXPECT_EQ(client.state(), "40001");
+    EXPECT_THROW(context.commit(), HostError);
+    context.rollback();
+    EXPECT_EQ(client.rows("SELECT NAME FROM SYSTOOLS.POLICY WHERE MED='M'").size(), 0U);
+    EXPECT_EQ(client.insert("next", "<x/>"), SQL_SUCCESS);
+    context.commit();
+}
+
+TEST_F(OdbcDatabase, AFullDatabaseIsReportedAndLeavesNothingHalfDone) {
+    EngineContext context(instance_);
+    const EngineContext::Scope bound(context);
+    Client client;
+    ASSERT_EQ(client.createPolicyTable(), SQL_SUCCESS);
+    context.commit();
+    EXPECT_EQ(client.rows("PRAGMA SYSTOOLS.max_page_count = 20"), std::vector<std::string>{"20"});
+    ASSERT_EQ(client.insert("small", "<x/>"), SQL_SUCCESS);
+    EXPECT_EQ(client.insert("large", std::string(1'000'000, 'x')), SQL_ERROR);
+    EXPECT_EQ(client.ca().sqlcode, -964);
+    EXPECT_EQ(client.state(), "53100");
+    // The database may confine the failure to the statement, or give the unit of work up.
+    std::vector<std::string> expected = {"small"};
+    try {
+        context.commit();
+    } catch (const HostError& lost) {
+        EXPECT_EQ(lost.sqlstate(), "40001");
+        context.rollback();
+        expected.clear();
+    }
+    EXPECT_EQ(client.rows("SELECT NAME FROM SYSTOOLS.POLICY WHERE MED='M'"), expected);
+    EXPECT_EQ(client.insert("next", "<x/>"), SQL_SUCCESS);
+    context.commit();
+}
+
+TEST_F(OdbcDatabase, ADatabaseThatMayNotBeWrittenCanStillBeRead) {
+    {
+        EngineContext context(instance_);
+        const EngineContext::Scope bound(context);
+        Client client;
+        ASSERT_EQ(client.createPolicyTable(), SQL_SUCCESS);
+        context.commit();
+    }
+    EngineContext context(instance_);
+    const EngineContext::Scope bound(context);
+    Client client;
+    EXPECT_EQ(client.run("PRAGMA query_only = 1"), SQL_SUCCESS);
+    EXPECT_EQ(client.rows("SELECT NAME FROM SYSTOOLS.POLICY").size(), 5U);
+    EXPECT_EQ(client.insert("a", "<x/>"), SQL_ERROR);
+    EXPECT_EQ(client.ca().sqlcode, -817);
+    EXPECT_EQ(client.state(), "25006");
+}
+
 // Works in a process of its own, which `work` ends with _exit.
 template <class Work>
 pid_t inProcess(Work work) {

@@ -21,12 +21,12 @@ TEST_F(CliFailure, answersAWrongCommandLineWithStatusTwo) {
         std::string inMessage;
         std::string inHint;
     } cases[] = {
-        {"nothing", {}, "say which: kelpolicy init, describe, tree, show", "\"kelpolicy --help\""},
+        {"nothing", {}, "say which: kelpolicy init, describe, tree, show, window", "\"kelpolicy --help\""},
         {"unknown command", {"frob"}, "\"frob\" is no command of kelpolicy", "\"kelpolicy --help\""},
         {"unknown option", {"init", "--frob"}, "--frob", "\"kelpolicy init --help\""},
         {"group alone",
          {"show"},
-         "say which: show backup, reorg, runstats, stats-profile",
+         "say which: show backup, reorg, runstats, stats-profile, windows",
          "\"kelpolicy show --help\""},
         {"unknown in a group", {"show", "frob"}, "\"frob\" is no command of show", "\"kelpolicy show --help\""},
         {"too many words", {"describe", "CommonPolicy", "more"}, "more", "\"kelpolicy describe --help\""},
@@ -67,12 +67,18 @@ TEST_F(CliFailure, explainsEachCommandWithAnExample) {
                                                             {"show", "backup"},
                                                             {"show", "reorg"},
                                                             {"show", "runstats"},
-                                                            {"show", "stats-profile"}};
+                                                            {"show", "stats-profile"},
+                                                            {"show", "windows"},
+                                                            {"window"},
+                                                            {"window", "next"},
+                                                            {"window", "status"},
+                                                            {"window", "calendar"},
+                                                            {"window", "lint"}};
     for (std::vector<std::string> command : commands) {
         command.emplace_back("--help");
         const Outcome outcome = run(command);
-        EXPECT_EQ(outcome.status, 0) << command.front();
-        EXPECT_EQ(outcome.err, "") << command.front();
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.err, "") << outcome.err;
         EXPECT_NE(outcome.out.find("Example:\n  kelpolicy "), std::string::npos) << outcome.out;
     }
     EXPECT_EQ(run({"--version"}).status, 0);
@@ -148,8 +154,7 @@ TEST_F(CliFailure, tellsThatTheDatabaseCannotBeReached) {
         if (!example.sqlstate.empty()) {
             EXPECT_EQ(error["sqlstate"], example.sqlstate) << example.name;
         }
-        EXPECT_NE(error["message"].get<std::string>().find("the database: "), std::string::npos)
-            << error;
+        EXPECT_NE(error["message"].get<std::string>().find("the database: "), std::string::npos) << error;
         EXPECT_NE(error["hint"].get<std::string>().find("--database"), std::string::npos) << error;
     }
     const Outcome text = run({"describe", "--database", "DSN=there-is-none"});

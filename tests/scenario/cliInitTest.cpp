@@ -68,7 +68,10 @@ TEST_F(CliInit, tellsOfAMissingRow) {
 
 TEST_F(CliInit, everyCommandMakesTheInstanceOnFirstUse) {
     const std::vector<std::vector<std::string>> commands = {
-        {"describe"}, {"show", "backup"}, {"show", "reorg"}, {"show", "runstats"}, {"show", "stats-profile"}};
+        {"describe"},         {"show", "backup"},        {"show", "reorg"},
+        {"show", "runstats"}, {"show", "stats-profile"}, {"show", "windows"},
+        {"window", "next"},   {"window", "status"},      {"window", "calendar"},
+        {"window", "lint"}};
     int number = 0;
     for (const auto& command : commands) {
         const std::string directory = file("first-use/" + std::to_string(++number));

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <ostream>
 #include <random>
 
 namespace maintWinCases {
@@ -164,6 +165,10 @@ ZoneScope::~ZoneScope() {
         unsetenv("TZ");
     }
     tzset();
+}
+
+void PrintTo(const Zone& zone, std::ostream* stream) {
+    *stream << zone.name << " " << zone.firstYear << " to " << zone.lastYear;
 }
 
 std::vector<int64_t> clockChanges(const Zone& zone) {

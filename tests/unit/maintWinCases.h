@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,7 @@ struct Zone {
     int firstYear;
     int lastYear;
 };
+void PrintTo(const Zone& zone, std::ostream* stream);
 
 /* Where the zone's clocks, or their daylight-saving flag, change: the first second of the new time. */
 std::vector<int64_t> clockChanges(const Zone& zone);

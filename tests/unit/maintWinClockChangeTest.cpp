@@ -208,6 +208,38 @@ TEST(MaintWinNewYork, ClockChanges) {
     EXPECT_EQ(localTime(2024, 11, 3, 3, 0) - firstHalfPastOne, 2 * HOUR + HOUR / 2);
 }
 
+/* Seconds past 59 count on from the 59th, into a skipped hour and over midnight. */
+TEST_F(BerlinSpring, SecondsPastTheirRange) {
+    for (const uint8_t second : {uint8_t{59}, uint8_t{60}, uint8_t{70}, uint8_t{255}}) {
+        const sqlpiMaintWindowInfo info = dailyWindow({1, 59, second}, {4, 0, 0});
+        // 01:59:59 is CET; what follows is the same number of seconds later.
+        expectStretch(ask(info, midnight_), localTime(2024, 3, 31, 1, 59, 59) + second - 59, fourOClock_, "start");
+    }
+}
+
+/* Clocks that change twice within a month: to daylight-saving time on 10 September, back on 1 October at 03:00. */
+TEST(MaintWinTwoChangesInAMonth, TheOffsetOfTheDayLookedAtBeforeDecides) {
+    const ZoneScope scope("STD0DST,J253/2,J274/3");
+    const int64_t first = localTime(2024, 10, 1, 2, 30);
+    sqlpiMaintWindowInfo info = dailyWindow({2, 30, 0}, {4, 0, 0});
+    std::fill(info.dayOfMonth + 1, std::end(info.dayOfMonth), false);
+    info.monthOfYear[7] = false;
+    expectStretch(ask(info, localTime(2024, 9, 10, 0, 0)), first, localTime(2024, 10, 1, 4, 0), "30 September");
+    // An unselected month is passed over in one step, from its first day.
+    info.monthOfYear[8] = false;
+    expectStretch(ask(info, localTime(2024, 7, 10, 0, 0)), first + HOUR, localTime(2024, 10, 1, 4, 0), "1 September");
+}
+
+/* Recife went to daylight-saving time on 8 October 2000 and back a week later, for an hour less than seven days. */
+TEST(MaintWinRecife, TwoChangesInAWeek) {
+    const ZoneScope scope("America/Recife");
+    const sqlpiMaintWindowInfo info = onWeekdays({12, 0, 0}, {12, 0, 0}, {5, 6});  // Friday and Saturday
+    expectStretch(ask(info, localTime(2000, 9, 10, 13, 0), 48 * HOUR + 1), localTime(2000, 10, 13, 12, 0),
+                  localTime(2000, 10, 15, 12, 0), "the one with a 25th hour");
+    expectStretch(ask(info, localTime(2000, 10, 1, 13, 0), 48 * HOUR), localTime(2000, 10, 13, 12, 0),
+                  localTime(2000, 10, 15, 12, 0), "the one before has 47");
+}
+
 /* Lord Howe Island changes by half an hour: on 1 October 2023 from 02:00 to 02:30, on 7 April 2024 from 02:00 back to
  * 01:30. */
 TEST(MaintWinLordHowe, HalfAnHour) {
@@ -256,6 +288,8 @@ TEST(MaintWinApia, ADayThatDoesNotExist) {
                   localTime(2012, 1, 6, 8, 0), localTime(2012, 1, 6, 10, 0), "no Friday in this week");
     expectStretch(ask(dailyWindow({22, 0, 0}, {6, 0, 0}), localTime(2011, 12, 29, 12, 0)),
                   localTime(2011, 12, 29, 22, 0), localTime(2011, 12, 31, 6, 0), "one night");
+    expectStretch(ask(onWeekdays({0, 0, 0}, {0, 0, 0}, {4, 6}), localTime(2011, 12, 7, 0, 0), 48 * HOUR),
+                  localTime(2011, 12, 29, 0, 0), localTime(2012, 1, 1, 0, 0), "Thursday and Saturday in a row");
 }
 
 /* Nepal moved its clocks from 00:00 to 00:15 on 1 January 1986, for good. */

@@ -1,6 +1,8 @@
 /* The library's answers equal those of a walk over the days, for windows and moments drawn at random. */
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "unit/maintWinCases.h"
 #include "unit/maintWinReference.h"
 
@@ -12,6 +14,11 @@ struct Batch {
     Zone zone;
     int number;
 };
+
+void PrintTo(const Batch& batch, std::ostream* stream) {
+    PrintTo(batch.zone, stream);
+    *stream << " batch " << batch.number;
+}
 
 constexpr int BATCHES = 4;
 constexpr uint64_t CASES = 36000;
@@ -58,9 +65,14 @@ std::vector<Batch> batches() {
                               {"Asia/Kathmandu", 1985, 1987},
                               {"America/Sao_Paulo", 1985, 2018},
                               {"Pacific/Apia", 2009, 2012}};
+    // Changes at midnight, for good, of two hours, around Ramadan, and daylight-saving time that is the winter's.
+    constexpr Zone moreZones[] = {{"America/Havana", 1995, 2020},   {"Europe/Volgograd", 2015, 2021},
+                                  {"Antarctica/Troll", 2005, 2024}, {"Africa/Casablanca", 2008, 2026},
+                                  {"Europe/Dublin", 1972, 2020},    {"America/Recife", 1995, 2003}};
     std::vector<Batch> all;
     for (const Zone& zone : zones)
         for (int number = 0; number < BATCHES; ++number) all.push_back({zone, number});
+    for (const Zone& zone : moreZones) all.push_back({zone, BATCHES});
     return all;
 }
 

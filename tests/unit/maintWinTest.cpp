@@ -312,6 +312,21 @@ TEST_P(MaintWin, OutsideLooksForGaps) {
     expectStretch(ask(info, evening), evening, localTime(2024, 5, 13, 8, 0), "any flag but 0");
 }
 
+TEST_P(MaintWin, OutsideLooksForFiveYearsOf365Days) {
+    // Every day but 29 February (2096, then 2104), which is the last of its month; others are the last but one, or two,
+    // or the 30th or 31st.
+    sqlpiMaintWindowInfo info = dailyWindow({0, 0, 0}, {23, 59, 0});
+    info.outside = 1;
+    info.dayOfMonth[28] = info.dayOfMonth[31] = false;
+    std::fill(info.dayOfMonth + 34, std::end(info.dayOfMonth), false);
+    const int64_t gap = localTime(2104, 2, 28, 23, 59);
+    const int64_t gapEnd = localTime(2104, 3, 1, 0, 0);
+    const auto now = [&](int64_t daysBefore) { return gap - daysBefore * DAY; };
+    expectStretch(ask(info, now(1824), 12 * HOUR), gap, gapEnd, "1824 days before");
+    expectStretch(ask(info, now(1825) + 1, 12 * HOUR), gap, gapEnd, "a second less than 1825 days before");
+    expectNone(ask(info, now(1825), 12 * HOUR), "1825 days before");
+}
+
 TEST_P(MaintWin, OutsideCopiesSubSeconds) {
     sqlpiMaintWindowInfo info = dailyWindow({8, 0, 0}, {18, 0, 0});
     info.outside = 1;

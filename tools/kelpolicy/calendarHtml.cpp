@@ -28,7 +28,7 @@ td.pad { border: 0; background: none; }
 td.today { outline: 3px solid var(--ink); outline-offset: -3px; }
 .date { font-weight: 700; font-size: .95rem; }
 .weekday { display: none; }
-.mark { margin-left: .3rem; padding: 0 .3rem; border: 1px solid var(--ink); border-radius: .2rem; font-weight: 600;
+.mark { display: inline-block; margin-left: .3rem; padding: 0 .3rem; border: 1px solid var(--ink); border-radius: .2rem; font-weight: 600;
   font-size: .75rem; }
 .track { position: relative; height: .7rem; margin: .2rem 0; border: 1px solid var(--line); background: var(--ground);
   print-color-adjust: exact; -webkit-print-color-adjust: exact; }

@@ -24,7 +24,8 @@ std::string timeZoneName();
 
 /* Reads "2026-03-29", "2026-03-29T02:30", "2026-03-29 02:30:15", each also with "Z" or "+02:00" behind a time, or
  * seconds since the epoch. Without an offset it is local time: one that a clock change skips is as much later, and of
- * one that it doubles the first is meant. Nothing when the text is none of these or the year is beyond the range. */
+ * one that it doubles the first is meant. Nothing when the text is none of these or the year is beyond the range,
+ * whatever the zone. */
 std::optional<int64_t> parseMoment(std::string_view text);
 
 tm localTime(int64_t moment);

@@ -33,18 +33,6 @@ void enterZone(const std::string& zone, Output& output) {
         output.note(fmt::format("TZ is \"{}\", which is no known zone: all times are UTC", ownZone));
 }
 
-int64_t momentOf(const std::string& text) {
-    if (text.empty()) return std::time(nullptr);
-    const std::optional<int64_t> moment = parseMoment(text);
-    if (!moment.has_value())
-        throw Failure(
-            fmt::format("\"{}\" is no moment", text),
-            "Give seconds since the epoch, or local time as 2026-03-29T02:30:00, with +02:00 behind it for an "
-            "offset.",
-            -180, "22007");
-    return *moment;
-}
-
 }  // namespace
 
 void addZoneOption(CLI::App& command, WindowOptions& options) {
@@ -58,11 +46,18 @@ void addZoneOption(CLI::App& command, WindowOptions& options) {
 void addAtOption(CLI::App& command, WindowOptions& options) {
     command.add_option("--at", options.at, "Moment in place of now: seconds since the epoch or 2026-03-29T02:30:00")
         ->type_name("TIME")
-        ->check(refuseEmpty);
+        ->check([](const std::string& text) {
+            return parseMoment(text).has_value()
+                       ? std::string()
+                       : fmt::format(
+                             "\"{}\" is no moment: give seconds since the epoch, or local time as "
+                             "2026-03-29T02:30:00, with +02:00 behind it for an offset",
+                             text);
+        });
 }
 
-CLI::Option* addKindOption(CLI::App& command, WindowOptions& options, const char* help) {
-    return command.add_option("--kind", options.kind, help)
+void addKindOption(CLI::App& command, WindowOptions& options, const char* help) {
+    command.add_option("--kind", options.kind, help)
         ->type_name("online|offline")
         ->check(CLI::IsMember({"online", "offline"}));
 }
@@ -70,7 +65,7 @@ CLI::Option* addKindOption(CLI::App& command, WindowOptions& options, const char
 Windows::Windows(const WindowOptions& options, const GlobalOptions& globals, Output& output)
     : source_(windowsKind, options.document, globals, output), record_(readWindows(source_)) {
     enterZone(options.zone, output);
-    at_ = momentOf(options.at);
+    at_ = options.at.empty() ? std::time(nullptr) : parseMoment(options.at).value();
 }
 
 }  // namespace kelpolicy

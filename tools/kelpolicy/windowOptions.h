@@ -19,11 +19,9 @@ struct WindowOptions {
     std::string kind = "online"; /* or "offline" */
 };
 
-using SharedWindowOptions = std::shared_ptr<WindowOptions>;
-
 void addZoneOption(CLI::App& command, WindowOptions& options);
 void addAtOption(CLI::App& command, WindowOptions& options);
-CLI::Option* addKindOption(CLI::App& command, WindowOptions& options, const char* help);
+void addKindOption(CLI::App& command, WindowOptions& options, const char* help);
 
 /* The windows as the source says them; then the process is in the zone that the options name. */
 class Windows {

@@ -10,9 +10,10 @@
  * rolls back, and automatic commit turned off inside changes nothing outside. Without a context on the thread
  * SQLConnect fails with SQLSTATE 08003 and does nothing else.
  *
- * Statements. Every statement is atomic by itself: one that fails leaves the unit of work usable. A text that holds
- * more than one statement is refused with SQLSTATE 42601. A statement handle may outlive the connection handle it came
- * from: the host then owns the open result set.
+ * Statements. Every statement is atomic by itself: one that fails leaves the unit of work usable. Where a failure made
+ * the database give the whole unit of work up (a full device), statements fail with SQLSTATE 40001 until the host has
+ * rolled it back. A text that holds more than one statement is refused with SQLSTATE 42601. A statement handle may
+ * outlive the connection handle it came from: the host then owns the open result set.
  *
  * SQL that every host must understand besides plain SELECT, INSERT, UPDATE and DELETE on SYSTOOLS.POLICY:
  *   CURRENT TIMESTAMP                           the local time, to the microsecond

@@ -1,0 +1,530 @@
+// kelpolicy window calendar: the picture in the terminal, as data, as a page in a browser, as an iCalendar file.
+#include <libical/ical.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "scenario.h"
+#include "windowDocument.h"
+
+namespace scenario {
+namespace {
+
+using nlohmann::json;
+
+const std::string lastDay = std::string(31, '0') + "1" + std::string(30, '0');
+
+class CliCalendar : public Scenario {
+protected:
+    Outcome calendar(const std::string& document, std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), {"window", "calendar", "--document", "-"});
+        return run(arguments, {.input = document});
+    }
+    json data(const std::string& document, std::vector<std::string> arguments) const {
+        arguments.emplace_back("--json");
+        const Outcome outcome = calendar(document, arguments);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return json::parse(outcome.out);
+    }
+};
+
+/* What is to be seen on single days, in words that all pictures share. */
+struct DayCase {
+    const char* name;
+    std::string document;
+    std::string zone;
+    std::string date;
+    std::string online; /* "00:00–06:00, 22:00–24:00"; empty: nothing */
+    std::string offline;
+    std::string change; /* words about a clock change */
+};
+
+WindowText offlineAt(std::string time, std::string dayOfMonth) {
+    return {.time = std::move(time), .dayOfMonth = std::move(dayOfMonth), .type = "offline"};
+}
+
+const WindowText night = {};
+const WindowText officeHours = {.time = "T080000/T180000", .dayOfWeek = "0111110", .isOutside = true};
+const WindowText halfPastTwo = {.time = "T023000/T043000"};
+const WindowText endsInTheDoubledHour = {.time = "T010000/T023000"};
+const WindowText saturdays = {.time = "T000000/T000000", .dayOfWeek = "0000001"};
+
+const DayCase dayCases[] = {
+    {"the last day of February in a leap year", windowDocument(offlineAt("T200000/T220000", lastDay)), "UTC",
+     "2028-02-29", "00:00–24:00", "20:00–22:00", ""},
+    {"the day before that", windowDocument(offlineAt("T200000/T220000", lastDay)), "UTC", "2028-02-28", "00:00–24:00",
+     "", ""},
+    {"the last day of February in another year", windowDocument(offlineAt("T200000/T220000", lastDay)), "UTC",
+     "2027-02-28", "00:00–24:00", "20:00–22:00", ""},
+    {"the night after a month's last day belongs to the next month",
+     windowDocument(offlineAt("T230000/T030000", lastDay)), "UTC", "2026-11-30", "00:00–24:00", "23:00–24:00", ""},
+    {"and is shown there", windowDocument(offlineAt("T230000/T030000", lastDay)), "UTC", "2026-11-01", "00:00–24:00",
+     "00:00–03:00", ""},
+    {"a window over midnight", windowDocument(night), "Europe/Berlin", "2026-11-10", "00:00–06:00, 22:00–24:00", "",
+     ""},
+    {"outside on a working day", windowDocument(officeHours), "Europe/Berlin", "2026-11-10", "00:00–08:00, 18:00–24:00",
+     "", ""},
+    {"outside at the week-end", windowDocument(officeHours), "Europe/Berlin", "2026-11-14", "00:00–24:00", "", ""},
+    {"a night in which the clock goes forward", windowDocument(night), "Europe/Berlin", "2026-03-29",
+     "00:00–06:00, 22:00–24:00", "", "the clock goes forward from 02:00 to 03:00"},
+    {"a begin that does not exist: what the C runtime makes of it", windowDocument(halfPastTwo), "Europe/Berlin",
+     "2026-03-29", "01:30–04:30", "", "the clock goes forward from 02:00 to 03:00"},
+    {"a night in which the clock goes back", windowDocument(night), "Europe/Berlin", "2026-10-25",
+     "00:00–06:00, 22:00–24:00", "", "the clock goes back from 03:00 to 02:00"},
+    {"half an hour in Lord Howe", windowDocument(night), "Australia/Lord_Howe", "2026-10-04",
+     "00:00–06:00, 22:00–24:00", "", "the clock goes forward from 02:00 to 02:30"},
+    {"midnight that does not exist", windowDocument(night), "America/Sao_Paulo", "2018-11-04",
+     "01:00–06:00, 22:00–24:00", "", "the clock goes forward from 00:00 to 01:00"},
+    {"24 hours from midnight", windowDocument(saturdays), "UTC", "2026-11-14", "00:00–24:00", "", ""},
+    {"and nothing behind them", windowDocument(saturdays), "UTC", "2026-11-15", "", "", ""},
+};
+
+std::string joined(const json& hours) {
+    std::string text;
+    for (const json& part : hours)
+        text += (text.empty() ? "" : ", ") + part["from"].get<std::string>() + "–" + part["until"].get<std::string>();
+    return text;
+}
+
+const json* dayOf(const json& calendar, const std::string& date) {
+    for (const json& month : calendar["months"])
+        for (const json& day : month["days"])
+            if (day["date"] == date) return &day;
+    return nullptr;
+}
+
+TEST_F(CliCalendar, showsTheHoursOfEachDayAsData) {
+    for (const DayCase& example : dayCases) {
+        const json shown = data(example.document, {"--tz", example.zone, "--month", example.date.substr(0, 7)});
+        const json* day = dayOf(shown, example.date);
+        ASSERT_NE(day, nullptr) << example.name;
+        EXPECT_EQ(joined((*day)["online"]), example.online) << example.name;
+        EXPECT_EQ(joined((*day)["offline"]), example.offline) << example.name;
+        EXPECT_EQ((*day)["clock_change"], example.change.empty() ? json(nullptr) : json(example.change))
+            << example.name;
+    }
+}
+
+TEST_F(CliCalendar, showsTheSameInTheTerminal) {
+    for (const DayCase& example : dayCases) {
+        const Outcome outcome =
+            calendar(example.document, {"--tz", example.zone, "--month", example.date.substr(0, 7)});
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        std::istringstream lines(outcome.out);
+        std::string found;
+        for (std::string line; std::getline(lines, line);) {
+            const size_t bar = line.find("  |");
+            if (bar != std::string::npos && bar >= 7 &&
+                std::stoi(line.substr(4, 3)) == std::stoi(example.date.substr(8)))
+                found = line;
+        }
+        std::string expected;
+        if (!example.online.empty()) expected += "  online " + example.online;
+        if (!example.offline.empty()) expected += "  offline " + example.offline;
+        if (!example.change.empty()) expected += "  " + example.change;
+        const size_t behindBars = found.rfind('|');
+        ASSERT_NE(behindBars, std::string::npos) << example.name << outcome.out;
+        EXPECT_EQ(found.substr(behindBars + 1), expected) << example.name;
+        EXPECT_EQ(found.substr(0, 2), example.change.empty() ? "  " : " !") << example.name;
+        EXPECT_EQ(outcome.out.find('\x1B'), std::string::npos) << "no colour is needed to read it";
+    }
+}
+
+TEST_F(CliCalendar, drawsOneCharacterForEachHour) {
+    const struct {
+        const char* name;
+        WindowText window;
+        std::string zone;
+        std::string month;
+        std::string line; /* with both bars */
+    } cases[] = {
+        {"over midnight",
+         {.time = "T220000/T060000"},
+         "UTC",
+         "2026-11",
+         "Tu 10  |OOOOOO................OO|  |........................|"},
+        {"parts of hours",
+         {.time = "T013000/T034500"},
+         "UTC",
+         "2026-11",
+         "Tu 10  |.oOo....................|  |........................|"},
+        {"an hour that does not exist",
+         {.time = "T000000/T060000"},
+         "Europe/Berlin",
+         "2026-03",
+         "Su 29  |OO OOO..................|  |.. .....................|"},
+        {"an hour that comes twice, one of them covered",
+         {.time = "T000000/T020000"},
+         "Europe/Berlin",
+         "2026-10",
+         "Su 25  |OO......................|  |........................|"},
+        {"offline",
+         {.time = "T220000/T223000", .type = "offline"},
+         "UTC",
+         "2026-11",
+         "Tu 10  |OOOOOOOOOOOOOOOOOOOOOOOO|  |......................x.|"},
+    };
+    for (const auto& example : cases) {
+        const Outcome outcome =
+            calendar(windowDocument(example.window), {"--tz", example.zone, "--month", example.month});
+        EXPECT_NE(outcome.out.find(example.line), std::string::npos) << example.name << "\n" << outcome.out;
+    }
+}
+
+TEST_F(CliCalendar, tellsTheTwoHoursOfTheDoubledHourApart) {
+    const json shown = data(windowDocument(endsInTheDoubledHour), {"--tz", "Europe/Berlin", "--month", "2026-10"});
+    const json hours = (*dayOf(shown, "2026-10-25"))["online"];
+    ASSERT_EQ(hours.size(), 1U);
+    EXPECT_EQ(hours[0]["from"], "01:00");
+    const int64_t end = hours[0]["end"];
+    EXPECT_TRUE(end == 1792888200 || end == 1792891800) << end;
+    EXPECT_EQ(hours[0]["until"], end == 1792888200 ? "02:30 CEST" : "02:30 CET");
+}
+
+TEST_F(CliCalendar, marksTodayAndOnlyToday) {
+    const json shown = data(windowDocument(night), {"--at", "2026-11-10T23:30:00", "--tz", "Europe/Berlin"});
+    for (const json& day : shown["months"][0]["days"])
+        EXPECT_EQ(day["today"], day["date"] == "2026-11-10") << day["date"];
+    const Outcome text = calendar(windowDocument(night), {"--at", "2026-11-10T23:30:00", "--tz", "Europe/Berlin"});
+    EXPECT_NE(text.out.find("\n> Tu 10  |"), std::string::npos) << text.out;
+    EXPECT_EQ(std::count(text.out.begin(), text.out.end(), '>'), 2) << "the day and the key\n" << text.out;
+}
+
+TEST_F(CliCalendar, showsEveryDayOfTheMonthsAskedFor) {
+    const json shown = data(windowDocument(night), {"--month", "2027-11", "--months", "5", "--tz", "Europe/Berlin"});
+    const std::vector<std::pair<std::string, size_t>> expected = {
+        {"2027-11", 30}, {"2027-12", 31}, {"2028-1", 31}, {"2028-2", 29}, {"2028-3", 31}};
+    ASSERT_EQ(shown["months"].size(), expected.size());
+    for (size_t i = 0; i < expected.size(); ++i) {
+        const json& month = shown["months"][i];
+        EXPECT_EQ(month["year"].dump() + "-" + month["month"].dump(), expected[i].first);
+        EXPECT_EQ(month["days"].size(), expected[i].second);
+        for (const json& day : month["days"])
+            EXPECT_EQ(joined(day["online"]), "00:00–06:00, 22:00–24:00") << day["date"];
+    }
+}
+
+TEST_F(CliCalendar, showsADayThatAZoneLeftOut) {
+    const json shown = data(windowDocument(night), {"--month", "2011-12", "--tz", "Pacific/Apia"});
+    EXPECT_EQ((*dayOf(shown, "2011-12-30"))["online"], json::array());
+    EXPECT_EQ(joined((*dayOf(shown, "2011-12-29"))["online"]).substr(0, 13), "00:00–06:00");
+    const Outcome text = calendar(windowDocument(night), {"--month", "2011-12", "--tz", "Pacific/Apia"});
+    EXPECT_NE(text.out.find("this day is left out"), std::string::npos) << text.out;
+}
+
+/* --- the page in a browser -----------------------------------------------------------------------------------------
+ */
+
+/* A page that holds each of `pages` twice, as wide as a desktop's and as a phone's screen, and tells of each how it is
+ * drawn: the text that is to be seen, the bars' places in hours of the day, and whether something sticks out. */
+constexpr const char* measurement = R"(<!DOCTYPE html><body><script>
+const screens = [1280, 390];
+function measure(frame) {
+  const page = frame.contentDocument;
+  const days = {};
+  for (const cell of page.querySelectorAll('td[data-date]')) {
+    const bars = [];
+    for (const track of cell.querySelectorAll('.track')) {
+      const left = track.getBoundingClientRect().left + track.clientLeft;
+      for (const bar of track.querySelectorAll('.bar')) {
+        const box = bar.getBoundingClientRect();
+        const hour = x => Math.round((x - left) / track.clientWidth * 24 * 4) / 4;
+        bars.push([track.classList.contains('online') ? 'online' : 'offline', hour(box.left), hour(box.right)]);
+      }
+    }
+    const box = cell.getBoundingClientRect();
+    days[cell.dataset.date] = {text: cell.innerText, bars, visible: box.width > 0 && box.height > 0};
+  }
+  const cells = [...page.querySelectorAll('td[data-date]')].map(cell => cell.getBoundingClientRect());
+  return {days, columns: new Set(cells.map(box => Math.round(box.left))).size,
+    sticksOut: page.documentElement.scrollWidth > page.documentElement.clientWidth,
+    loaded: frame.contentWindow.performance.getEntriesByType('resource').length};
+}
+async function draw(html, width) {
+  const frame = document.createElement('iframe');
+  frame.width = width;
+  frame.height = 1000;
+  frame.srcdoc = html;
+  const loaded = new Promise(done => { frame.onload = done; });
+  document.body.append(frame);
+  await loaded;
+  const result = measure(frame);
+  frame.remove();
+  return result;
+}
+(async () => {
+  const results = [];
+  for (const html of pages) results.push([await draw(html, screens[0]), await draw(html, screens[1])]);
+  const bytes = unescape(encodeURIComponent(JSON.stringify(results)));
+  document.body.innerHTML = '<pre>RESULT' + btoa(bytes) + 'END</pre>';
+})();
+</script></body>)";
+
+std::string decodeBase64(const std::string& text) {
+    const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string bytes;
+    unsigned value = 0;
+    int bits = 0;
+    for (const char character : text) {
+        const size_t digit = alphabet.find(character);
+        if (digit == std::string::npos) break;
+        value = (value << 6U | static_cast<unsigned>(digit)) & 0xFFFFFFU;
+        bits += 6;
+        if (bits < 8) continue;
+        bits -= 8;
+        bytes += static_cast<char>(value >> static_cast<unsigned>(bits) & 0xFFU);
+    }
+    return bytes;
+}
+
+class CliCalendarPage : public CliCalendar {
+protected:
+    void SetUp() override {
+        if (std::string(KELPOLICY_CHROMIUM).empty()) GTEST_SKIP() << "Chromium was not found when this was built";
+    }
+
+    std::string page(const std::string& document, std::vector<std::string> arguments) const {
+        arguments.insert(arguments.end(), {"--html", file("page.html")});
+        const Outcome outcome = calendar(document, arguments);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return readFile(file("page.html"));
+    }
+
+    /* What the browser draws of each page: first as wide as on a desktop, then as on a phone. */
+    json drawn(const std::vector<std::string>& pages) const {
+        std::string html = measurement;
+        html.insert(html.find("<script>") + 8, "const pages = " + json(pages).dump() + ";");
+        writeFile(file("measured.html"), html);
+        std::filesystem::create_directories(file("profile"));
+        const Outcome outcome =
+            runProgram({KELPOLICY_CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+                        "--no-first-run", "--disable-background-networking", "--disable-component-update",
+                        "--disable-sync", "--disable-dev-shm-usage", "--user-data-dir=" + file("profile"),
+                        "--virtual-time-budget=600000", "--dump-dom", "file://" + file("measured.html")});
+        const size_t begin = outcome.out.find("RESULT");
+        const size_t end = outcome.out.find("END</pre>");
+        if (begin == std::string::npos || end == std::string::npos || end < begin) {
+            ADD_FAILURE() << "the browser drew nothing: " << outcome.status << outcome.err;
+            return json::array();
+        }
+        return json::parse(decodeBase64(outcome.out.substr(begin + 6, end - begin - 6)));
+    }
+};
+
+constexpr size_t wide = 0;
+constexpr size_t narrow = 1;
+
+TEST_F(CliCalendarPage, showsTheHoursOnAWideScreenAndOnAPhone) {
+    std::vector<std::string> pages;
+    for (const DayCase& example : dayCases)
+        pages.push_back(page(example.document, {"--tz", example.zone, "--month", example.date.substr(0, 7)}));
+    const json results = drawn(pages);
+    ASSERT_EQ(results.size(), std::size(dayCases));
+    for (size_t i = 0; i < results.size(); ++i) {
+        const DayCase& example = dayCases[i];
+        for (const size_t screen : {wide, narrow}) {
+            SCOPED_TRACE(std::string(example.name) + (screen == wide ? ", wide" : ", narrow"));
+            const json& seen = results[i][screen];
+            const json& day = seen["days"][example.date];
+            EXPECT_EQ(day["visible"], true);
+            const std::string text = day["text"];
+            const auto says = [&text](const std::string& words) { return text.find(words) != std::string::npos; };
+            EXPECT_EQ(says("online " + example.online), !example.online.empty()) << text;
+            EXPECT_EQ(says("offline " + example.offline), !example.offline.empty()) << text;
+            EXPECT_EQ(says("no maintenance"), example.online.empty() && example.offline.empty()) << text;
+            EXPECT_EQ(says("clock change"), !example.change.empty()) << text;
+            EXPECT_TRUE(says(example.change)) << text;
+            EXPECT_EQ(seen["sticksOut"], false);
+            EXPECT_EQ(seen["columns"], screen == wide ? 7 : 1);
+            EXPECT_EQ(seen["loaded"], 0) << "the page needs nothing from elsewhere";
+        }
+    }
+}
+
+TEST_F(CliCalendarPage, drawsTheBarsWhereTheClockShowsTheHours) {
+    const struct {
+        const char* name;
+        WindowText window;
+        std::string zone;
+        std::string date;
+        json bars; /* kind, from and to in hours */
+    } cases[] = {
+        {"over midnight", night, "UTC", "2026-11-10", {{"online", 0, 6}, {"online", 22, 24}}},
+        {"outside", officeHours, "UTC", "2026-11-10", {{"online", 0, 8}, {"online", 18, 24}}},
+        {"month end",
+         offlineAt("T200000/T223000", lastDay),
+         "UTC",
+         "2026-11-30",
+         {{"online", 0, 24}, {"offline", 20, 22.5}}},
+        {"the clock goes forward",
+         night,
+         "Europe/Berlin",
+         "2026-03-29",
+         {{"online", 0, 2}, {"online", 3, 6}, {"online", 22, 24}}},
+        {"the clock goes back",
+         night,
+         "Europe/Berlin",
+         "2026-10-25",
+         {{"online", 0, 3}, {"online", 2, 6}, {"online", 22, 24}}},
+        {"midnight that does not exist",
+         night,
+         "America/Sao_Paulo",
+         "2018-11-04",
+         {{"online", 1, 6}, {"online", 22, 24}}},
+    };
+    std::vector<std::string> pages;
+    for (const auto& example : cases)
+        pages.push_back(
+            page(windowDocument(example.window), {"--tz", example.zone, "--month", example.date.substr(0, 7)}));
+    const json results = drawn(pages);
+    ASSERT_EQ(results.size(), std::size(cases));
+    for (size_t i = 0; i < results.size(); ++i)
+        for (const size_t screen : {wide, narrow})
+            EXPECT_EQ(results[i][screen]["days"][cases[i].date]["bars"], cases[i].bars) << cases[i].name;
+}
+
+TEST_F(CliCalendarPage, marksTodayAndIsOnePageByItself) {
+    const std::string html =
+        page(windowDocument(night), {"--at", "2026-11-10T12:00:00", "--months", "2", "--tz", "Europe/Berlin"});
+    for (const char* reference : {"<script", "<link", "<img", "src=", "url(", "@import", "http:", "https:"})
+        EXPECT_EQ(html.find(reference), std::string::npos) << reference;
+    const json results = drawn({html});
+    ASSERT_EQ(results.size(), 1U);
+    const json days = results[0][wide]["days"];
+    EXPECT_EQ(days.size(), 61U);
+    for (const auto& [date, day] : days.items())
+        EXPECT_EQ(day["text"].get<std::string>().find("today") != std::string::npos, date == "2026-11-10") << date;
+}
+
+/* --- the iCalendar file --------------------------------------------------------------------------------------------
+ */
+
+struct Event {
+    int64_t start;
+    int64_t end;
+    std::string category;
+
+    friend auto operator<=>(const Event&, const Event&) = default;
+};
+
+void PrintTo(const Event& event, std::ostream* out) {
+    *out << event.category << " " << event.start << " to " << event.end;
+}
+
+/* As the independent parser reads the file; every complaint of its is a failure. */
+std::vector<Event> readEvents(const std::string& text) {
+    icalcomponent* calendar = icalparser_parse_string(text.c_str());
+    EXPECT_NE(calendar, nullptr) << text;
+    if (calendar == nullptr) return {};
+    EXPECT_EQ(icalcomponent_isa(calendar), ICAL_VCALENDAR_COMPONENT);
+    EXPECT_EQ(icalcomponent_count_errors(calendar), 0);
+    EXPECT_EQ(icalrestriction_check(calendar), 1) << text.substr(0, 500);
+    std::vector<Event> events;
+    std::vector<std::string> identifiers;
+    for (icalcomponent* event = icalcomponent_get_first_component(calendar, ICAL_VEVENT_COMPONENT); event != nullptr;
+         event = icalcomponent_get_next_component(calendar, ICAL_VEVENT_COMPONENT)) {
+        const auto moment = [](icaltimetype time) {
+            EXPECT_NE(icaltime_is_utc(time), 0);
+            return int64_t{icaltime_as_timet_with_zone(time, icaltimezone_get_utc_timezone())};
+        };
+        icalproperty* category = icalcomponent_get_first_property(event, ICAL_CATEGORIES_PROPERTY);
+        events.push_back({moment(icalcomponent_get_dtstart(event)), moment(icalcomponent_get_dtend(event)),
+                          category == nullptr ? "" : icalproperty_get_categories(category)});
+        identifiers.emplace_back(icalcomponent_get_uid(event));
+    }
+    icalcomponent_free(calendar);
+    const size_t count = identifiers.size();
+    std::sort(identifiers.begin(), identifiers.end());
+    identifiers.erase(std::unique(identifiers.begin(), identifiers.end()), identifiers.end());
+    EXPECT_EQ(identifiers.size(), count) << "each event has an identifier of its own";
+    std::sort(events.begin(), events.end());
+    return events;
+}
+
+TEST_F(CliCalendar, writesAnICalendarFileWithTheMomentsThatTheEngineAnswers) {
+    const struct {
+        const char* name;
+        WindowText window;
+        std::string zone;
+        std::string from; /* the engine is asked from here, count times */
+        std::string month;
+        std::string months;
+    } cases[] = {
+        {"nights with both clock changes", night, "Europe/Berlin", "2026-03-01T12:00:00", "2026-03", "8"},
+        {"month ends",
+         {.time = "T230000/T030000", .dayOfMonth = lastDay},
+         "America/New_York",
+         "2026-01-02",
+         "2026-01",
+         "12"},
+        {"outside", officeHours, "Europe/Berlin", "2026-10-01T09:00:00", "2026-10", "2"},
+        {"begin in the skipped hour", halfPastTwo, "Europe/Berlin", "2026-03-01T12:00:00", "2026-03", "1"},
+        {"24 hours", saturdays, "Australia/Lord_Howe", "2026-09-01T00:00:00", "2026-09", "2"},
+    };
+    for (const auto& example : cases) {
+        SCOPED_TRACE(example.name);
+        const std::string document = windowDocument(example.window);
+        const Outcome outcome = calendar(document, {"--tz", example.zone, "--month", example.month, "--months",
+                                                    example.months, "--ics", file("windows.ics")});
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        const std::string text = readFile(file("windows.ics"));
+        const std::vector<Event> events = readEvents(text);
+        ASSERT_FALSE(events.empty());
+
+        const json answers = json::parse(run({"--json", "window", "next", "--document", "-", "--tz", example.zone,
+                                              "--at", example.from, "--count", std::to_string(events.size() + 1)},
+                                             {.input = document})
+                                             .out);
+        // A night that began before the month stands in the file and not among the answers.
+        std::vector<Event> expected;
+        for (const json& answer : answers) expected.push_back({answer["start"], answer["end"], "online"});
+        std::vector<Event> compared = events;
+        std::erase_if(compared, [&](const Event& event) { return event.start < expected.front().start; });
+        ASSERT_LE(events.size() - compared.size(), 1U);
+        ASSERT_GE(expected.size(), compared.size());
+        expected.resize(compared.size());
+        EXPECT_EQ(compared, expected);
+    }
+}
+
+TEST_F(CliCalendar, writesTheICalendarFileByItsRules) {
+    ASSERT_EQ(run({"window", "calendar", "--document", sample("windows-month-end.xml"), "--month", "2026-11", "--tz",
+                   "Europe/Berlin", "--ics", file("windows.ics")})
+                  .status,
+              0);
+    const std::string text = readFile(file("windows.ics"));
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        ASSERT_TRUE(line.ends_with('\r')) << line;
+        EXPECT_LE(line.size(), 76U) << line;
+    }
+    std::vector<std::string> categories;
+    for (const Event& event : readEvents(text)) categories.push_back(event.category);
+    EXPECT_NE(std::find(categories.begin(), categories.end(), "online"), categories.end());
+    EXPECT_EQ(std::count(categories.begin(), categories.end(), "offline"), 3)
+        << "the night into the 1st and the two nights of the month";
+}
+
+TEST_F(CliCalendar, writesAnOpenWindowUntilTheEndOfTheMonths) {
+    ASSERT_EQ(calendar(windowDocument({.time = "T000000/T000000"}),
+                       {"--month", "2026-11", "--tz", "UTC", "--ics", file("windows.ics")})
+                  .status,
+              0);
+    const std::vector<Event> events = readEvents(readFile(file("windows.ics")));
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_LE(events[0].start, 1793491200) << "the 1st at midnight";
+    EXPECT_EQ(events[0].end, 1796083200);
+}
+
+TEST_F(CliCalendar, tellsThatAFileCannotBeWritten) {
+    for (const char* option : {"--html", "--ics"}) {
+        const Outcome outcome = calendar(windowDocument(night), {option, file("none/file")});
+        EXPECT_EQ(outcome.status, 1) << option;
+        EXPECT_NE(outcome.err.find("cannot be written: No such file or directory"), std::string::npos) << outcome.err;
+        EXPECT_EQ(calendar(windowDocument(night), {option, "/dev/full"}).status, 1) << option;
+    }
+}
+
+}  // namespace
+}  // namespace scenario

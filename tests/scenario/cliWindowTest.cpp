@@ -1,0 +1,380 @@
+// kelpolicy show windows, window next, window status.
+#include <cmath>
+#include <ctime>
+#include <nlohmann/json.hpp>
+
+#include "scenario.h"
+#include "sqlpiMaintWin.h"
+#include "windowDocument.h"
+
+namespace scenario {
+namespace {
+
+using nlohmann::json;
+using nlohmann::ordered_json;
+
+class CliWindow : public Scenario {
+protected:
+    Outcome runOn(const WindowText& window, std::vector<std::string> arguments) const {
+        arguments.insert(arguments.end(), {"--document", "-"});
+        return run(arguments, {.input = windowDocument(window)});
+    }
+    json answer(const WindowText& window, std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), "--json");
+        const Outcome outcome = runOn(window, arguments);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return json::parse(outcome.out);
+    }
+};
+
+/* --- show windows --------------------------------------------------------------------------------------------------
+ */
+
+const json noLimit = {{"boundKind", 1}, {"year", 0},   {"month", 0}, {"day", 0},
+                      {"hour", 0},      {"minute", 0}, {"second", 0}};
+const json noEnd = {{"boundKind", 2}, {"year", 0}, {"month", 0}, {"day", 0}, {"hour", 0}, {"minute", 0}, {"second", 0}};
+
+json windowRecord(bool defined) {
+    return {{"defined", defined},
+            {"monthOfYear", "111111111111"},
+            {"dayOfMonth", everyDayOfMonth},
+            {"dayOfWeek", "1111111"},
+            {"outside", 0},
+            {"startDateTime", noLimit},
+            {"endDateTime", noEnd},
+            {"startTime", "00:00:00"},
+            {"endTime", "00:00:00"}};
+}
+
+TEST_F(CliWindow, showsTheDefaultsOfBothWindows) {
+    const Outcome outcome = run({"show", "windows", "--json"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(json::parse(outcome.out), (json{{"online", windowRecord(true)}, {"offline", windowRecord(false)}}));
+    std::vector<std::string> keys;
+    const ordered_json inOrder = ordered_json::parse(outcome.out);
+    for (const auto& [key, value] : inOrder["online"].items()) keys.push_back(key);
+    EXPECT_EQ(keys, (std::vector<std::string>{"defined", "monthOfYear", "dayOfMonth", "dayOfWeek", "outside",
+                                              "startDateTime", "endDateTime", "startTime", "endTime"}));
+}
+
+TEST_F(CliWindow, showsEveryFieldOfTheRecords) {
+    json online = windowRecord(true);
+    online["startTime"] = "22:00:00";
+    online["endTime"] = "06:00:00";
+    json offline = windowRecord(true);
+    offline["dayOfWeek"] = "1000001";
+    offline["monthOfYear"] = "111111111110";
+    offline["startTime"] = "01:00:00";
+    offline["endTime"] = "05:00:00";
+    const json expected = {{"online", online}, {"offline", offline}};
+    EXPECT_EQ(json::parse(run({"--json", "show", "windows", "--document", sample("windows.xml")}).out), expected);
+    store("CommonPolicy", readFile(sample("windows.xml")));
+    EXPECT_EQ(json::parse(run({"--json", "show", "windows"}).out), expected);
+
+    const json limited = answer({.time = "T083015/T170045",
+                                 .dayOfMonth = std::string(31, '0') + "1" + std::string(30, '0'),
+                                 .period = "20260102T030405/20271231T235958",
+                                 .isOutside = true},
+                                {"show", "windows"})["online"];
+    EXPECT_EQ(
+        limited["startDateTime"],
+        (json{{"boundKind", 0}, {"year", 2026}, {"month", 1}, {"day", 2}, {"hour", 3}, {"minute", 4}, {"second", 5}}));
+    EXPECT_EQ(limited["endDateTime"], (json{{"boundKind", 0},
+                                            {"year", 2027},
+                                            {"month", 12},
+                                            {"day", 31},
+                                            {"hour", 23},
+                                            {"minute", 59},
+                                            {"second", 58}}));
+    EXPECT_EQ(limited["startTime"], "08:30:15");
+    EXPECT_EQ(limited["endTime"], "17:00:45");
+    EXPECT_EQ(limited["outside"], 1);
+    EXPECT_EQ(limited["dayOfMonth"], std::string(31, '0') + "1" + std::string(30, '0'));
+}
+
+TEST_F(CliWindow, saysInWordsWhatTheMasksMean) {
+    const Outcome outcome = runOn({.time = "T083000/T170000",
+                                   .dayOfWeek = "0111110",
+                                   .monthOfYear = "100000000001",
+                                   .dayOfMonth = "1" + std::string(30, '0') + "11" + std::string(29, '0'),
+                                   .period = "THISANDPRIOR/20271231T000000"},
+                                  {"show", "windows"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    for (const char* words : {"MON, TUE, WED, THU, FRI", "JAN, DEC", "1, last, 2nd last", "08:30:00 to 17:00:00",
+                              "valid until 2027-12-31 00:00:00", "there is no such window"})
+        EXPECT_NE(outcome.out.find(words), std::string::npos) << words << "\n" << outcome.out;
+}
+
+TEST_F(CliWindow, everyWindowCommandSaysThatTheStoredDocumentDoesNotParse) {
+    store("CommonPolicy", "<PolicyDocument>\n<Not>\n</PolicyDocument>");
+    const std::vector<std::vector<std::string>> commands = {
+        {"show", "windows"},    {"window", "next"},
+        {"window", "status"},   {"window", "status", "--check", "--kind", "offline"},
+        {"window", "calendar"}, {"window", "lint"}};
+    for (std::vector<std::string> command : commands) {
+        command.emplace_back("--json");
+        const Outcome outcome = run(command);
+        EXPECT_EQ(outcome.status, 1) << command[1];
+        EXPECT_TRUE(json::accept(outcome.out)) << "the defaults are shown: " << outcome.out;
+        const json error = json::parse(outcome.err)["error"];
+        EXPECT_EQ(error["policy"], "CommonPolicy") << command[1];
+        EXPECT_EQ(error["line"], 3) << command[1];
+        EXPECT_EQ(error["column"], 3) << command[1];
+    }
+}
+
+TEST_F(CliWindow, everyWindowCommandSaysThatThereIsNoRow) {
+    execute("DELETE FROM SYSTOOLS.POLICY WHERE NAME='CommonPolicy'");
+    for (const char* command : {"next", "status", "calendar", "lint"}) {
+        const Outcome outcome = run({"window", command, "--json"});
+        EXPECT_EQ(outcome.status, 0) << command;
+        EXPECT_EQ(json::parse(outcome.err)["note"], "no row CommonPolicy: the built-in defaults are in force")
+            << command;
+    }
+}
+
+/* --- window next ---------------------------------------------------------------------------------------------------
+ */
+
+TEST_F(CliWindow, nextAnswersWithExactlyTheseKeys) {
+    const Outcome outcome =
+        runOn({}, {"window", "next", "--json", "--at", "2026-11-21T12:00:00", "--tz", "Europe/Berlin"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(ordered_json::parse(outcome.out).dump(),
+              R"([{"found":true,"open":false,"start":1795294800,"end":1795323600,)"
+              R"("start_local":"2026-11-21T22:00:00+01:00","end_local":"2026-11-22T06:00:00+01:00"}])");
+}
+
+TEST_F(CliWindow, nextTellsThatThereIsNone) {
+    const json none = {{{"found", false},
+                        {"open", false},
+                        {"start", nullptr},
+                        {"end", nullptr},
+                        {"start_local", nullptr},
+                        {"end_local", nullptr}}};
+    EXPECT_EQ(answer({.monthOfYear = "000000000000"}, {"window", "next", "--count", "5"}), none);
+    EXPECT_EQ(answer({}, {"window", "next", "--kind", "offline"}), none) << "there is no offline window";
+    EXPECT_EQ(answer({}, {"window", "next", "--min-duration", "28801"}), none) << "no night lasts so long";
+    const Outcome text = runOn({}, {"window", "next", "--kind", "offline"});
+    EXPECT_NE(text.out.find("none: it is not defined"), std::string::npos) << text.out;
+}
+
+TEST_F(CliWindow, nextTellsThatAWindowIsOpenWithoutEnd) {
+    const json open = answer({.time = "T000000/T000000"}, {"window", "next", "--at", "1800000000", "--count", "9"});
+    EXPECT_EQ(open, (json{{{"found", true},
+                           {"open", true},
+                           {"start", 1800000000},
+                           {"end", 1800000000},
+                           {"start_local", "2027-01-15T08:00:00+00:00"},
+                           {"end_local", "2027-01-15T08:00:00+00:00"}}}));
+}
+
+TEST_F(CliWindow, nextAsksAgainFromTheEndOfTheOneBefore) {
+    const json all = answer({.time = "T010000/T050000", .dayOfWeek = "1000001"},
+                            {"window", "next", "--count", "4", "--at", "2026-11-22T02:00:00"});
+    std::vector<std::string> starts;
+    for (const json& entry : all) starts.push_back(entry["start_local"]);
+    EXPECT_EQ(starts, (std::vector<std::string>{"2026-11-22T02:00:00+00:00", "2026-11-28T01:00:00+00:00",
+                                                "2026-11-29T01:00:00+00:00", "2026-12-05T01:00:00+00:00"}));
+    const json longOnes = answer({.time = "T010000/T050000", .dayOfWeek = "1000001"},
+                                 {"window", "next", "--min-duration", "14400", "--at", "2026-11-22T02:00:00"});
+    EXPECT_EQ(longOnes[0]["start_local"], "2026-11-28T01:00:00+00:00");
+}
+
+TEST_F(CliWindow, nextAnswersWhatTheLibraryAnswers) {
+    const WindowText windows[] = {
+        {},
+        {.time = "T013000/T023000"},
+        {.time = "T000000/T000000", .dayOfWeek = "1000001"},
+        {.time = "T080000/T180000", .dayOfWeek = "0111110", .isOutside = true},
+        {.time = "T230000/T030000", .dayOfMonth = std::string(31, '0') + "11" + std::string(29, '0')},
+        {.time = "T120000/T120000", .monthOfYear = "010000000000"},
+    };
+    const std::vector<std::string> zones = {"UTC", "Europe/Berlin", "America/New_York", "Australia/Lord_Howe"};
+    const std::vector<int64_t> moments = {1774745999, 1774746000, 1792889999, 1792893600, 1835395200, 1798761599};
+    for (const WindowText& text : windows) {
+        std::string document = windowDocument(text);
+        sqlpiMaintWindow record;
+        sqlpiSetMaintWindowDefaults(&record);
+        ASSERT_EQ(sqlpiGetMaintWindowPolicy(document.data(), static_cast<int32_t>(document.size()), &record), 0);
+        for (const std::string& zone : zones) {
+            ::setenv("TZ", zone.c_str(), 1);
+            ::tzset();
+            for (const int64_t moment : moments) {
+                SCOPED_TRACE(zone + " " + std::to_string(moment) + " " + document);
+                OSSTime start = {};
+                OSSTime end = {};
+                const bool found = sqlpiFindMaintWindow(&record.online, {moment, 0}, 3600, &start, &end) == 1;
+                const json told = answer(
+                    text, {"window", "next", "--tz", zone, "--at", std::to_string(moment), "--min-duration", "3600"});
+                ASSERT_EQ(told.size(), 1U);
+                EXPECT_EQ(told[0]["found"], found);
+                if (!found) continue;
+                EXPECT_EQ(told[0]["start"], start.seconds);
+                EXPECT_EQ(told[0]["end"], end.seconds);
+                EXPECT_EQ(told[0]["open"], start.seconds == end.seconds);
+            }
+        }
+    }
+}
+
+TEST_F(CliWindow, takesTheMomentInSecondsOrAsLocalTimeOrWithAnOffset) {
+    // Always open: the answer is the moment itself.
+    const auto moment = [this](const std::string& at, const std::string& zone) {
+        return answer({.time = "T000000/T000000"}, {"window", "next", "--at", at, "--tz", zone})[0]["start"];
+    };
+    const struct {
+        const char* at;
+        const char* zone;
+        int64_t expected;
+    } cases[] = {
+        {"1795294800", "Europe/Berlin", 1795294800},
+        {"2026-11-21T22:00:00", "Europe/Berlin", 1795294800},
+        {"2026-11-21 22:00", "Europe/Berlin", 1795294800},
+        {"2026-11-21", "Europe/Berlin", 1795215600},
+        {"2026-11-21T24:00", "Europe/Berlin", 1795302000},
+        {"2026-11-21T21:00:00Z", "Europe/Berlin", 1795294800},
+        {"2026-11-21T16:00:00-05:00", "Europe/Berlin", 1795294800},
+        {"2026-11-22T02:30:00+0530", "UTC", 1795294800},
+        {"2026-03-29T02:30:00", "Europe/Berlin", 1774747800},        // skipped: an hour later, 03:30
+        {"2026-10-25T02:30:00", "Europe/Berlin", 1792888200},        // doubled: the first
+        {"2026-10-25T02:30:00+01:00", "Europe/Berlin", 1792891800},  // doubled: the second
+        {"2026-11-21T22:00:00", "EST5EDT,M3.2.0,M11.1.0", 1795316400},
+    };
+    for (const auto& example : cases) EXPECT_EQ(moment(example.at, example.zone), example.expected) << example.at;
+}
+
+TEST_F(CliWindow, refusesOptionsThatMakeNoSense) {
+    const std::vector<std::vector<std::string>> cases = {{"next", "--at", "yesterday"},
+                                                         {"next", "--at", "2026-02-30"},
+                                                         {"next", "--at", "2026-01-01T25:00"},
+                                                         {"next", "--at", ""},
+                                                         {"next", "--at", "99999999999999999999"},
+                                                         {"next", "--at", "253402300799"},
+                                                         {"next", "--at", std::string(5000, '1')},
+                                                         {"next", "--tz", "Mars/Olympus"},
+                                                         {"next", "--tz", ""},
+                                                         {"next", "--tz", "/etc/localtime"},
+                                                         {"next", "--tz", "../zoneinfo/UTC"},
+                                                         {"next", "--tz", std::string(100000, 'A')},
+                                                         {"next", "--kind", "both"},
+                                                         {"next", "--min-duration", "0"},
+                                                         {"next", "--min-duration", "-1"},
+                                                         {"next", "--min-duration", "2147483648"},
+                                                         {"next", "--count", "0"},
+                                                         {"next", "--count", "x"},
+                                                         {"status", "--kind", "x"},
+                                                         {"calendar", "--month", "2026-13"},
+                                                         {"calendar", "--month", "2026"},
+                                                         {"calendar", "--month", "26-01"},
+                                                         {"calendar", "--months", "0"},
+                                                         {"calendar", "--html", ""},
+                                                         {"lint", "--at", "x"},
+                                                         {}};
+    for (std::vector<std::string> arguments : cases) {
+        arguments.insert(arguments.begin(), "window");
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 2) << ::testing::PrintToString(arguments).substr(0, 200);
+        EXPECT_NE(outcome.err.find("--help"), std::string::npos) << outcome.err.substr(0, 500);
+    }
+    EXPECT_FALSE(std::filesystem::exists(instance()));
+}
+
+TEST_F(CliWindow, tellsThatTheZoneOfTheEnvironmentIsUnknown) {
+    ASSERT_EQ(run({"init"}).status, 0);
+    const Outcome outcome = run({"window", "status"}, {.environment = {{"TZ", "Mars/Olympus"}}});
+    EXPECT_NE(outcome.err.find("TZ is \"Mars/Olympus\", which is no known zone: all times are UTC"), std::string::npos)
+        << outcome.err;
+    EXPECT_EQ(run({"window", "status"}, {.environment = {{"TZ", "Europe/Berlin"}}}).err, "");
+    EXPECT_EQ(run({"window", "status"}, {.environment = {{"TZ", ":Europe/Berlin"}}}).err, "");
+    EXPECT_EQ(run({"window", "status"}, {.environment = {{"TZ", std::nullopt}}}).err, "");
+}
+
+/* --- window status -------------------------------------------------------------------------------------------------
+ */
+
+TEST_F(CliWindow, statusTellsBothWindowsInWords) {
+    const auto status = [this](const std::string& at) {
+        return run({"window", "status", "--document", sample("windows.xml"), "--at", at, "--tz", "Europe/Berlin"}).out;
+    };
+    EXPECT_EQ(
+        status("2026-11-21T23:00:00"),
+        "Sat 2026-11-21 23:00:00 CET (Europe/Berlin)\n"
+        "online   inside: work may run now, until Sun 2026-11-22 06:00:00 CET (7 h from now); next Sun 2026-11-22 "
+        "22:00:00 CET  to  Mon 2026-11-23 06:00:00 CET  (8 h)\n"
+        "offline  outside: work may not run now; next Sun 2026-11-22 01:00:00 CET  to  Sun 2026-11-22 05:00:00 CET  "
+        "(4 h)\n");
+    EXPECT_NE(
+        status("2026-11-22T06:00:00").find("online   outside: work may not run now; next Sun 2026-11-22 22:00:00"),
+        std::string::npos)
+        << "the end belongs to the window no more";
+    const Outcome defaults = run({"window", "status"});
+    EXPECT_NE(defaults.out.find("online   inside: work may run now, without end\n"), std::string::npos) << defaults.out;
+    EXPECT_NE(defaults.out.find("offline  not defined: no such work runs at any time\n"), std::string::npos);
+    EXPECT_NE(runOn({.period = "20200101T000000/20200201T000000"}, {"window", "status"})
+                  .out.find("outside: work may not run now; it does not open again"),
+              std::string::npos);
+}
+
+TEST_F(CliWindow, statusAnswersACronJobWithItsExitStatus) {
+    const struct {
+        const char* at;
+        std::vector<std::string> options;
+        int status;
+    } cases[] = {
+        {"2026-11-21T23:00:00", {}, 0},
+        {"2026-11-21T12:00:00", {}, 0},
+        {"2026-11-21T23:00:00", {"--check"}, 0},
+        {"2026-11-21T12:00:00", {"--check"}, 3},
+        {"2026-11-22T06:00:00", {"--check"}, 3},
+        {"2026-11-22T05:59:59", {"--check"}, 0},
+        {"2026-11-21T23:00:00", {"--check", "--kind", "offline"}, 3},
+        {"2026-11-22T01:00:00", {"--check", "--kind", "offline"}, 0},
+    };
+    for (const auto& example : cases) {
+        std::vector<std::string> arguments = {"window", "status",  "--document", sample("windows.xml"),
+                                              "--at",   example.at};
+        arguments.insert(arguments.end(), example.options.begin(), example.options.end());
+        EXPECT_EQ(run(arguments).status, example.status) << ::testing::PrintToString(arguments);
+    }
+    EXPECT_EQ(run({"window", "status", "--check", "--kind", "offline"}).status, 3)
+        << "no offline window: outside of it";
+}
+
+TEST_F(CliWindow, statusTellsAProgramTheSame) {
+    const json told = json::parse(run({"--json", "window", "status", "--document", sample("windows.xml"), "--at",
+                                       "2026-11-22T04:00:00", "--tz", "UTC"})
+                                      .out);
+    EXPECT_EQ(told["at"], 1795320000);
+    EXPECT_EQ(told["zone"], "UTC");
+    EXPECT_EQ(told["online"]["inside"], true);
+    EXPECT_EQ(told["online"]["current"]["end_local"], "2026-11-22T06:00:00+00:00");
+    EXPECT_EQ(told["online"]["next"]["start_local"], "2026-11-22T22:00:00+00:00");
+    EXPECT_EQ(told["offline"]["inside"], true);
+    EXPECT_EQ(told["offline"]["next"]["start_local"], "2026-11-28T01:00:00+00:00");
+    const json defaults = json::parse(run({"--json", "window", "status"}).out);
+    EXPECT_EQ(defaults["offline"], (json{{"defined", false},
+                                         {"inside", false},
+                                         {"current", nullptr},
+                                         {"next",
+                                          {{"found", false},
+                                           {"open", false},
+                                           {"start", nullptr},
+                                           {"end", nullptr},
+                                           {"start_local", nullptr},
+                                           {"end_local", nullptr}}}}));
+    EXPECT_EQ(defaults["online"]["current"]["open"], true);
+}
+
+TEST_F(CliWindow, storesWithTheEnginesZoneWhateverZoneIsAskedFor) {
+    // The first use makes the rows; their time must not depend on how an answer is to be shown.
+    ASSERT_EQ(run({"window", "next", "--tz", "Pacific/Kiritimati"}).status, 0);
+    const json made = json::parse(run({"init", "--json"}).out);
+    const std::string updateTime = made["policies"][0]["updateTime"];
+    tm stored = {};
+    ASSERT_NE(::strptime(updateTime.c_str(), "%Y-%m-%d-%H.%M.%S", &stored), nullptr) << updateTime;
+    EXPECT_LT(std::abs(std::difftime(std::time(nullptr), ::timegm(&stored))), 3600) << updateTime << " is not UTC";
+}
+
+}  // namespace
+}  // namespace scenario
