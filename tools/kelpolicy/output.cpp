@@ -38,7 +38,7 @@ const char* codeOf(Style style) {
 }
 
 void writeTo(FILE* file, std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), file);
+    if (!text.empty()) std::fwrite(text.data(), 1, text.size(), file);
 }
 
 Json errorObject(const Failure& failure) {
