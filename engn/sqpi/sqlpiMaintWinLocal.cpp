@@ -31,7 +31,7 @@ bool sqlpiLocalClock::ask(int64_t seconds, sqlpiLocalMoment* moment) const noexc
     if (localtime_r(&platformTime, &time) == nullptr) return false;
     const int64_t day = sqlpiDayNumber(int64_t{time.tm_year} + 1900, time.tm_mon + 1, time.tm_mday);
     moment->seconds = seconds;
-    moment->local = day * SQLPI_DAY_SECONDS + time.tm_hour * 3600 + time.tm_min * 60 + time.tm_sec;
+    moment->local = day * SQLPI_DAY_SECONDS + int64_t{time.tm_hour} * 3600 + int64_t{time.tm_min} * 60 + time.tm_sec;
     moment->dst = time.tm_isdst > 0;
     return true;
 }
@@ -64,8 +64,7 @@ bool sqlpiLocalClock::resolve(const sqlpiLocalAsk& ask, int64_t offset, bool aga
                               sqlpiLocalMoment* moment) const noexcept {
     // Like a leap second, seconds past 59 are added to the moment that has been found.
     const int32_t excess = std::max(ask.time.second - 59, 0);
-    const int64_t local =
-        ask.day * SQLPI_DAY_SECONDS + ask.time.hour * 3600 + ask.time.minute * 60 + (ask.time.second - excess);
+    const int64_t local = ask.day * SQLPI_DAY_SECONDS + sqlpiTimeOfDay(ask.time) - excess;
     const auto addExcess = [&] { return excess == 0 || at(moment->seconds + excess, moment); };
     if (!probe(local, Flag::any, offset, moment)) return false;
     const bool exists = moment->local == local;
@@ -83,20 +82,21 @@ bool sqlpiLocalClock::resolveOnce(const sqlpiLocalAsk& ask, int64_t offset, sqlp
     return resolve(ask, offset, false, moment);
 }
 
-void sqlpiLocalClock::lookAhead(const sqlpiLocalMoment& moment, int64_t days) noexcept {
-    if (steadyDays(moment) >= days) return;
+bool sqlpiLocalClock::lookAhead(const sqlpiLocalMoment& moment, int64_t days) noexcept {
+    if (steadyDays(moment) >= days) return false;
     if (!isSteady(moment.seconds)) {
         steady_ = moment;
         steadyUntil_ = moment.seconds;
         stride_ = LONGEST_STRIDE;
     }
-    if (stride_ == 0) return;
+    if (stride_ == 0) return false;
     sqlpiLocalMoment later;
     const bool changes = !ask(steadyUntil_ + stride_ * SQLPI_DAY_SECONDS, &later) ||
                          later.offset() != steady_.offset() || later.dst != steady_.dst;
     if (!changes) steadyUntil_ = later.seconds;
     // Once a change is known to lie ahead, go up to it by halves.
     if (changes || stride_ < LONGEST_STRIDE) stride_ /= 2;
+    return !changes;
 }
 
 int64_t sqlpiLocalClock::steadyDays(const sqlpiLocalMoment& moment) const noexcept {

@@ -10,10 +10,13 @@ constexpr int64_t HORIZON_YEARS = 5;
 
 /* No zone has set its clocks back by more in one step since the epoch (Vostok in 1994: 7 hours), so that no days in a
  * row last longer than 24 hours each and this. */
-constexpr int64_t LONGEST_SETBACK = 8 * 3600;
+constexpr int64_t LONGEST_SETBACK = int64_t{8} * 3600;
 
 /* Days from the one before a window starts to its end. */
 constexpr int64_t LONGEST_WINDOW = 3;
+
+/* Days up to which looking ahead for clock changes costs less than asking for the moments at their end. */
+constexpr int64_t LONGEST_LOOK = 14;
 
 sqlpiMaintWindowTime timeOfSeconds(int32_t seconds) {
     return {static_cast<uint8_t>(seconds / 3600), static_cast<uint8_t>(seconds / 60 % 60),
@@ -222,11 +225,12 @@ int64_t sqlpiMaintWinSearch::nextSelected(const Walk& walk) noexcept {
     while (day < walk.lastDay) {
         const int64_t end = masks_.next(day + 1, day + enough, false);
         if (end - day >= enough) break;
-        const bool enoughWithSetback = (end - day) * SQLPI_DAY_SECONDS + LONGEST_SETBACK >= walk.remaining;
-        if (enoughWithSetback || masks_.selects(end + 1)) {
-            // Enough if the clocks are set back meanwhile, or pass over the day that parts two that are selected.
+        // Still enough if the clocks are set back meanwhile, or pass over the day that parts two that are selected.
+        const int64_t joinedEnd = masks_.selects(end + 1) ? masks_.next(end + 2, day + enough, false) : end;
+        if ((joinedEnd - day) * SQLPI_DAY_SECONDS + LONGEST_SETBACK >= walk.remaining) {
             const int64_t days = end + 1 - today;
-            clock_.lookAhead(walk.position, days);
+            if (days - clock_.steadyDays(walk.position) > LONGEST_LOOK) break;
+            while (clock_.lookAhead(walk.position, days)) continue;
             if (clock_.steadyDays(walk.position) < days) break;
         }
         day = masks_.next(end, walk.lastDay, true);

@@ -264,6 +264,8 @@ TEST_F(CliWindow, refusesOptionsThatMakeNoSense) {
                                                          {"next", "--count", "0"},
                                                          {"next", "--count", "x"},
                                                          {"status", "--kind", "x"},
+                                                         {"next", "--at", "-1"},
+                                                         {"calendar", "--month", "1970-12"},
                                                          {"calendar", "--month", "2026-13"},
                                                          {"calendar", "--month", "2026"},
                                                          {"calendar", "--month", "26-01"},

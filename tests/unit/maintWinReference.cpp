@@ -93,7 +93,7 @@ private:
     }
 
     void prime(int64_t stand, int64_t wanted) {
-        for (int64_t distance = 0; distance < 3 * DAY; distance += 3 * 3600) {
+        for (int64_t distance = 0; distance < 3 * DAY; distance += DAY / 8) {
             for (const int64_t moment : {stand - distance, stand + distance}) {
                 tm local{};
                 localtime_r(&moment, &local);

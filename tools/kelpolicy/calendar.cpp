@@ -93,24 +93,28 @@ std::string shownHours(const Hours& hours) {
     return hours.from + "–" + hours.until;
 }
 
-HourShare shareOfHour(const CalendarDay& day, const std::vector<Hours>& hours, int hour) {
+std::array<HourShare, 24> sharesOfHours(const CalendarDay& day, const std::vector<Hours>& hours) {
+    struct Seconds {
+        int64_t all;
+        int64_t covered;
+    };
+    std::array<Seconds, 24> seconds{};
     // Clocks change by quarters of an hour, since zones have offsets of whole minutes.
     constexpr int64_t quarter = 900;
-    bool exists = false;
-    bool isAll = true;
-    bool isSome = false;
     for (int64_t moment = day.start; moment < day.end; moment += quarter) {
-        if (localTime(moment).tm_hour != hour) continue;
-        exists = true;
         const int64_t end = std::min(moment + quarter, day.end);
-        int64_t covered = 0;
+        Seconds& hour = seconds.at(static_cast<size_t>(localTime(moment).tm_hour));
+        hour.all += end - moment;
         for (const Hours& part : hours)
-            covered += std::max<int64_t>(0, std::min(end, part.end) - std::max(moment, part.start));
-        isSome = isSome || covered > 0;
-        isAll = isAll && covered == end - moment;
+            hour.covered += std::max<int64_t>(0, std::min(end, part.end) - std::max(moment, part.start));
     }
-    if (!exists) return HourShare::doesNotExist;
-    return isAll ? HourShare::all : isSome ? HourShare::part : HourShare::none;
+    std::array<HourShare, 24> shares{};
+    std::transform(seconds.begin(), seconds.end(), shares.begin(), [](const Seconds& hour) {
+        if (hour.all == 0) return HourShare::doesNotExist;
+        if (hour.covered == 0) return HourShare::none;
+        return hour.covered == hour.all ? HourShare::all : HourShare::part;
+    });
+    return shares;
 }
 
 Json calendarObject(const Calendar& calendar) {

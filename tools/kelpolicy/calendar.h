@@ -2,6 +2,7 @@
 #ifndef KELPOLICY_CALENDAR_H
 #define KELPOLICY_CALENDAR_H
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -53,9 +54,9 @@ std::string monthName(int month); /* "January" */
 /* "22:00–24:00" */
 std::string shownHours(const Hours& hours);
 
-/* How much of an hour of the day's clock, 0 to 23, lies in the hours: of each moment at which the clock shows it. */
+/* How much of each hour of the day's clock, 0 to 23, lies in the hours: of all moments at which the clock shows it. */
 enum class HourShare { doesNotExist, none, part, all };
-HourShare shareOfHour(const CalendarDay& day, const std::vector<Hours>& hours, int hour);
+std::array<HourShare, 24> sharesOfHours(const CalendarDay& day, const std::vector<Hours>& hours);
 
 Json calendarObject(const Calendar& calendar);
 

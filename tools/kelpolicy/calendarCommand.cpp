@@ -34,7 +34,7 @@ std::optional<YearMonth> parseMonth(const std::string& text) {
     const auto year = std::from_chars(begin, begin + 4, parsed.year);
     const auto month = std::from_chars(begin + 5, begin + 7, parsed.month);
     if (year.ptr != begin + 4 || month.ptr != begin + 7) return {};
-    const bool isPossible = parsed.year >= 1900 && parsed.year <= 9000 && parsed.month >= 1 && parsed.month <= 12;
+    const bool isPossible = parsed.year >= 1971 && parsed.year <= 9000 && parsed.month >= 1 && parsed.month <= 12;
     return isPossible ? std::optional(parsed) : std::nullopt;
 }
 
@@ -78,7 +78,7 @@ void addWindowCalendar(CLI::App& parent, RunCommand& chosen) {
         ->type_name("YYYY-MM")
         ->check([](const std::string& text) {
             return parseMonth(text).has_value() ? std::string()
-                                                : fmt::format("\"{}\" is no month from 1900-01 to 9000-12", text);
+                                                : fmt::format("\"{}\" is no month from 1971-01 to 9000-12", text);
         });
     command->add_option("--months", options->months, "How many months (default: 1)")
         ->type_name("N")

@@ -13,8 +13,8 @@ constexpr const char* weekdays[] = {"Su", "Mo", "Tu", "We", "Th", "Fr", "Sa"};
 std::string bar(const CalendarDay& day, const std::vector<Hours>& hours, char all, char part, Style style,
                 const Output& output) {
     std::string text;
-    for (int hour = 0; hour < 24; ++hour) {
-        switch (shareOfHour(day, hours, hour)) {
+    for (const HourShare share : sharesOfHours(day, hours)) {
+        switch (share) {
             case HourShare::doesNotExist:
                 text += ' ';
                 break;

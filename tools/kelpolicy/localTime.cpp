@@ -18,8 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int64_t secondsOfDay = 86400;
-constexpr int64_t firstMoment = -62135596800;  // 0001-01-01 00:00:00 UTC
-constexpr int64_t lastMoment = 253402300799;   // 9999-12-31 23:59:59 UTC
+constexpr int64_t lastMoment = 253402300799;  // 9999-12-31 23:59:59 UTC
 
 constexpr size_t longestText = 128; /* of a zone or a moment; regular expressions need a bound */
 constexpr const char* zoneDirectory = "/usr/share/zoneinfo";
@@ -52,7 +51,7 @@ int64_t momentOfLocal(int64_t clock) {
 }
 
 bool isInRange(int64_t moment) {
-    return moment >= firstMoment + secondsOfDay && moment <= lastMoment - secondsOfDay;
+    return moment >= 2 * secondsOfDay && moment <= lastMoment - secondsOfDay;
 }
 
 }  // namespace

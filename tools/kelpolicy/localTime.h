@@ -1,6 +1,6 @@
 /* Local time of the process: zones, moments as a person writes and reads them, days and clock changes.
  *
- * Moments are seconds since the epoch. Years 1 to 9999. */
+ * Moments are seconds since the epoch, from its third day to the year 9999: the engine searches no time before it. */
 #ifndef KELPOLICY_LOCAL_TIME_H
 #define KELPOLICY_LOCAL_TIME_H
 

@@ -1,7 +1,8 @@
 /* Maintenance window scheduling: when the next stretch of time begins and ends in which maintenance may run.
  *
- * All calendar work is done in the process's local time. Pure: the moment and the window are arguments, nothing is kept
- * between calls. Threads: any number at once. */
+ * All calendar work is done in the process's local time; moments and lengths are in seconds. The moment and the window
+ * are arguments, nothing is kept between calls. No argument is changed unless said so, and a null pointer is answered
+ * with 0 (with -1 where the result is a moment). Threads: any number at once. */
 #ifndef SQLPI_MAINT_WIN_H
 #define SQLPI_MAINT_WIN_H
 
@@ -14,7 +15,11 @@
 
 /* The next stretch of at least `minDuration` seconds from `now` on: an occurrence of the window, or, with its `outside`
  * flag set, a gap between occurrences. Returns 1 with `*start` and `*end` written (start equal to end: open from there
- * with no end), 0 when there is none. */
+ * with no end), 0 when there is none, the window is not defined or a limit of its period is no moment from 1970 on.
+ * The sub-second parts are left alone; only a gap that begins at `now` takes over its, and one that begins or ends with
+ * an occurrence gets 0 there.
+ * Of a local time that occurs twice the one is taken that has the UTC offset of `now`, or of the day looked at before.
+ */
 SQLPI_ENTRY int32_t sqlpiFindMaintWindow(const sqlpiMaintWindowInfo* info, OSSTime now, int32_t minDuration,
                                          OSSTime* start, OSSTime* end) noexcept;
 
@@ -22,24 +27,25 @@ SQLPI_ENTRY int32_t sqlpiFindMaintWindow(const sqlpiMaintWindowInfo* info, OSSTi
 SQLPI_ENTRY int32_t sqlpiFindInsideMaintWindow(const sqlpiMaintWindowInfo* info, OSSTime now, int32_t minDuration,
                                                OSSTime* start, OSSTime* end) noexcept;
 
-/* Whether the window on `day` (its time of day is the position) lasts at least `*remaining` seconds: 1 with
- * `*windowEnd` filled, else 0; then, for a 24-hour window, `*carried` is set and `*remaining` reduced. */
+/* Whether the window on `day` (its time of day is the position) lasts at least `*remaining` seconds from there: 1 with
+ * `*windowEnd` filled, else 0; then, for a 24-hour window, `*carried` is set and `*remaining` reduced by the length.
+ * Like the routines below, it reads local times as mktime does, which remembers the process's last conversion. */
 SQLPI_ENTRY int32_t sqlpiCheckWindowSize(const tm* day, const sqlpiMaintWindowInfo* info, int32_t* remaining,
                                          tm* windowEnd, bool* carried) noexcept;
 
 /* 1 when the window is always open from its start limit on, else 0. */
 SQLPI_ENTRY int32_t sqlpiIs24x7MaintWindow(const sqlpiMaintWindowInfo* info) noexcept;
 
-/* The limit of the validity period as seconds since the epoch, with `*time` filled; 0 when that side is open; -1 when
- * a pointer is null or the limit is no time value. */
+/* The limit of the validity period as a moment, with `*time` filled; 0, and `*time` left alone, when that side is open;
+ * -1 when a pointer is null or the platform has no such moment. */
 SQLPI_ENTRY int64_t sqlpiGetStartDateTime(const sqlpiMaintWindowInfo* info, tm* time) noexcept;
 SQLPI_ENTRY int64_t sqlpiGetEndDateTime(const sqlpiMaintWindowInfo* info, tm* time) noexcept;
 
 /* Days of a month (1..12) by the Gregorian rule; 0 for month 0, -1 for any other. */
 SQLPI_ENTRY int32_t sqlpiGetTotalDayInMonth(int32_t year, int32_t month) noexcept;
 
-/* Normalises local time and returns it in seconds since the epoch, as mktime does; a time that falls into the gap of a
- * clock change is tried once more with the flag the platform settled on. */
+/* Normalises local time and returns the moment, as mktime does with the daylight-saving flag left to it. When the hour
+ * comes out another, as in the gap of a clock change, it is tried once more with the flag the platform settled on. */
 SQLPI_ENTRY int64_t sqlpiAdjustTime(tm* time) noexcept;
 
 /* A hook for windows stored by earlier releases; changes nothing. */

@@ -18,6 +18,11 @@ struct sqlpiDate {
     int32_t day;   /* 1..31 */
 };
 
+/* A time of day as seconds since midnight. */
+constexpr int32_t sqlpiTimeOfDay(const sqlpiMaintWindowTime& time) noexcept {
+    return time.hour * 3600 + time.minute * 60 + time.second;
+}
+
 constexpr int64_t sqlpiFloorDivide(int64_t value, int64_t divisor) noexcept {
     return value / divisor - (value % divisor < 0 ? 1 : 0);
 }

@@ -46,8 +46,8 @@ public:
     bool resolveOnce(const sqlpiLocalAsk& ask, int64_t offset, sqlpiLocalMoment* moment) const noexcept;
 
     /* Unless it is known that the clocks do not change for so many days after `moment`: looks once whether they change
-     * in the next. Where they do not, the functions above need not ask the platform. */
-    void lookAhead(const sqlpiLocalMoment& moment, int64_t days) noexcept;
+     * in the next. Where they do not, the functions above need not ask the platform, and the result is true. */
+    bool lookAhead(const sqlpiLocalMoment& moment, int64_t days) noexcept;
 
     /* How many whole days after `moment` are known to go by without a change. */
     int64_t steadyDays(const sqlpiLocalMoment& moment) const noexcept;

@@ -18,11 +18,6 @@ struct sqlpiStretch {
     int64_t end;
 };
 
-/* A time of day as seconds since midnight. */
-constexpr int32_t sqlpiTimeOfDay(const sqlpiMaintWindowTime& time) noexcept {
-    return time.hour * 3600 + time.minute * 60 + time.second;
-}
-
 /* `remaining` less the difference of two moments, within the range of a duration. */
 int32_t sqlpiReduceDuration(int32_t remaining, int64_t length) noexcept;
 
