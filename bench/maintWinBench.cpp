@@ -48,7 +48,8 @@ int registerAll() {
         benchmark::RegisterBenchmark(("dayByDay" + suffix).c_str(), dayByDay, name, ZONE);
         benchmark::RegisterBenchmark(("ical" + suffix).c_str(), ical, name);
     }
-    for (const char* name : {"allDayTooLong", "allDayMonth", "weekendTooLong", "outsideTooLong"}) {
+    for (const char* name :
+         {"allDayTooLong", "allDayMonth", "weekendTooLong", "weekendOfAFarPeriod", "outsideTooLong"}) {
         const std::string suffix = std::string("/") + name;
         benchmark::RegisterBenchmark(("library" + suffix).c_str(), library, name, ZONE);
         benchmark::RegisterBenchmark(("dayByDay" + suffix).c_str(), dayByDay, name, ZONE);

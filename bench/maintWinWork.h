@@ -61,11 +61,23 @@ inline Question question(const std::string& name) {
         std::fill(info.dayOfMonth + 31, std::end(info.dayOfMonth), false);
         info.dayOfMonth[30] = false;
         asked.minDuration = 31 * 86400;
-    } else if (name == "weekendTooLong") {  // an hour more than the longest weekend
+    } else if (name == "weekendTooLong" || name == "weekendOfAFarPeriod") {  // an hour more than the longest weekend
         info.startTime = info.endTime = {0, 0, 0};
         clear(info.dayOfWeek);
         info.dayOfWeek[0] = info.dayOfWeek[6] = true;
         asked.minDuration = 50 * 3600;
+        if (name == "weekendOfAFarPeriod") info.endDateTime = maintWinCases::dateTime(2400, 1, 1, 0, 0);
+    } else if (name == "weekendAnHourTooLong") {  // its hour more never comes: October is left out
+        info.startTime = info.endTime = {0, 0, 0};
+        clear(info.dayOfWeek);
+        info.dayOfWeek[0] = info.dayOfWeek[6] = true;
+        info.monthOfYear[9] = false;
+        asked.minDuration = 49 * 3600;
+    } else if (name == "everyOtherDayTooLong") {  // Monday, Wednesday and Friday
+        info.startTime = info.endTime = {0, 0, 0};
+        clear(info.dayOfWeek);
+        info.dayOfWeek[1] = info.dayOfWeek[3] = info.dayOfWeek[5] = true;
+        asked.minDuration = 26 * 3600;
     } else if (name == "outsideTooLong") {  // steps over every day of five years
         info.outside = 1;
         asked.minDuration = 25 * 3600;

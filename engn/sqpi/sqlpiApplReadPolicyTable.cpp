@@ -7,6 +7,7 @@
 #include "clock.h"
 #include "sqlpiCliHandles.h"
 #include "sqlpiOwn.h"
+#include "sqlpiPolicyUtil.h"
 #include "sqlpiText.h"
 #include "sqlpiTrace.h"
 
@@ -85,7 +86,8 @@ public:
 
     /* Positions on the first row. A null query is one that could not be written. */
     SQLRETURN select(const char* query) noexcept {
-        SQLRETURN status = query == nullptr ? SQLRETURN{SQL_ERROR} : cli_.execute(query);
+        if (query == nullptr) return refused(100);
+        SQLRETURN status = cli_.execute(query);
         if (!SQL_SUCCEEDED(status)) return failed(100, status);
         status = SQLFetch(cli_.statement.get());
         return SQL_SUCCEEDED(status) ? SQL_SUCCESS : failed(110, status);
@@ -99,8 +101,7 @@ public:
             status = SQL_ERROR;  // no value, or no known length
         if (!SQL_SUCCEEDED(status)) return failed(120, status);
 
-        sqlpiBlock document(static_cast<char*>(sqlogmblkEx(nullptr, static_cast<size_t>(size), tag, __LINE__)),
-                            sqlpiFreeBlock{tag});
+        sqlpiBlock document = sqlpiTakeBlock(static_cast<size_t>(size), tag);
         if (document == nullptr) return failed(125, SQL_ERROR);
 
         SQLLEN length = 0;
@@ -121,6 +122,13 @@ private:
         cli_.takeSqlca(ca_);
         trace_.error(probe, status, ca_);
         return status;
+    }
+
+    /* A value that no statement can tell: the engine has not been asked, and knows of no error. */
+    SQLRETURN refused(uint32_t probe) const noexcept {
+        sqlpiPrepSqlca(ca_, -302, nullptr, {"UPDATE_TIME"});
+        trace_.error(probe, SQL_ERROR, ca_);
+        return SQL_ERROR;
     }
 
     const sqlpiFunctionTrace& trace_;
@@ -150,6 +158,7 @@ int32_t sqlpiGetPolicy(const char* med, int32_t /*medKind*/, const char* decisio
                        const int64_t* sinceTime) noexcept {
     sqlpiFunctionTrace trace("sqlpiGetPolicy");
     traceKeys("sqlpiGetPolicy", med, decision, name);
+    if (outBuffer == nullptr || outLength == nullptr) return trace.exit(int32_t{SQL_ERROR});
     *outBuffer = nullptr;
     *outLength = 0;
     sqlca ca = {};

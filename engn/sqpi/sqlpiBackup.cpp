@@ -123,7 +123,7 @@ void readTarget(const SQLPIPolicyElement& target, sqlpiBackupPolicy& policy) noe
 
 void sqlpiGetBackupFromParsedTree(SQLPIPolicyElement* root, sqlpiBackupPolicy* policy) noexcept {
     const sqlpiFunctionTrace trace("sqlpiGetBackupFromParsedTree");
-    if (root == nullptr) return;
+    if (root == nullptr || policy == nullptr) return;
     sqlpiRewind(*root);
     readSensors(*root, *policy);
 
@@ -143,6 +143,7 @@ void sqlpiGetBackupPolicy(char* document, int32_t length, sqlpiBackupPolicy* pol
 
 void sqlpiGetBackup(sqlpiBackupPolicy* policy) noexcept {
     const sqlpiFunctionTrace trace("sqlpiGetBackup");
+    if (policy == nullptr) return;
     *policy = {};
     policy->numberOfFullBackups = 1;
     policy->timeSinceLastBackup = 168;

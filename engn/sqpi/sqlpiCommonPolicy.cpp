@@ -152,7 +152,7 @@ void sqlpiSetMaintWindowDefaults(sqlpiMaintWindow* window) noexcept {
 
 int32_t sqlpiGetMaintWinFromParsedTree(SQLPIPolicyElement* root, sqlpiMaintWindow* window) noexcept {
     sqlpiFunctionTrace trace(extraction);
-    if (root == nullptr) return trace.exit(0);
+    if (root == nullptr || window == nullptr) return trace.exit(0);
     sqlpiRewind(*root);
     sqlpiForEachElement(*root, SQLPI_ELEMENT_MAINTENANCE_WINDOW_CONDITION,
                         [window](SQLPIPolicyElement& condition) { readCondition(condition, *window); });
@@ -169,6 +169,7 @@ int32_t sqlpiGetMaintWindowPolicy(char* document, int32_t length, sqlpiMaintWind
 
 void sqlpiGetMaintWindow(sqlpiMaintWindow* window) noexcept {
     const sqlpiFunctionTrace trace("sqlpiGetMaintWindow");
+    if (window == nullptr) return;
     sqlpiSetMaintWindowDefaults(window);
     const sqlpiStoredPolicy stored(SQLPI_MAINT_WINDOW_KEY);
     if (stored.isPresent()) sqlpiGetMaintWindowPolicy(stored.document.get(), stored.length, window);

@@ -121,6 +121,7 @@ int32_t sqlpiCheckWindowSize(const tm* day, const sqlpiMaintWindowInfo* info, in
     }
     if (start == end || (start > end && timeOfDay(*day) >= start)) ++ending.tm_mday;
 
+    // The day before its end: mktime reads the end, where a clock change doubles it, with the offset of the day.
     tm position = *day;
     const int64_t from = sqlpiAdjustTime(&position);
     const int64_t until = sqlpiAdjustTime(&ending);

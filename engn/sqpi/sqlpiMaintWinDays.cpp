@@ -8,6 +8,7 @@
 namespace {
 
 constexpr int32_t LONGEST_MONTH = 31;
+constexpr int64_t LONGEST_SHORT_RUN = 32; /* days that are looked at beside those of a month */
 
 constexpr uint32_t bitsOf(int32_t days) {
     return (uint32_t{1} << days) - 1;
@@ -35,6 +36,32 @@ uint32_t reverse(uint32_t bits) {
     bits = (bits >> 2 & 0x33333333U) | (bits & 0x33333333U) << 2;
     bits = (bits >> 4 & 0x0F0F0F0FU) | (bits & 0x0F0F0F0FU) << 4;
     return __builtin_bswap32(bits);
+}
+
+/* A month of the calendar. */
+struct Month {
+    int64_t year;
+    int32_t month;    // 1..12
+    int64_t first;    // the number of its first day
+    int32_t days;     // 28..31
+    int32_t weekday;  // of its first day
+};
+
+Month monthOf(int64_t day, const sqlpiDate& date) {
+    const int64_t first = day - (date.day - 1);
+    return {date.year, date.month, first, sqlpiDaysOfMonth(date.year, date.month), sqlpiWeekday(first)};
+}
+
+/* Inline: a search that finds nothing spends its time here. */
+[[gnu::always_inline]] inline void goToNext(Month* month) {
+    month->first += month->days;
+    month->weekday += month->days - 28;  // 0..9
+    if (month->weekday >= SQLPI_WEEK_DAYS) month->weekday -= SQLPI_WEEK_DAYS;
+    if (++month->month > SQLPI_MONTHS) {
+        month->month = 1;
+        ++month->year;
+    }
+    month->days = sqlpiDaysOfMonth(month->year, month->month);
 }
 
 }  // namespace
@@ -72,24 +99,44 @@ bool sqlpiDayMasks::selectsWholeYear(int64_t year) const noexcept {
 int64_t sqlpiDayMasks::next(int64_t from, int64_t limit, bool selected) const noexcept {
     if (from >= limit) return limit;
     const sqlpiDate date = sqlpiDateOfDay(from);
-    int64_t year = date.year;
-    int32_t month = date.month;
-    int64_t first = from - (date.day - 1);
-    int32_t weekday = sqlpiWeekday(first);
     uint32_t wanted = ~bitsOf(date.day - 1);
-    while (first < limit) {
-        const int32_t days = sqlpiDaysOfMonth(year, month);
-        const uint32_t bits = monthBits(month, days, weekday);
-        wanted &= selected ? bits : ~bits & bitsOf(days);
-        if (wanted != 0) return std::min(first + std::countr_zero(wanted), limit);
+    for (Month month = monthOf(from, date); month.first < limit; goToNext(&month)) {
+        const uint32_t bits = monthBits(month.month, month.days, month.weekday);
+        wanted &= selected ? bits : ~bits & bitsOf(month.days);
+        if (wanted != 0) return std::min(month.first + std::countr_zero(wanted), limit);
         wanted = ~uint32_t{0};
-        first += days;
-        weekday += days - 28;  // 0..9
-        if (weekday >= SQLPI_WEEK_DAYS) weekday -= SQLPI_WEEK_DAYS;
-        if (++month > SQLPI_MONTHS) {
-            month = 1;
-            ++year;
+    }
+    return limit;
+}
+
+int64_t sqlpiDayMasks::nextRun(int64_t from, int64_t limit, int64_t length) const noexcept {
+    int64_t day = from;
+    while (day < limit) {
+        day = nextShortRun(day, limit, std::min(length, LONGEST_SHORT_RUN));
+        if (length <= LONGEST_SHORT_RUN || day >= limit) break;
+        const int64_t end = next(day + 1, day + length, false);
+        if (end - day >= length) break;
+        day = end;
+    }
+    return std::min(day, limit);
+}
+
+int64_t sqlpiDayMasks::nextShortRun(int64_t from, int64_t limit, int64_t length) const noexcept {
+    const sqlpiDate date = sqlpiDateOfDay(from);
+    uint64_t before = 0;  // bits 0..31: the 32 days before the month
+    uint32_t asked = ~bitsOf(date.day - 1);
+    for (Month month = monthOf(from, date); month.first < limit + length; goToNext(&month)) {
+        const uint32_t bits = monthBits(month.month, month.days, month.weekday) & asked;
+        const uint64_t days = before | uint64_t{bits} << LONGEST_SHORT_RUN;
+        uint64_t starts = days;  // bit i: so many days from day i on are selected
+        for (int64_t known = 1; known < length;) {
+            const int64_t more = std::min(known, length - known);
+            starts &= starts >> more;
+            known += more;
         }
+        if (starts != 0) return month.first - LONGEST_SHORT_RUN + std::countr_zero(starts);
+        before = static_cast<uint32_t>(days >> month.days);
+        asked = ~uint32_t{0};
     }
     return limit;
 }

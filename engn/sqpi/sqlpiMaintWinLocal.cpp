@@ -1,13 +1,26 @@
 #include "sqlpiMaintWinLocal.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <ctime>
 
 namespace {
 
-/* No zone changes its clocks and takes that back within fewer days. The shortest time between the two is an hour less
- * than a week (Recife in 2000, Gaza in years to come). */
-constexpr int64_t LONGEST_STRIDE = 6;
+constexpr int64_t HOUR = 3600;
+
+/* No zone changes its clocks and takes that back within fewer hours: an hour less than a week is the shortest time
+ * between the two (Recife in 2000, Gaza in years to come), so that one of two moments closer to each other shows it. */
+constexpr int64_t STEADY_STRIDE = int64_t{7} * 24 - 2;
+
+/* The same for clocks that are not calm: nineteen days are the shortest time between the two (Catamarca in 2004), but
+ * for Tucuman, which moved its clocks back by an hour and forward again within twelve. */
+constexpr int64_t CALM_STRIDE = int64_t{18} * 24;
+
+/* Whether the difference of two moments, not further apart than that, comes of calm clocks. */
+bool isCalmDifference(const sqlpiLocalMoment& from, const sqlpiLocalMoment& to) {
+    const int64_t change = to.offset() - from.offset();
+    return from.dst == to.dst ? change == 0 : std::abs(change) <= HOUR;
+}
 
 int32_t hourOf(const sqlpiLocalMoment& moment) {
     return moment.timeOfDay() / 3600;
@@ -21,7 +34,7 @@ sqlpiLocalClock::sqlpiLocalClock() noexcept {
 
 bool sqlpiLocalClock::at(int64_t seconds, sqlpiLocalMoment* moment) const noexcept {
     if (!isSteady(seconds)) return ask(seconds, moment);
-    *moment = {seconds, seconds + steady_.offset(), steady_.dst};
+    *moment = {seconds, seconds + steady_.from.offset(), steady_.from.dst};
     return true;
 }
 
@@ -82,23 +95,27 @@ bool sqlpiLocalClock::resolveOnce(const sqlpiLocalAsk& ask, int64_t offset, sqlp
     return resolve(ask, offset, false, moment);
 }
 
-bool sqlpiLocalClock::lookAhead(const sqlpiLocalMoment& moment, int64_t days) noexcept {
-    if (steadyDays(moment) >= days) return false;
-    if (!isSteady(moment.seconds)) {
-        steady_ = moment;
-        steadyUntil_ = moment.seconds;
-        stride_ = LONGEST_STRIDE;
-    }
-    if (stride_ == 0) return false;
+bool sqlpiLocalClock::lookAhead(sqlpiClockRest rest, const sqlpiLocalMoment& moment, int64_t days) noexcept {
+    if (restDays(rest, moment) >= days) return false;
+    const bool isCalm = rest == sqlpiClockRest::calm;
+    const int64_t longest = isCalm ? CALM_STRIDE : STEADY_STRIDE;
+    Known& known = isCalm ? calm_ : steady_;
+    if (!known.contains(moment.seconds)) known = {moment, moment, longest};
+    if (known.stride == 0) return false;
     sqlpiLocalMoment later;
-    const bool changes = !ask(steadyUntil_ + stride_ * SQLPI_DAY_SECONDS, &later) ||
-                         later.offset() != steady_.offset() || later.dst != steady_.dst;
-    if (!changes) steadyUntil_ = later.seconds;
-    // Once a change is known to lie ahead, go up to it by halves.
-    if (changes || stride_ < LONGEST_STRIDE) stride_ /= 2;
-    return !changes;
+    bool rests = ask(known.until.seconds + known.stride * HOUR, &later);
+    if (isCalm)
+        rests = rests && isCalmDifference(known.until, later) &&
+                std::abs(later.offset() - known.from.offset()) <= HOUR;  // two small changes are a large one
+    else
+        rests = rests && later.offset() == known.from.offset() && later.dst == known.from.dst;
+    if (rests) known.until = later;
+    // Once a change is known to lie ahead, go up to it by halves, as long as they are days.
+    if (!rests || known.stride < longest) known.stride = known.stride < 48 ? 0 : known.stride / 2;
+    return rests;
 }
 
-int64_t sqlpiLocalClock::steadyDays(const sqlpiLocalMoment& moment) const noexcept {
-    return isSteady(moment.seconds) ? (steadyUntil_ - moment.seconds) / SQLPI_DAY_SECONDS : 0;
+int64_t sqlpiLocalClock::restDays(sqlpiClockRest rest, const sqlpiLocalMoment& moment) const noexcept {
+    const Known& known = rest == sqlpiClockRest::calm ? calm_ : steady_;
+    return known.contains(moment.seconds) ? (known.until.seconds - moment.seconds) / SQLPI_DAY_SECONDS : 0;
 }

@@ -8,9 +8,8 @@ namespace {
 
 constexpr int64_t HORIZON_YEARS = 5;
 
-/* No zone has set its clocks back by more in one step since the epoch (Vostok in 1994: 7 hours), so that no days in a
- * row last longer than 24 hours each and this. */
-constexpr int64_t LONGEST_SETBACK = int64_t{8} * 3600;
+/* What clocks that are calm can be set back by. */
+constexpr int64_t CALM_SETBACK = 3600;
 
 /* Days from the one before a window starts to its end. */
 constexpr int64_t LONGEST_WINDOW = 3;
@@ -29,7 +28,7 @@ bool haveClocksLeapt(const sqlpiLocalMoment& from, const sqlpiLocalMoment& to) {
     const int64_t difference = to.offset() - from.offset();
     if (from.dst == to.dst) return difference > 0;
     const int64_t size = std::abs(difference);
-    return size != 1800 && size != 3600 && size != 7200;
+    return size != 1800 && size != 3600;  // two hours may be one for the summer and one for good
 }
 
 }  // namespace
@@ -101,7 +100,7 @@ bool sqlpiMaintWinSearch::begin(Walk* walk, int64_t now) noexcept {
     if (!clock_.at(now, &position)) return false;
     if (startLimit_ && now < startLimit_->seconds) position = *startLimit_;
     if (position.seconds < 0) return false;
-    if (!alwaysOpen_) clock_.lookAhead(position, LONGEST_WINDOW);
+    if (!alwaysOpen_) clock_.lookAhead(sqlpiClockRest::steady, position, LONGEST_WINDOW);
 
     const int64_t day = position.day();
     const int32_t time = position.timeOfDay();
@@ -175,8 +174,8 @@ bool sqlpiMaintWinSearch::takeDay(Walk* walk) const noexcept {
 bool sqlpiMaintWinSearch::takeSteadyDays(Walk* walk) noexcept {
     if (!sameTime_ || !regular_ || walk->position.timeOfDay() != start_) return false;
     if (walk->extending && walk->remaining > SQLPI_DAY_SECONDS) return false;
-    clock_.lookAhead(walk->position, 1);
-    int64_t days = clock_.steadyDays(walk->position);
+    clock_.lookAhead(sqlpiClockRest::steady, walk->position, 1);
+    int64_t days = clock_.restDays(sqlpiClockRest::steady, walk->position);
     if (!walk->extending) days = std::min<int64_t>(days, (int64_t{walk->remaining} - 1) / SQLPI_DAY_SECONDS);
     if (days <= 0) return false;
     const int64_t first = walk->position.day();
@@ -212,28 +211,48 @@ bool sqlpiMaintWinSearch::advance(Walk* walk, bool selected) noexcept {
     if (target == next || !regular_ || !standBefore(walk->position, target, &before) ||
         haveClocksLeapt(walk->position, before))
         return step(walk, next, offset);
-    clock_.lookAhead(before, LONGEST_WINDOW);
+    clock_.lookAhead(sqlpiClockRest::steady, before, LONGEST_WINDOW);
     return step(walk, target, before.offset());
 }
 
-/* The next selected day; of a 24-hour window, the next that begins enough selected days in a row. */
+/* Whether the clocks surely rest for so many days. */
+bool sqlpiMaintWinSearch::willRest(sqlpiClockRest rest, const sqlpiLocalMoment& from, int64_t days) noexcept {
+    while (clock_.lookAhead(rest, from, days)) continue;
+    return clock_.restDays(rest, from) >= days;
+}
+
+/* The next selected day; of a 24-hour window, the next that begins enough selected days in a row, or about as many
+ * where the clocks may be set back meanwhile, or pass over a day. */
 int64_t sqlpiMaintWinSearch::nextSelected(const Walk& walk) noexcept {
-    const int64_t today = walk.position.day();
+    const sqlpiLocalMoment& position = walk.position;
+    const int64_t today = position.day();
     int64_t day = masks_.next(today + 1, walk.lastDay, true);
-    if (!sameTime_ || !regular_ || walk.position.timeOfDay() != start_) return day;
+    if (!sameTime_ || !regular_ || position.timeOfDay() != start_) return day;
     const int64_t enough = (int64_t{walk.remaining} + SQLPI_DAY_SECONDS - 1) / SQLPI_DAY_SECONDS;
-    while (day < walk.lastDay) {
-        const int64_t end = masks_.next(day + 1, day + enough, false);
-        if (end - day >= enough) break;
-        // Still enough if the clocks are set back meanwhile, or pass over the day that parts two that are selected.
-        const int64_t joinedEnd = masks_.selects(end + 1) ? masks_.next(end + 2, day + enough, false) : end;
-        if ((joinedEnd - day) * SQLPI_DAY_SECONDS + LONGEST_SETBACK >= walk.remaining) {
-            const int64_t days = end + 1 - today;
-            if (days - clock_.steadyDays(walk.position) > LONGEST_LOOK) break;
-            while (clock_.lookAhead(walk.position, days)) continue;
-            if (clock_.steadyDays(walk.position) < days) break;
+    if (enough <= 1) return day;
+    // While the clocks are calm, so many are the fewest that can last long enough.
+    const int64_t fewest = walk.remaining - (enough - 1) * SQLPI_DAY_SECONDS > CALM_SETBACK ? enough : enough - 1;
+    for (;;) {
+        const int64_t run = masks_.nextRun(day, walk.lastDay, fewest);
+        const int64_t end = run < walk.lastDay ? masks_.next(run + 1, run + enough, false) : run + enough;
+        const int64_t days = end + 1 - today;
+        if (end - run < enough && days - clock_.restDays(sqlpiClockRest::steady, position) <= LONGEST_LOOK &&
+            willRest(sqlpiClockRest::steady, position, days)) {
+            day = masks_.next(end, walk.lastDay, true);
+            continue;
         }
-        day = masks_.next(end, walk.lastDay, true);
+        if (run > day && !willRest(sqlpiClockRest::calm, position, run - today))
+            return nextRunPast(day, run, today + clock_.restDays(sqlpiClockRest::calm, position));
+        return run;
+    }
+}
+
+/* Of the runs of selected days from `day` to before `limit`, the start of the first that is not over before `past`. */
+int64_t sqlpiMaintWinSearch::nextRunPast(int64_t day, int64_t limit, int64_t past) const noexcept {
+    while (day < limit) {
+        const int64_t end = masks_.next(day + 1, limit, false);
+        if (end >= past) break;
+        day = masks_.next(end, limit, true);
     }
     return day;
 }

@@ -1,13 +1,35 @@
 #include "sqlpiParserMemory.h"
 
+#include <algorithm>
 #include <new>
 #include <xercesc/util/BinMemInputStream.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
 namespace {
+
 constexpr const char* tag = "sqlpiPolicyCommonParser";
-}
+
+/* Hands a document out in pieces, so that the watcher comes to speak in time. */
+class WatchedStream : public xercesc::BinMemInputStream {
+public:
+    WatchedStream(std::string_view document, sqlpiReadWatcher* watcher, xercesc::MemoryManager* memory)
+        : BinMemInputStream(reinterpret_cast<const XMLByte*>(document.data()), document.size(), BufOpt_Reference,
+                            memory),
+          watcher_(watcher) {}
+
+    XMLSize_t readBytes(XMLByte* const toFill, const XMLSize_t mostBytes) override {
+        if (watcher_ != nullptr) watcher_->beforeRead(last_);
+        last_ = BinMemInputStream::readBytes(toFill, std::min<XMLSize_t>(mostBytes, sqlpi_document_source::piece));
+        return last_;
+    }
+
+private:
+    sqlpiReadWatcher* watcher_;
+    XMLSize_t last_ = 0;
+};
+
+}  // namespace
 
 void* sqlpi_alloc_mem_debug(SQLO_MEM_POOL* pool, unsigned long size) noexcept {
     return sqlogmblkEx(pool, size, tag, __LINE__);
@@ -39,25 +61,28 @@ sqlpi_call_memory::~sqlpi_call_memory() {
 }
 
 void* sqlpi_call_memory::allocate(XMLSize_t size) {
-    if (size > bound_) throw xercesc::OutOfMemoryException();
-    const size_t rounded = (size + granule - 1) / granule * granule;
-    if (rounded > largestSmall) {
-        Header* header = ::new (take(sizeof(Header) + rounded) + 1) Header{rounded};
-        return header + 1;
+    if (reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) < lowestStack_) {
+        passedStackBound_ = true;
+        throw xercesc::OutOfMemoryException();
     }
-    FreeBlock*& returned = returned_[rounded / granule];
+    if (size > largestSmall) {
+        if (size > bound_) throw xercesc::OutOfMemoryException();
+        return ::new (take(sizeof(Header) + size) + 1) Header{size} + 1;
+    }
+    const size_t granules = size == 0 ? 1 : (size + granule - 1) / granule;
+    FreeBlock*& returned = returned_[granules];
     if (returned != nullptr) {
         FreeBlock* block = returned;
         returned = block->next;
         return block;
     }
-    const size_t wanted = sizeof(Header) + (rounded == 0 ? granule : rounded);
+    const size_t wanted = sizeof(Header) + granules * granule;
     if (wanted > freeSize_) {
         const size_t chunk = chunk_ > wanted + sizeof(Piece) ? chunk_ - sizeof(Piece) : wanted;
         free_ = reinterpret_cast<char*>(take(chunk) + 1);
         freeSize_ = chunk;
     }
-    Header* header = ::new (free_) Header{rounded};
+    Header* header = ::new (free_) Header{granules * granule};
     free_ += wanted;
     freeSize_ -= wanted;
     return header + 1;
@@ -91,13 +116,13 @@ void sqlpi_call_memory::giveBack(Piece* piece) noexcept {
     source_.deallocate(piece);
 }
 
-sqlpi_document_source::sqlpi_document_source(std::string_view document, sqlpi_call_memory& memory)
-    : MemBufInputSource(reinterpret_cast<const XMLByte*>(document.data()), document.size(), "policyMB", false),
+sqlpi_document_source::sqlpi_document_source(std::string_view document, sqlpi_call_memory& memory,
+                                             const XMLCh* systemId, sqlpiReadWatcher* watcher)
+    : MemBufInputSource(reinterpret_cast<const XMLByte*>(document.data()), document.size(), systemId, false),
       document_(document),
-      memory_(memory) {}
+      memory_(memory),
+      watcher_(watcher) {}
 
 xercesc::BinInputStream* sqlpi_document_source::makeStream() const {
-    return new (&memory_)
-        xercesc::BinMemInputStream(reinterpret_cast<const XMLByte*>(document_.data()), document_.size(),
-                                   xercesc::BinMemInputStream::BufOpt_Reference, &memory_);
+    return new (&memory_) WatchedStream(document_, watcher_, &memory_);
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <xercesc/sax/AttributeList.hpp>
+#include <xercesc/sax/SAXException.hpp>
 
 #include "memoryPool.h"
 #include "sqlpiNumber.h"
@@ -109,8 +110,9 @@ SQLPIPolicyElement::~SQLPIPolicyElement() {
 void SQLPIPolicyElement::parse(XERCES_CPP_NAMESPACE_QUALIFIER AttributeList& attributes) {
     for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
         const std::u16string_view name(attributes.getName(i));
-        sqlpiUtf8Text value(attributes.getValue(i));
-        parseAttribute(sqlpiAttributeTypeOf(name), value.text());
+        const std::u16string_view value(attributes.getValue(i));
+        if (sqlpiEndsInHalf(value)) throw xercesc::SAXException(u"An attribute ends in half of a character.");
+        parseAttribute(sqlpiAttributeTypeOf(name), sqlpiUtf8Text(value).text());
     }
 }
 

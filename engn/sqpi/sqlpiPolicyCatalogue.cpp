@@ -1,5 +1,6 @@
 /* The catalogues of element and attribute names: lookup by hash, and the class of each element. */
 #include <array>
+#include <type_traits>
 
 #include "sqlpiPolicyBase.h"
 
@@ -21,6 +22,7 @@ constexpr std::array<std::string_view, SQLPI_ATTRIBUTE_TYPES> attributeNames = {
 
 template <class Character>
 constexpr bool sameName(std::basic_string_view<Character> name, std::string_view entry) noexcept {
+    if constexpr (std::is_same_v<Character, char>) return name == entry;
     if (name.size() != entry.size()) return false;
     for (size_t i = 0; i < name.size(); ++i)
         if (name[i] != static_cast<Character>(entry[i])) return false;
@@ -91,6 +93,10 @@ const char* sqlpiElementName(SQLPI_POL_ELEMENT_TYPE type) noexcept {
 
 const char* sqlpiAttributeName(SQLPI_POL_ATTRIBUTE_TYPE type) noexcept {
     return attributeNames[type < SQLPI_ATTRIBUTE_TYPES ? type : SQLPI_ATTRIBUTE_UNKNOWN].data();
+}
+
+SQLPI_POL_ELEMENT_TYPE sqlpiElementTypeOf(std::string_view name) noexcept {
+    return static_cast<SQLPI_POL_ELEMENT_TYPE>(elementIndex.find(name));
 }
 
 SQLPI_POL_ELEMENT_TYPE sqlpiElementTypeOf(std::u16string_view name) noexcept {

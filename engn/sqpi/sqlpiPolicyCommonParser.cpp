@@ -1,11 +1,10 @@
 /* Policy-language parser: one call builds its parser and companions, parses, and destroys them all but the tree. */
 #include "sqlpiPolicyCommonParser.h"
 
-#include <algorithm>
+#include <memory>
+#include <optional>
 #include <xercesc/parsers/SAXParser.hpp>
-#include <xercesc/util/PlatformUtils.hpp>
-#include <xercesc/util/SecurityManager.hpp>
-#include <xercesc/validators/DTD/DTDEntityDecl.hpp>
+#include <xercesc/sax/SAXException.hpp>
 
 #include "engineState.h"
 #include "logs.h"
@@ -13,38 +12,30 @@
 #include "sqlpiPolicyParserHooks.h"
 #include "sqlpiText.h"
 #include "sqlpiTrace.h"
+#include "sqlpiXmlBounds.h"
 #include "sqlpiXmlPlatform.h"
 
 namespace {
 
 constexpr const char* function = "sqlpi_policy_parse";
 
-/* Bounds on what a document of `length` bytes may make of itself through entities; no document without entities comes
- * near them. */
-constexpr size_t mostEntityExpansions = 64;
-constexpr size_t entityBudget = 4096;
-constexpr size_t textBudget(size_t length) noexcept {
-    return 2 * length + (size_t{64} << 10);
-}
-constexpr size_t memoryBudget(size_t length) noexcept {
-    return 512 * length + (size_t{16} << 20);
-}
-
-/* A parser that counts what the document declares. */
-class PolicyParser : public xercesc::SAXParser {
+/* Knows whether it came to the document's end: the XML library also returns from the midst of one. */
+class PolicyParser : public sqlpiBoundedParser<xercesc::SAXParser> {
 public:
-    explicit PolicyParser(xercesc::MemoryManager* memory) : SAXParser(nullptr, memory, nullptr) {}
+    using sqlpiBoundedParser::sqlpiBoundedParser;
 
-    void entityDecl(const xercesc::DTDEntityDecl& declaration, const bool isParameter, const bool isIgnored) override {
-        documentHandler->entityDeclared(declaration.isExternal(), declaration.getValueLen());
-        SAXParser::entityDecl(declaration, isParameter, isIgnored);
+    void endDocument() override {
+        hasEnded_ = true;
+        sqlpiBoundedParser::endDocument();
     }
+    bool hasEnded() const noexcept { return hasEnded_; }
 
-    sqlpi_sax_handler* documentHandler = nullptr;
+private:
+    bool hasEnded_ = false;
 };
 
-/* What one parse needs besides the document. The members stand in the order of their making; they are destroyed in the
- * order of `release`. */
+/* What one parse needs besides the document. The members stand in the order of their making; the destructor states that
+ * of their end. */
 struct Companions {
     sqlpiPlain<sqlpi_mem_manager> memory;
     std::optional<sqlpi_call_memory> callMemory;
@@ -53,7 +44,6 @@ struct Companions {
     sqlpiPlain<sqlpi_sax_handler> documentHandler;
     sqlpiPlain<sqlpi_error_handler> errorHandler;
     sqlpi_entity_resolver resolver;
-    xercesc::SecurityManager security;
     std::unique_ptr<sqlpi_document_source> source;
 
     /* Makes them all. Returns 0, or the probe number of the one that could not be made. */
@@ -67,19 +57,21 @@ struct Companions {
         };
         uint32_t failed = probe(20, [&] {
             memory = sqlpiMakePlain<sqlpi_mem_manager>(pool);
-            if (memory != nullptr) callMemory.emplace(*memory, memoryBudget(document.size()));
-            return memory != nullptr;
+            if (memory == nullptr) return false;
+            callMemory.emplace(*memory, sqlpiParseMemoryBudget(document.size()));
+            callMemory->boundStack(sqlpiMostParseStack);
+            return true;
         });
         if (failed == 0)
             failed = probe(30, [&] { return (panicHandler = sqlpiMakePlain<sqlpi_panic_handler>()) != nullptr; });
         if (failed == 0)
             failed = probe(40, [&] {
-                parser = std::make_unique<PolicyParser>(&*callMemory);
+                parser = std::make_unique<PolicyParser>(document.size(), nullptr, &*callMemory, nullptr);
                 return true;
             });
         if (failed == 0)
             failed = probe(50, [&] {
-                documentHandler = sqlpiMakePlain<sqlpi_sax_handler>(textBudget(document.size()), entityBudget);
+                documentHandler = sqlpiMakePlain<sqlpi_sax_handler>();
                 return documentHandler != nullptr;
             });
         if (failed == 0)
@@ -87,7 +79,7 @@ struct Companions {
         if (failed == 0)
             failed = probe(70, [&] {
                 connect();
-                source = std::make_unique<sqlpi_document_source>(document, *callMemory);
+                source = std::make_unique<sqlpi_document_source>(document, *callMemory, u"policyMB", parser.get());
                 return true;
             });
         return failed;
@@ -97,23 +89,30 @@ struct Companions {
         errorHandler->resetErrors();
         parser->setErrorHandler(errorHandler.get());
         parser->setDocumentHandler(documentHandler.get());
-        parser->documentHandler = documentHandler.get();
         parser->setDTDHandler(documentHandler.get());  // without one, the parser is told of no declaration
         parser->setEntityResolver(&resolver);
         parser->setValidationScheme(xercesc::SAXParser::Val_Never);
-        parser->setDisableDefaultEntityResolution(true);
-        security.setEntityExpansionLimit(mostEntityExpansions);
-        parser->setSecurityManager(&security);
     }
 
-    /* Parses; whatever is thrown below ends here. */
-    bool parse() noexcept {
+    /* Parses to the document's end and returns true; or tells why it did not. Whatever is thrown below ends here. */
+    bool parse(sqlpiParseProblem& problem) noexcept {
+        const char* why = "The XML parser ended without a message; memory may have run out.";
         try {
             parser->parse(*source);
-            return true;
+            if (parser->hasEnded() && errorHandler->errorFlag == 0 && !resolver.wasAsked) return true;
+        } catch (const xercesc::SAXException& ended) {
+            problem.describe(ended);
+            return false;
         } catch (...) {
+            if (callMemory->passedStackBound()) why = "The document's declarations are nested too deeply.";
+        }
+        if (errorHandler->errorFlag != 0) {
+            problem = errorHandler->problem;
             return false;
         }
+        if (resolver.wasAsked) why = "The document refers to an external entity, which is never read.";
+        sqlpiTextBuilder(problem.message, sizeof problem.message).append(why);
+        return false;
     }
 
     ~Companions() {
@@ -127,17 +126,6 @@ struct Companions {
     }
 };
 
-/* What a person is told about a parse that failed. */
-sqlpiParseProblem problemOf(const Companions& companions) noexcept {
-    if (companions.errorHandler->errorFlag != 0) return companions.errorHandler->problem;
-    if (const sqlpiParseProblem* ended = companions.documentHandler->problem()) return *ended;
-    sqlpiParseProblem problem;
-    sqlpiTextBuilder(problem.message, sizeof problem.message)
-        .append(companions.resolver.wasAsked ? "The document refers to an external entity, which is never read."
-                                             : "The XML parser ended without a message; memory may have run out.");
-    return problem;
-}
-
 }  // namespace
 
 int32_t sqlpiParsePolicyDocument(SQLO_MEM_POOL* pool, int32_t length, const char* document, SQLPIPolicyElement** result,
@@ -147,26 +135,25 @@ int32_t sqlpiParsePolicyDocument(SQLO_MEM_POOL* pool, int32_t length, const char
         *result = nullptr;
         return trace.exit(SQLPI_PARSE_OK);
     }
-    const auto fail = [&](int32_t status) {
+    sqlpiParseProblem found;
+    const auto fail = [&](int32_t status, const char* why = nullptr) {
+        if (why != nullptr) sqlpiTextBuilder(found.message, sizeof found.message).append(why);
+        if (problem != nullptr) *problem = found;
         delete *result;
         *result = nullptr;
         return trace.exit(status);
     };
-    if (length < 0 || isSharedLibInitSuccess() == 0 || !sqlpiHoldXmlPlatform()) {
-        if (problem != nullptr) *problem = {0, 0, "The engine library is not initialised."};
-        return fail(SQLPI_PARSE_ERROR);
-    }
+    if (length < 0) return fail(SQLPI_PARSE_ERROR, "The document's length is negative.");
+    if (isSharedLibInitSuccess() == 0) return fail(SQLPI_PARSE_ERROR, "The engine library is not initialised.");
+    if (!sqlpiHoldXmlPlatform()) return fail(SQLPI_PARSE_ERROR, "The XML library cannot be initialised.");
 
     Companions companions;
     if (const uint32_t failed = companions.make(pool, {document, static_cast<size_t>(length)}); failed != 0) {
-        pdLog(PD_SEVERE, function, failed, "Out of memory. Unable to allocate object.");
-        return fail(SQLPI_PARSE_NO_MEMORY);
+        constexpr const char* outOfMemory = "Out of memory. Unable to allocate object.";
+        pdLog(PD_SEVERE, function, failed, outOfMemory);
+        return fail(SQLPI_PARSE_NO_MEMORY, outOfMemory);
     }
-    const bool parsed = companions.parse();
-    if (!parsed || companions.errorHandler->errorFlag != 0 || companions.resolver.wasAsked) {
-        if (problem != nullptr) *problem = problemOf(companions);
-        return fail(SQLPI_PARSE_ERROR);
-    }
+    if (!companions.parse(found)) return fail(SQLPI_PARSE_ERROR);
     *result = companions.documentHandler->takeRoot();
     return trace.exit(SQLPI_PARSE_OK);
 }

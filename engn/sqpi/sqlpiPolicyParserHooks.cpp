@@ -29,29 +29,36 @@ public:
     SQLPIPolicyElement* outermost = nullptr;
 };
 
-constexpr bool isLeadSurrogate(XMLCh character) noexcept {
-    return (character & 0xFC00U) == 0xD800U;
-}
-
 void logOutOfMemory(const char* function, uint32_t probe) noexcept {
     pdLog(PD_SEVERE, function, probe, "Out of memory. Unable to allocate object.");
 }
 
-/* The exception's message into `problem`, with its place; false when it could not be transcoded. */
-bool describe(const xercesc::SAXParseException& exception, sqlpiParseProblem& problem) noexcept {
-    try {
-        if (exception.getMessage() == nullptr) return false;
-        sqlpiUtf8Text message(exception.getMessage());
-        sqlpiTextBuilder(problem.message, sizeof problem.message).append(message.text());
-        problem.line = exception.getLineNumber();
-        problem.column = exception.getColumnNumber();
-        return true;
-    } catch (...) {
-        return false;
+/* The exception's message as the log takes it behind `before`: whole, or cut between characters. */
+class LogMessage {
+public:
+    LogMessage(const xercesc::SAXException& exception, std::string_view before) noexcept {
+        const XMLCh* message = exception.getMessage();
+        exists_ = message != nullptr;
+        text_[exists_ ? sqlpiToUtf8(message, text_, PD_RECORD_SIZE - before.size()) : 0] = '\0';
     }
-}
+    bool exists() const noexcept { return exists_; }
+    const char* text() const noexcept { return text_; }
+
+private:
+    bool exists_;
+    char text_[PD_RECORD_SIZE + 1];
+};
 
 }  // namespace
+
+void sqlpiParseProblem::describe(const xercesc::SAXException& exception) noexcept {
+    const XMLCh* why = exception.getMessage();
+    message[why == nullptr ? 0 : sqlpiToUtf8(why, message, sizeof message - 1)] = '\0';
+    if (const auto* placed = dynamic_cast<const xercesc::SAXParseException*>(&exception)) {
+        line = placed->getLineNumber();
+        column = placed->getColumnNumber();
+    }
+}
 
 /* --- texts of open elements --------------------------------------------------------------------------------------- */
 
@@ -93,42 +100,46 @@ sqlpi_sax_handler::~sqlpi_sax_handler() {
 }
 
 void sqlpi_sax_handler::startDocument() {
+    delete outermost_;
+    outermost_ = nullptr;
     current = nullptr;
     parentOfCurrent = nullptr;
     root = nullptr;
     attributes = nullptr;
+    currentType = previousType = SQLPI_ELEMENT_NONE;
+    lastAction = previousAction = 0;
+    documentElementSeen_ = false;
+    leadSurrogate_ = 0;
+    texts_.clear();
 }
 
 void sqlpi_sax_handler::startElement(const XMLCh* name, xercesc::AttributeList& attributeList) {
+    constexpr size_t longestKnownName = 63;  // a longer name is in no catalogue, whole or cut
+    char narrowName[longestKnownName + 2];
+    narrowName[sqlpiToUtf8(name, narrowName, sizeof narrowName - 1)] = '\0';
     attributes = &attributeList;
-    noteTag(name, 0);
-    for (XMLSize_t i = 0; i < attributeList.getLength(); ++i)
-        spendText(std::u16string_view(attributeList.getName(i)).size() +
-                  std::u16string_view(attributeList.getValue(i)).size());
-    if (!documentElementSeen_ && currentType != SQLPI_ELEMENT_POLICY_DOCUMENT)
-        endParse("The document element is not \"PolicyDocument\".");
-    documentElementSeen_ = true;
-    if (SQLPIPolicyElement* element = setPolicyElement(currentType)) element->parse(attributeList);
+    setPolicyElement(narrowName, attributeList);
 }
 
-SQLPIPolicyElement* sqlpi_sax_handler::setPolicyElement(SQLPI_POL_ELEMENT_TYPE type) {
+void sqlpi_sax_handler::setPolicyElement(char* name, xercesc::AttributeList& attributeList) {
+    noteTag(sqlpiElementTypeOf(std::string_view(name)), 0);
+    const SQLPI_POL_ELEMENT_TYPE type = currentType;
+    const bool isDocument = type == SQLPI_ELEMENT_POLICY_DOCUMENT;
+    if (!documentElementSeen_ && !isDocument) endParse(u"The document element is not \"PolicyDocument\".");
+    documentElementSeen_ = true;
     // Only a root has nothing around it. Any other element without a current one stands outside the tree, because
     // memory ran out for what was around it, and has no place.
-    const bool isDocument = type == SQLPI_ELEMENT_POLICY_DOCUMENT;
     const bool isOutermost = isDocument && root == nullptr;
-    if (!isOutermost && current == nullptr) return nullptr;
+    if (!isOutermost && current == nullptr) return;
 
     auto* nested = isDocument && !isOutermost ? new NestedPolicyDocument : nullptr;
     sqlpiTree element(isDocument && !isOutermost ? nested : sqlpiNewElement(type));
-    if (element == nullptr || element->children == nullptr) {
-        logOutOfMemory("sqlpi_sax_handler::setPolicyElement", 10);
-        return nullptr;
-    }
+    if (element == nullptr || element->children == nullptr)
+        return logOutOfMemory("sqlpi_sax_handler::setPolicyElement", 10);
     auto* node = isOutermost ? nullptr : new SQLPIListElement(nullptr, nullptr, element.get(), sizeof(void*));
     if ((!isOutermost && node == nullptr) || !texts_.push()) {
         delete node;
-        logOutOfMemory("sqlpi_sax_handler::setPolicyElement", 20);
-        return nullptr;
+        return logOutOfMemory("sqlpi_sax_handler::setPolicyElement", 20);
     }
 
     element->elementType = type;
@@ -141,11 +152,11 @@ SQLPIPolicyElement* sqlpi_sax_handler::setPolicyElement(SQLPI_POL_ELEMENT_TYPE t
     parentOfCurrent = current;
     current = element.release();
     current->parent = parentOfCurrent;
-    return current;
+    current->parse(attributeList);
 }
 
 void sqlpi_sax_handler::endElement(const XMLCh* name) {
-    noteTag(name, 1);
+    noteTag(sqlpiElementTypeOf(std::u16string_view(name)), 1);
     if (current != nullptr) {
         const std::string_view text = texts_.innermost();
         if (!text.empty()) current->appendText(text.data(), text.size());
@@ -156,40 +167,28 @@ void sqlpi_sax_handler::endElement(const XMLCh* name) {
 }
 
 void sqlpi_sax_handler::characters(const XMLCh* characters, XMLSize_t length) {
-    if (characters == nullptr || length == 0) return;
-    spendText(length);
-    if (current == nullptr) return;
+    if (characters == nullptr || length == 0 || current == nullptr) return;
     std::u16string_view rest(characters, length);
-
-    // A character outside the basic plane is two units of 16 bits and at most 4 bytes; any other unit at most 3 bytes.
     constexpr size_t bytesForUnit = 3;
-    char* out = texts_.room((rest.size() + 1) * bytesForUnit);
+    const size_t room = (rest.size() + 1) * bytesForUnit;
+    char* out = texts_.room(room);
     if (out == nullptr) return;
-    size_t done = leadSurrogate_ == 0 ? sqlpiCopyAscii(rest, out) : 0;
-    rest.remove_prefix(done);
-    const auto transcode = [&](std::u16string_view text) {
-        if (!transcoder_.has_value()) transcoder_.emplace(u"UTF-8", XMLSize_t{8192});
-        XMLSize_t eaten = 0;
-        done += transcoder_->transcodeTo(text.data(), text.size(), reinterpret_cast<XMLByte*>(out + done),
-                                         text.size() * bytesForUnit, eaten, xercesc::XMLTranscoder::UnRep_RepChar);
-        return eaten;
-    };
-    if (leadSurrogate_ != 0 && !rest.empty()) {
+    size_t done = 0;
+    if (leadSurrogate_ != 0) {
         const XMLCh pair[2] = {leadSurrogate_, rest.front()};
         leadSurrogate_ = 0;
-        transcode({pair, 2});
+        done = sqlpiToUtf8({pair, 2}, out, room);
         rest.remove_prefix(1);
     }
-    if (!rest.empty() && isLeadSurrogate(rest.back())) {
+    if (sqlpiEndsInHalf(rest)) {
         leadSurrogate_ = rest.back();
         rest.remove_suffix(1);
     }
-    while (!rest.empty()) {
-        const size_t eaten = transcode(rest);
-        if (eaten == 0) break;
-        rest.remove_prefix(eaten);
-    }
-    texts_.written(done);
+    texts_.written(done + sqlpiToUtf8(rest, out + done, room - done));
+}
+
+void sqlpi_sax_handler::processingInstruction(const XMLCh* /*target*/, const XMLCh* data) {
+    if (data != nullptr && sqlpiEndsInHalf(data)) endParse(u"A processing instruction ends in half of a character.");
 }
 
 SQLPIPolicyElement* sqlpi_sax_handler::takeRoot() noexcept {
@@ -199,42 +198,28 @@ SQLPIPolicyElement* sqlpi_sax_handler::takeRoot() noexcept {
     return root;
 }
 
-void sqlpi_sax_handler::noteTag(const XMLCh* name, int32_t action) noexcept {
+void sqlpi_sax_handler::noteTag(SQLPI_POL_ELEMENT_TYPE type, int32_t action) noexcept {
     previousAction = lastAction;
     lastAction = action;
     previousType = currentType;
-    currentType = sqlpiElementTypeOf(name);
+    currentType = type;
     if (sqlpiTraceWants(PDT_FLAG_DATA)) {
         const pdtItem item = sqlpiTextItem(sqlpiElementName(currentType));
         pdtData1(action == 0 ? "sqlpi_sax_handler::startElement" : "sqlpi_sax_handler::endElement", 10, &item);
     }
 }
 
-void sqlpi_sax_handler::entityDeclared(bool isExternal, size_t characterCount) {
-    if (isExternal) endParse("The document declares an external entity, which is never read.");
-    if (characterCount > entityBudget_) endParse("The document declares longer entities than a policy may have.");
-    entityBudget_ -= characterCount;
-}
-
-void sqlpi_sax_handler::spendText(size_t characterCount) {
-    if (characterCount > textBudget_)
-        endParse("The document's declarations expand to more text than a policy may have.");
-    textBudget_ -= characterCount;
-}
-
-void sqlpi_sax_handler::endParse(const char* why) {
-    sqlpiTextBuilder(problem_.message, sizeof problem_.message).append(why);
-    problem_.line = locator_ == nullptr ? 0 : locator_->getLineNumber();
-    problem_.column = locator_ == nullptr ? 0 : locator_->getColumnNumber();
-    throw xercesc::SAXException();
+void sqlpi_sax_handler::endParse(const XMLCh* why) const {
+    if (locator_ == nullptr) throw xercesc::SAXException(why);
+    throw xercesc::SAXParseException(why, *locator_);
 }
 
 /* --- error handler, entity resolver, panic handler ---------------------------------------------------------------- */
 
 void sqlpi_error_handler::warning(const xercesc::SAXParseException& exception) {
-    sqlpiParseProblem reported;
-    if (describe(exception, reported))
-        pdLogPrintf(PD_WARNING, "sqlpi_error_handler::warning", 10, "XMLRD Warning: %s", reported.message);
+    const LogMessage message(exception, "XMLRD Warning: ");
+    if (message.exists())
+        pdLogPrintf(PD_WARNING, "sqlpi_error_handler::warning", 10, "XMLRD Warning: %s", message.text());
 }
 
 void sqlpi_error_handler::error(const xercesc::SAXParseException& exception) {
@@ -242,8 +227,10 @@ void sqlpi_error_handler::error(const xercesc::SAXParseException& exception) {
 }
 
 void sqlpi_error_handler::fatalError(const xercesc::SAXParseException& exception) {
-    if (!describe(exception, problem)) return;
-    pdLogPrintf(PD_ERROR, "sqlpi_error_handler::fatalError", 10, "XMLRD Panic: %s", problem.message);
+    const LogMessage message(exception, "XMLRD Panic: ");
+    if (!message.exists()) return;
+    pdLogPrintf(PD_ERROR, "sqlpi_error_handler::fatalError", 10, "XMLRD Panic: %s", message.text());
+    problem.describe(exception);
     errorFlag = 1;
 }
 

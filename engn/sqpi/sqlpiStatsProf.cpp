@@ -139,7 +139,7 @@ void readFeedbackWarehouse(const SQLPIPolicyElement& warehouse, sqlpiStatsProfPo
 
 void sqlpiGetAtmSensorsParsed(SQLPIPolicyElement* root, sqlpiAtmSensors* sensors) noexcept {
     const sqlpiFunctionTrace trace(filterExtraction);
-    if (root != nullptr) readTablesFilter(*root, sensors->tablesFilter);
+    if (root != nullptr && sensors != nullptr) readTablesFilter(*root, sensors->tablesFilter);
 }
 
 int32_t sqlpiGetAtmSensors(char* document, int32_t length, sqlpiAtmSensors* sensors) noexcept {
@@ -155,7 +155,7 @@ int32_t sqlpiGetAtmSensors(char* document, int32_t length, sqlpiAtmSensors* sens
 
 void sqlpiGetReorgFromParsedTree(SQLPIPolicyElement* root, sqlpiReorgPolicy* policy) noexcept {
     const sqlpiFunctionTrace trace("sqlpiGetReorgFromParsedTree");
-    if (root == nullptr) return;
+    if (root == nullptr || policy == nullptr) return;
     sqlpiRewind(*root);
     readTablesFilter(*root, policy->tablesFilter);
 
@@ -177,7 +177,7 @@ int32_t sqlpiGetReorgPolicy(char* document, int32_t length, sqlpiReorgPolicy* po
 
 void sqlpiGetStatsProfileFromParsedTree(SQLPIPolicyElement* root, sqlpiStatsProfPolicy* policy) noexcept {
     const sqlpiFunctionTrace trace("sqlpiGetStatsProfileFromParsedTree");
-    if (root == nullptr) return;
+    if (root == nullptr || policy == nullptr) return;
     sqlpiRewind(*root);
     readTablesFilter(*root, policy->tablesFilter);
 

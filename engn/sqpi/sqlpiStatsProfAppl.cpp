@@ -32,6 +32,8 @@ int32_t warn(const Service<Policy>& service, uint32_t probe, int32_t status) noe
 
 template <class Policy>
 int32_t readChanged(const Service<Policy>& service, Policy* policy, const time_t* lastRead, bool* changed) noexcept {
+    bool ignored = false;
+    if (changed == nullptr) changed = &ignored;
     *changed = lastRead == nullptr;
     if (lastRead == nullptr && policy != nullptr) *policy = {};
 

@@ -35,6 +35,11 @@ sqlpiTextBuilder& sqlpiTextBuilder::append(std::string_view text) noexcept {
     return *this;
 }
 
+sqlpiTextBuilder& sqlpiTextBuilder::appendAll(std::initializer_list<sqlpiTextPiece> pieces) noexcept {
+    for (const sqlpiTextPiece& piece : pieces) append(piece.before).append(piece.inserted).append(piece.behind);
+    return *this;
+}
+
 sqlpiTextBuilder& sqlpiTextBuilder::appendFormat(const char* format, ...) noexcept {
     va_list arguments;
     va_start(arguments, format);

@@ -1,13 +1,18 @@
 #include "sqlpiXmlPlatform.h"
 
 #include <atomic>
+#include <cstddef>
 #include <mutex>
+#include <new>
 #include <string_view>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/parsers/SAXParser.hpp>
 #include <xercesc/sax/HandlerBase.hpp>
 #include <xercesc/sax/SAXException.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
+#include <xercesc/util/PanicHandler.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLUni.hpp>
 
 namespace {
 
@@ -26,20 +31,48 @@ void warmUp() {
     }
 }
 
+/* Without one the XML library would end the process when it cannot be initialised. */
+class ThrowingPanicHandler : public xercesc::PanicHandler {
+public:
+    void panic(xercesc::PanicHandler::PanicReasons /*reason*/) override { throw xercesc::OutOfMemoryException(); }
+};
+
+/* It lives as long as the process, and nothing runs at its end. */
+xercesc::PanicHandler* panicHandler() {
+    alignas(ThrowingPanicHandler) static constinit std::byte place[sizeof(ThrowingPanicHandler)] = {};
+    static auto* handler = ::new (place) ThrowingPanicHandler;
+    return handler;
+}
+
+constinit std::mutex counter; /* of the platform's references */
+
 }  // namespace
 
 bool sqlpiHoldXmlPlatform() noexcept {
-    static constinit std::atomic<bool> held = false;
-    static constinit std::mutex once;
-    if (held.load(std::memory_order_acquire)) return true;
-    try {
-        const std::lock_guard lock(once);
-        if (held.load(std::memory_order_relaxed)) return true;
-        xercesc::XMLPlatformUtils::Initialize();
-        warmUp();
-        held.store(true, std::memory_order_release);
-        return true;
-    } catch (...) {
-        return false;
+    enum State { untried, usable, broken };
+    static constinit std::atomic<State> state = untried;
+    if (const State known = state.load(std::memory_order_acquire); known != untried) return known == usable;
+    const std::lock_guard counting(counter);
+    if (state.load(std::memory_order_relaxed) == untried) {
+        State found = broken;
+        try {
+            xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, panicHandler());
+            warmUp();
+            found = usable;
+        } catch (...) {
+            // The XML library can neither go on nor begin again from where it failed.
+        }
+        state.store(found, std::memory_order_release);
     }
+    return state.load(std::memory_order_relaxed) == usable;
+}
+
+sqlpiXmlPlatformUse::sqlpiXmlPlatformUse() {
+    const std::lock_guard counting(counter);
+    xercesc::XMLPlatformUtils::Initialize();
+}
+
+sqlpiXmlPlatformUse::~sqlpiXmlPlatformUse() {
+    const std::lock_guard counting(counter);
+    xercesc::XMLPlatformUtils::Terminate();
 }

@@ -1,9 +1,12 @@
 // Open files. Only regular files are opened; what was written is on the device when the close says so.
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cinttypes>
+#include <cstdio>
 #include <new>
 
 #include "fileStatus.h"
@@ -20,6 +23,7 @@ struct OSSHFile {
 namespace {
 
 constexpr mode_t permissionBits = 0777;
+constexpr int mostAttempts = 100;                 // of finding a name that is free
 constexpr size_t largestStep = size_t{1} << 30U;  // one read or write of the system may be limited
 
 // Opening a device can have effects of its own, so the kind is looked at before; and, because the name may mean another
@@ -59,6 +63,33 @@ int32_t ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t p
     if (opened == nullptr) return OSS_NO_MEMORY;
     const int32_t result = openRegular(path, writes ? O_WRONLY | O_CREAT : O_RDONLY,
                                        static_cast<mode_t>(permissions) & permissionBits, opened->descriptor);
+    if (result == OSS_OK) {
+        *file = opened;
+    } else {
+        delete opened;
+    }
+    return result;
+}
+
+int32_t ossFileCreateUnique(OSSHFile** file, const char* directory, uint32_t permissions, char* path, size_t size) {
+    *file = nullptr;
+    if (ossIsDirectory(directory) == 0) return OSS_NOT_FOUND;
+    auto* opened = new (std::nothrow) OSSHFile{-1, true};
+    if (opened == nullptr) return OSS_NO_MEMORY;
+    int32_t result = OSS_ERROR;
+    for (int attempt = 0; attempt < mostAttempts && opened->descriptor < 0; ++attempt) {
+        uint64_t number = 0;
+        if (::getrandom(&number, sizeof number, 0) != sizeof number) continue;
+        const int length = snprintf(path, size, "%s/.kelpolicy-%016" PRIx64, directory, number);
+        if (length < 0 || static_cast<size_t>(length) >= std::min<size_t>(size, OSS_PATH_SIZE)) {
+            result = OSS_TOO_LONG;
+            break;
+        }
+        opened->descriptor = ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                    static_cast<mode_t>(permissions) & permissionBits);
+        result = opened->descriptor < 0 ? fileStatus(errno) : OSS_OK;
+        if (opened->descriptor < 0 && errno != EEXIST && errno != EINTR) break;
+    }
     if (result == OSS_OK) {
         *file = opened;
     } else {

@@ -1,18 +1,26 @@
 #include "instance.h"
 
+#include <fcntl.h>
+#include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 
+#include "files.h"
 #include "hostError.h"
+#include "hostFile.h"
+#include "installedFiles.h"
 
 namespace kelhost {
 namespace {
 
 constexpr std::array<const char*, 6> parts = {"bnd", "misc", "tmp", "db", "log", "backup"};
 constexpr mode_t directoryPermissions = 0750;
+constexpr mode_t filePermissions = 0640;
 
 constinit thread_local ThreadScope scopeOfThread;
 
@@ -41,6 +49,40 @@ void requireDirectory(const std::string& path) {
     if (!S_ISDIR(status.st_mode)) throw HostError(-902, "58030", "\"" + path + "\" of the instance is no directory");
 }
 
+// Written beside and renamed: a reader sees the old file or the new one, also while several processes do this. A file
+// that a power failure spoils is written again by who opens the instance next.
+int writeBeside(const std::string& path, std::string_view bytes) {
+    std::string beside = path + ".XXXXXX";
+    const int descriptor = ::mkostemp(beside.data(), O_CLOEXEC);
+    if (descriptor < 0) return errno;
+    int reason = ::fchmod(descriptor, filePermissions) == 0 ? 0 : errno;
+    while (reason == 0 && !bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written >= 0) {
+            bytes.remove_prefix(static_cast<size_t>(written));
+        } else if (errno != EINTR) {
+            reason = errno;
+        }
+    }
+    if (::close(descriptor) != 0 && reason == 0) reason = errno;
+    if (reason == 0 && ::rename(beside.c_str(), path.c_str()) != 0) reason = errno;
+    if (reason != 0) ::unlink(beside.c_str());
+    return reason;
+}
+
+// Brings the instance's copies of the program's files up to date; 0, or why one could not be written.
+int installFiles(const std::filesystem::path& directory) {
+    int firstReason = 0;
+    for (const InstalledFile& file : installedFiles) {
+        const std::string path = (directory / file.name).string();
+        std::string present;
+        if (readWholeFile(path.c_str(), file.bytes.size(), present) == OSS_OK && present == file.bytes) continue;
+        const int reason = writeBeside(path, file.bytes);
+        if (firstReason == 0) firstReason = reason;
+    }
+    return firstReason;
+}
+
 std::filesystem::path absolutePath(const std::filesystem::path& directory) {
     if (directory.empty()) throw HostError(-902, "58030", "the name of the instance directory is empty");
     std::error_code failure;
@@ -61,7 +103,10 @@ Instance Instance::create(const std::filesystem::path& directory) {
     const std::filesystem::path path = absolutePath(directory);
     makeDirectories(path);
     for (const char* part : parts) makeDirectory((path / part).string());
-    return open(path);
+    Instance instance = open(path);
+    const int reason = installFiles(instance.path_);
+    if (reason != 0) throw systemError("cannot write the files of the instance \"" + instance.path_ + "\"", reason);
+    return instance;
 }
 
 Instance Instance::open(const std::filesystem::path& directory) {
@@ -72,6 +117,7 @@ Instance Instance::open(const std::filesystem::path& directory) {
     if (failure) throw systemError("cannot resolve the instance directory \"" + path.string() + "\"", failure.value());
     if (resolved.native().size() > maximumPath) absolutePath(resolved);
     for (const char* part : parts) requireDirectory((resolved / part).string());
+    installFiles(resolved);  // who may only read the instance uses it as it is
     return Instance(resolved.string());
 }
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "hostText.h"
 #include "instance.h"
 #include "logSink.h"
 #include "logs.h"
@@ -31,22 +32,6 @@ const char* importanceName(int32_t importance) noexcept {
         default:
             return "info";
     }
-}
-
-// Bytes of the UTF-8 character at the text's start, 0 when there is none.
-size_t characterLength(std::string_view text) noexcept {
-    const auto lead = static_cast<unsigned char>(text[0]);
-    const size_t length = lead < 0x80U   ? 1
-                          : lead < 0xC2U ? 0
-                          : lead < 0xE0U ? 2
-                          : lead < 0xF0U ? 3
-                          : lead < 0xF5U ? 4
-                                         : 0;
-    if (length > text.size()) return 0;
-    for (size_t i = 1; i < length; ++i) {
-        if ((static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80U) return 0;
-    }
-    return length;
 }
 
 std::vector<std::string_view> splitTokens(std::string_view text) {
@@ -102,29 +87,26 @@ std::string recordHead() {
     const std::string* database = threadScope().database;
     return fmt::format("{:04}-{:02}-{:02}-{:02}.{:02}.{:02}.{:06} process {} thread {} database {}",
                        local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
-                       now.tv_nsec / 1000, ::getpid(), ::syscall(SYS_gettid), database == nullptr ? "-" : *database);
+                       now.tv_nsec / 1000, ::getpid(), ::syscall(SYS_gettid),
+                       database == nullptr ? "-" : inOneLine(*database));
 }
 
 std::string inOneLine(std::string_view text) {
     std::string line;
     while (!text.empty()) {
         const size_t length = characterLength(text);
-        const char byte = text[0];
-        if (length > 1) {
-            line += text.substr(0, length);
-        } else if (byte == '\n') {
+        const std::string_view character = text.substr(0, length == 0 ? 1 : length);
+        if (character == "\n") {
             line += "\\n";
-        } else if (byte == '\t') {
+        } else if (character == "\t") {
             line += "\\t";
-        } else if (byte == '"' || byte == '\\') {
-            line += '\\';
-            line += byte;
-        } else if (length == 0 || static_cast<unsigned char>(byte) < ' ' || byte == '\x7F') {
-            line += fmt::format("\\x{:02X}", static_cast<unsigned char>(byte));
+        } else if (length == 0 || !isHarmless(character)) {
+            for (const char byte : character) line += fmt::format("\\x{:02X}", static_cast<unsigned char>(byte));
         } else {
-            line += byte;
+            if (character == "\"" || character == "\\") line += '\\';
+            line += character;
         }
-        text.remove_prefix(length == 0 ? 1 : length);
+        text.remove_prefix(character.size());
     }
     return line;
 }

@@ -16,7 +16,8 @@ void writeRecord(const LogRecord& record, std::string_view line) noexcept;
 /* "2026-03-29-02.30.00.123456 process 41 thread 42 database X": who writes, and when. */
 std::string recordHead();
 
-/* The text in one line: control characters, '"' and '\' as in a C string; bytes that are no UTF-8 as \xNN. */
+/* The text in one line: '"' and '\' as in a C string, whatever acts on a terminal or turns the reading direction,
+ * and bytes that are no UTF-8, as \n, \t or \xNN. */
 std::string inOneLine(std::string_view text);
 
 }  // namespace kelhost

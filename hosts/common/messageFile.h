@@ -2,15 +2,12 @@
 #ifndef KELHOST_MESSAGE_FILE_H
 #define KELHOST_MESSAGE_FILE_H
 
-#include <optional>
-#include <string>
 #include <string_view>
 
 namespace kelhost {
 
-/* The translation of `key` in the catalogue at `path`; empty when there is none, or the file cannot be read or is
- * damaged. */
-std::optional<std::string> findMessage(const std::string& path, std::string_view key);
+/* The text for `key` in the catalogue's bytes; empty when there is none, or the catalogue is damaged. */
+std::string_view findMessage(std::string_view catalogue, std::string_view key) noexcept;
 
 }  // namespace kelhost
 

@@ -3,24 +3,23 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "files.h"
+#include "hostFile.h"
+#include "hostText.h"
+#include "installedFiles.h"
 #include "instance.h"
-#include "messageCatalogue.h"
 #include "messageFile.h"
 
-namespace {
+using kelhost::cutText;
+using kelhost::findMessage;
 
-// The longest beginning of at most `room` bytes that cuts no UTF-8 character.
-std::string_view cutText(std::string_view text, size_t room) noexcept {
-    if (text.size() <= room) return text;
-    size_t end = room;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
-    return text.substr(0, room - end < 4 ? end : room);
-}
+namespace {
 
 std::string_view tokensOf(const sqlca& ca) noexcept {
     const auto used = static_cast<size_t>(std::max<int16_t>(ca.sqlerrml, 0));
@@ -61,16 +60,31 @@ std::string pathOf(const char* messageFile) {
     return instance->messageFiles() + "/" + name;
 }
 
+// "KEL0204N" for -204; W for a warning.
+std::string messageKey(int32_t sqlcode) {
+    return fmt::format("KEL{:04}{}", std::abs(static_cast<int64_t>(sqlcode)), sqlcode < 0 ? 'N' : 'W');
+}
+
+// A reason's own text comes before the message's.
+std::string_view findText(std::string_view catalogue, const std::string& key, std::string_view reason) {
+    const std::string_view text = findMessage(catalogue, key + '.' + std::string(reason));
+    return text.empty() ? findMessage(catalogue, key) : text;
+}
+
 std::string messageText(const char* messageFile, const sqlca& ca) {
-    const std::string key = kelhost::messageKey(ca.sqlcode);
+    constexpr size_t largestCatalogue = size_t{4} << 20U;
+    const std::string key = messageKey(ca.sqlcode);
+    const std::vector<std::string_view> tokens = splitTokens(tokensOf(ca));
+    const std::string_view reason = tokens.empty() ? "" : tokens.front();
     const std::string path = pathOf(messageFile);
-    std::string pattern;
-    if (!path.empty()) pattern = kelhost::findMessage(path, key).value_or("");
-    if (pattern.empty()) {
-        const char* builtIn = kelhost::builtInMessage(ca.sqlcode);
-        pattern = builtIn != nullptr ? builtIn : "The database reports SQLCODE " + std::to_string(ca.sqlcode) + ": {1}";
+    std::string catalogue;
+    std::string_view pattern;
+    if (!path.empty() && kelhost::readWholeFile(path.c_str(), largestCatalogue, catalogue) == OSS_OK) {
+        pattern = findText(catalogue, key, reason);
     }
-    std::string text = key + "  " + fillIn(pattern, splitTokens(tokensOf(ca)));
+    if (pattern.empty()) pattern = findText(kelhost::installedCatalogue(), key, reason);
+    if (pattern.empty()) pattern = findMessage(kelhost::installedCatalogue(), "KELOTHER");
+    std::string text = key + "  " + fillIn(pattern, tokens);
     const std::string_view state(ca.sqlstate, SQLCA_STATE_LENGTH);
     if (state.find_first_of(std::string_view(" \0", 2)) == std::string_view::npos)
         text += fmt::format("  SQLSTATE={}", state);

@@ -33,6 +33,7 @@ constexpr std::array names = {
     "sqlogmblkEx",
     "_ossMemAlloc",
     "ossFileOpen",
+    "ossFileCreateUnique",
     "ossFileRead",
     "ossFileWrite",
     "ossFileSize",
@@ -62,9 +63,16 @@ constexpr std::array names = {
     "SQLFetch",
     "SQLGetData",
     "SQLGetSQLCA",
+    "sqlastrt",
+    "sqlaaloc",
+    "sqlasetdata",
+    "sqlastls",
+    "sqlacall",
+    "sqlabndx",
     "any memory service",
     "any file service",
     "any call of the call level",
+    "any call of embedded SQL",
     "any service",
 };
 static_assert(names.size() == static_cast<size_t>(Service::any) + 1);
@@ -83,6 +91,8 @@ bool belongsTo(Service service, Service group) noexcept {
             return isBetween(service, Service::ossFileOpen, Service::sqloInstancePath);
         case Service::anyCallLevel:
             return isBetween(service, Service::SQLAllocHandle, Service::SQLGetData);
+        case Service::anyEmbeddedSql:
+            return isBetween(service, Service::sqlastrt, Service::sqlabndx);
         default:
             return service == group;
     }

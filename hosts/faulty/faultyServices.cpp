@@ -21,6 +21,8 @@ extern "C" {
 void* __real_sqlogmblkEx(SQLO_MEM_POOL* pool, size_t size, const char* tag, uint32_t line);
 void* __real__ossMemAlloc(size_t size);
 int32_t __real_ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t permissions);
+int32_t __real_ossFileCreateUnique(OSSHFile** file, const char* directory, uint32_t permissions, char* path,
+                                   size_t size);
 int32_t __real_ossFileRead(OSSHFile* file, void* buffer, size_t size, size_t* done);
 int32_t __real_ossFileWrite(OSSHFile* file, const void* buffer, size_t size, size_t* done);
 int32_t __real_ossFileSize(OSSHFile* file, uint64_t* size);
@@ -42,6 +44,8 @@ int32_t __real_sqlaintp_api(char* buffer, size_t size, uint32_t lineWidth, const
 void* __wrap_sqlogmblkEx(SQLO_MEM_POOL* pool, size_t size, const char* tag, uint32_t line);
 void* __wrap__ossMemAlloc(size_t size);
 int32_t __wrap_ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t permissions);
+int32_t __wrap_ossFileCreateUnique(OSSHFile** file, const char* directory, uint32_t permissions, char* path,
+                                   size_t size);
 int32_t __wrap_ossFileRead(OSSHFile* file, void* buffer, size_t size, size_t* done);
 int32_t __wrap_ossFileWrite(OSSHFile* file, const void* buffer, size_t size, size_t* done);
 int32_t __wrap_ossFileSize(OSSHFile* file, uint64_t* size);
@@ -95,6 +99,14 @@ void* __wrap__ossMemAlloc(size_t size) {
 int32_t __wrap_ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t permissions) {
     const auto fault = countCall(Service::ossFileOpen);
     if (!fault) return __real_ossFileOpen(file, path, mode, permissions);
+    *file = nullptr;
+    return codeOf(*fault, OSS_ERROR);
+}
+
+int32_t __wrap_ossFileCreateUnique(OSSHFile** file, const char* directory, uint32_t permissions, char* path,
+                                   size_t size) {
+    const auto fault = countCall(Service::ossFileCreateUnique);
+    if (!fault) return __real_ossFileCreateUnique(file, directory, permissions, path, size);
     *file = nullptr;
     return codeOf(*fault, OSS_ERROR);
 }

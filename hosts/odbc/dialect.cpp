@@ -20,6 +20,12 @@ constexpr std::array createForSqlite = {
     "POLICY BLOB NOT NULL CONSTRAINT POLICY_TOO_LONG CHECK (length(CAST(POLICY AS BLOB)) <= 2097152),"
     "PRIMARY KEY (MED, DECISION, NAME))"};
 
+constexpr std::array packagesForSqlite = {
+    "CREATE TABLE SYSTOOLS.PACKAGE ("
+    "COLLECTION VARCHAR(128) NOT NULL, NAME VARCHAR(128) NOT NULL, TOKEN CHAR(16) NOT NULL, "
+    "BINDER VARCHAR(128) NOT NULL, GRANTED INTEGER NOT NULL, BIND_TIME CHAR(26) NOT NULL, CONTENT BLOB NOT NULL, "
+    "PRIMARY KEY (COLLECTION, NAME))"};
+
 constexpr std::array sqliteConnection = {"Timeout={}"};
 
 constexpr std::array<NativeFailure, 23> failuresOfSqlite = {{
@@ -65,6 +71,13 @@ constexpr std::array createForPostgres = {
     "POLICY BYTEA NOT NULL CONSTRAINT POLICY_TOO_LONG CHECK (octet_length(POLICY) <= 2097152),"
     "PRIMARY KEY (MED, DECISION, NAME))"};
 
+constexpr std::array packagesForPostgres = {
+    "CREATE SCHEMA IF NOT EXISTS SYSTOOLS",
+    "CREATE TABLE SYSTOOLS.PACKAGE ("
+    "COLLECTION VARCHAR(128) NOT NULL, NAME VARCHAR(128) NOT NULL, TOKEN CHAR(16) NOT NULL, "
+    "BINDER VARCHAR(128) NOT NULL, GRANTED INTEGER NOT NULL, BIND_TIME TIMESTAMP(6) NOT NULL, CONTENT BYTEA NOT NULL, "
+    "PRIMARY KEY (COLLECTION, NAME))"};
+
 constexpr std::array createForOthers = {
     "CREATE TABLE SYSTOOLS.POLICY ("
     "MED VARCHAR(128) NOT NULL CHECK (OCTET_LENGTH(MED) <= 128),"
@@ -73,6 +86,12 @@ constexpr std::array createForOthers = {
     "UPDATE_TIME TIMESTAMP(6) NOT NULL,"
     "POLICY BLOB(2097152) NOT NULL,"
     "PRIMARY KEY (MED, DECISION, NAME))"};
+
+constexpr std::array packagesForOthers = {
+    "CREATE TABLE SYSTOOLS.PACKAGE ("
+    "COLLECTION VARCHAR(128) NOT NULL, NAME VARCHAR(128) NOT NULL, TOKEN CHAR(16) NOT NULL, "
+    "BINDER VARCHAR(128) NOT NULL, GRANTED INTEGER NOT NULL, BIND_TIME TIMESTAMP(6) NOT NULL, "
+    "CONTENT BLOB(1048576) NOT NULL, PRIMARY KEY (COLLECTION, NAME))"};
 
 constexpr std::array<Dialect, 3> dialects = {{
     {.databaseSystem = "SQLite",
@@ -84,6 +103,9 @@ constexpr std::array<Dialect, 3> dialects = {{
      .sessionSetup = {},
      .verifyPolicyTable = verifyPolicyTable,
      .createPolicyTable = createForSqlite,
+     .createPackageTable = packagesForSqlite,
+     .currentUser = nullptr,
+     .compile = "EXPLAIN ",
      .failures = failuresOfSqlite},
     {.databaseSystem = "PostgreSQL",
      .timestamps = TimestampLiteral::iso,
@@ -94,6 +116,9 @@ constexpr std::array<Dialect, 3> dialects = {{
      .sessionSetup = postgresSetup,
      .verifyPolicyTable = verifyPolicyTable,
      .createPolicyTable = createForPostgres,
+     .createPackageTable = packagesForPostgres,
+     .currentUser = "SELECT CURRENT_USER",
+     .compile = nullptr,
      .failures = failuresOfPostgres},
     {.databaseSystem = nullptr,
      .timestamps = TimestampLiteral::iso,
@@ -104,6 +129,9 @@ constexpr std::array<Dialect, 3> dialects = {{
      .sessionSetup = {},
      .verifyPolicyTable = verifyPolicyTable,
      .createPolicyTable = createForOthers,
+     .createPackageTable = packagesForOthers,
+     .currentUser = "VALUES (CURRENT_USER)",
+     .compile = nullptr,
      .failures = {}},
 }};
 

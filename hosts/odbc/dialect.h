@@ -37,6 +37,11 @@ struct Dialect {
     std::span<const char* const> sessionSetup; /* statements for a new session; {} as above */
     const char* verifyPolicyTable;             /* fails when the table or a column is missing */
     std::span<const char* const> createPolicyTable;
+    std::span<const char* const> createPackageTable;
+    const char* currentUser; /* asks for the session's authorisation id; null: it is the operating system's user */
+    /* What must stand before a statement that is no query to have it compiled when it is prepared; null: it is anyway.
+     */
+    const char* compile;
     std::span<const NativeFailure> failures; /* first match counts */
 };
 

@@ -1,9 +1,9 @@
 #include "handles.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "callLevelCounts.h"
+#include "statementWork.h"
 
 namespace kelhost {
 
@@ -13,14 +13,8 @@ constinit HandleTable<Connection, 2> connections;
 constinit HandleTable<Statement, 3> statements;
 
 void freeStatement(SQLHSTMT handle, Statement& statement) noexcept {
-    if (statement.session != nullptr) {
-        if (statement.driver.handle != SQL_NULL_HSTMT) {
-            if (statement.bound || statement.outcome.failed()) statement.driver.text.clear();
-            statement.session->giveBack(std::exchange(statement.driver, {}));
-        }
-        std::erase(statement.session->statements, handle);
-    }
-    statement = {};
+    if (statement.session != nullptr) std::erase(statement.session->statements, handle);
+    endStatement(statement);
     statements.close(handle);
 }
 

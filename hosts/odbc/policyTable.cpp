@@ -40,17 +40,9 @@ Outcome Session::verifyPolicyTable() {
     return outcome;
 }
 
-// An existing table is left as it is, with its rows: another process may have made it since the caller looked, or may
-// make it at this moment.
+// An existing table keeps its rows.
 Outcome Session::createPolicyTable() {
-    Outcome outcome = begin(SqlKind::other);
-    if (outcome.failed()) return outcome;
-    if (verifyPolicyTable().failed()) {
-        outcome = atomically([this] { return makePolicyTable(); });
-        if (outcome.failed() && !verifyPolicyTable().failed()) outcome.clear();
-    }
-    settle(outcome);
-    return outcome;
+    return createIfMissing([this] { return verifyPolicyTable(); }, [this] { return makePolicyTable(); });
 }
 
 Outcome Session::makePolicyTable() {

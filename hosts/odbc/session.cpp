@@ -7,8 +7,10 @@
 #include <array>
 #include <cctype>
 #include <filesystem>
+#include <mutex>
 
 #include "hostError.h"
+#include "packages.h"
 
 namespace kelhost {
 namespace {
@@ -30,12 +32,18 @@ std::string withTimeout(const char* text, const DatabaseOptions& options) {
     return fmt::format(fmt::runtime(text), options.lockTimeout.count());
 }
 
-bool hasKey(const std::string& connection, const std::string& setting) {
-    const std::string_view key(setting.data(), setting.find('=') + 1);
-    return std::search(connection.begin(), connection.end(), key.begin(), key.end(), [](char given, char wanted) {
-               return std::tolower(static_cast<unsigned char>(given)) ==
-                      std::tolower(static_cast<unsigned char>(wanted));
-           }) != connection.end();
+/* Whether the connection string has the key of the setting "Key=Value". */
+bool hasKey(std::string_view connection, std::string_view setting) {
+    const std::string_view key = setting.substr(0, setting.find('=') + 1);
+    const auto isSame = [](char one, char other) {
+        return std::tolower(static_cast<unsigned char>(one)) == std::tolower(static_cast<unsigned char>(other));
+    };
+    while (!connection.empty()) {
+        const std::string_view start = connection.substr(0, key.size());
+        if (std::equal(start.begin(), start.end(), key.begin(), key.end(), isSame)) return true;
+        connection.remove_prefix(std::min(connection.find(';'), connection.size() - 1) + 1);
+    }
+    return false;
 }
 
 std::string completed(std::string connection, const Dialect& dialect, const DatabaseOptions& options) {
@@ -49,7 +57,7 @@ std::string completed(std::string connection, const Dialect& dialect, const Data
 }  // namespace
 
 Session::Session(const Instance& instance, const DatabaseOptions& options)
-    : driver_(driverManager()), instance_(instance) {
+    : driver_(driverManager()), instance_(instance), packages_(std::make_unique<Packages>(*this)) {
     try {
         const bool embedded = options.connection.empty();
         connect(embedded ? completed(embeddedConnection(instance), dialectOf("SQLite"), options) : options.connection,
@@ -87,7 +95,10 @@ void Session::closeStatements() noexcept {
 }
 
 // Which settings a database needs is known when it has been connected to; then it is done once more with them.
+// One at a time: the driver manager keeps its configuration, and drivers the locale, for the whole process unguarded.
 void Session::connect(const std::string& connection, const DatabaseOptions& options) {
+    static constinit std::mutex opening;
+    const std::lock_guard lock(opening);
     if (driver_.allocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_) != SQL_SUCCESS) throw std::bad_alloc();
     driver_.setEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
     if (driver_.allocHandle(SQL_HANDLE_DBC, environment_, &connection_) != SQL_SUCCESS) throw std::bad_alloc();

@@ -21,6 +21,7 @@
 namespace kelhost {
 
 struct DefaultPolicy;
+class Packages;
 
 /* A statement handle of the driver. `text` is what it is prepared for when it may be used again, else empty. */
 struct DriverStatement {
@@ -68,11 +69,27 @@ public:
         return outcome.failed() ? outcome : released;
     }
 
+    /* Creates what `verify` does not find, or leaves what is there: another process may have made it since the caller
+     * looked, or may make it at this moment. */
+    template <class Verify, class Make>
+    Outcome createIfMissing(Verify verify, Make make) {
+        Outcome outcome = begin(SqlKind::other);
+        if (outcome.failed()) return outcome;
+        if (verify().failed()) {
+            outcome = atomically(make);
+            if (outcome.failed() && !verify().failed()) outcome.clear();
+        }
+        settle(outcome);
+        return outcome;
+    }
+
     /* Runs a text that answers with no rows. */
     Outcome run(const std::string& text);
 
     /* SYSINSTALLOBJECTS: verifies, or creates with its default rows, the policy table. */
     Outcome installObjects(const std::vector<std::string>& arguments);
+
+    Packages& packages() noexcept { return *packages_; }
 
     /* Handles of the call-level interface that are joined to this session. */
     std::vector<SQLHDBC> connections{};
@@ -104,6 +121,7 @@ private:
     DriverStatement control_{};
     DriverStatement verify_{};
     std::vector<DriverStatement> prepared_{};
+    std::unique_ptr<Packages> packages_;
 };
 
 }  // namespace kelhost

@@ -161,7 +161,7 @@ SqlText scanSql(std::string_view text) {
             found.places.push_back({SqlPlace::moment, tokens.begin(), token.size()});
         }
         current = isWord(token, "CURRENT") ? tokens.begin() : std::string_view::npos;
-        found.hasParameters = found.hasParameters || token[0] == '?';
+        if (token[0] == '?') ++found.parameters;
         found.hasStar = found.hasStar || token[0] == '*';
         keys.see(token);
     }

@@ -34,7 +34,7 @@ struct SqlPlace {
 struct SqlText {
     SqlKind kind = SqlKind::other;
     bool hasStar = false;                 /* its columns depend on the table's */
-    bool hasParameters = false;           /* at least one parameter marker */
+    size_t parameters = 0;                /* parameter markers */
     std::vector<SqlPlace> places{};       /* in the order of the text */
     std::vector<std::string> arguments{}; /* of installObjects: four */
     const char* error = nullptr;          /* SQLSTATE when the host refuses the text, and why */

@@ -1,5 +1,6 @@
 // The session's unit of work: where it starts, how a failing statement leaves it, how it ends.
 #include "hostError.h"
+#include "packages.h"
 #include "session.h"
 
 namespace kelhost {
@@ -36,6 +37,7 @@ bool Session::unitIsOpen() {
 }
 
 void Session::commit() {
+    packages_->endUnit();
     if (unitLost_)
         throw HostError(-911, "40001", "the database has rolled the unit of work back; nothing was committed");
     if (dialect_->unitStart == UnitStart::driver) {
@@ -50,6 +52,7 @@ void Session::commit() {
 }
 
 void Session::rollback() {
+    packages_->endUnit();
     unitLost_ = false;
     if (dialect_->unitStart == UnitStart::driver) {
         if (!SQL_SUCCEEDED(driver_.endTran(SQL_HANDLE_DBC, connection_, SQL_ROLLBACK))) {

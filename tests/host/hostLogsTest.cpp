@@ -44,6 +44,7 @@ TEST_F(HostLogs, ADiagnosticRecordIsOneLineThatSaysWhoWhenAndWhat) {
 }
 
 TEST_F(HostLogs, ImportanceIsNamed) {
+    EXPECT_EQ((std::vector<int>{PD_SEVERE, PD_ERROR, PD_WARNING, PD_INFO}), (std::vector<int>{1, 2, 3, 4}));
     kelhost::openLogs(instancePath() + "/log");
     for (int32_t importance : {PD_SEVERE, PD_ERROR, PD_WARNING, PD_INFO}) pdLog(importance, "f", 1, "t");
     const std::string log = diagnosticLog();
@@ -61,6 +62,41 @@ TEST_F(HostLogs, TextsAreKeptByteForByteAndShownInOneLine) {
     EXPECT_TRUE(diagnosticLog().ends_with(
         ": line end\\n tab\\t quote\\\" back\\\\ umlaut \xC3\xA4 broken \\xC3( bell \\x07 end\n"))
         << diagnosticLog();
+}
+
+TEST_F(HostLogs, NothingThatActsOnATerminalOrTurnsTheReadingDirectionIsShownAsItIs) {
+    const struct {
+        const char* name;
+        std::string text;
+        std::string shown;
+    } cases[] = {
+        {"escape sequence", "\x1B[31m", "\\x1B[31m"},
+        {"delete", "\x7F", "\\x7F"},
+        {"first C1 control", "\xC2\x80", "\\xC2\\x80"},
+        {"control sequence introducer", "\xC2\x9B", "\\xC2\\x9B"},
+        {"last C1 control", "\xC2\x9F", "\\xC2\\x9F"},
+        {"no-break space", "\xC2\xA0", "\xC2\xA0"},
+        {"Arabic letter mark", "\xD8\x9C", "\\xD8\\x9C"},
+        {"left-to-right mark", "\xE2\x80\x8E", "\\xE2\\x80\\x8E"},
+        {"right-to-left mark", "\xE2\x80\x8F", "\\xE2\\x80\\x8F"},
+        {"line separator", "\xE2\x80\xA8", "\\xE2\\x80\\xA8"},
+        {"right-to-left override", "\xE2\x80\xAE", "\\xE2\\x80\\xAE"},
+        {"narrow no-break space", "\xE2\x80\xAF", "\xE2\x80\xAF"},
+        {"left-to-right isolate", "\xE2\x81\xA6", "\\xE2\\x81\\xA6"},
+        {"pop directional isolate", "\xE2\x81\xA9", "\\xE2\\x81\\xA9"},
+        {"euro sign", "\xE2\x82\xAC", "\xE2\x82\xAC"},
+        {"beyond 16 bits", "\xF0\x9F\x92\xBE", "\xF0\x9F\x92\xBE"},
+        {"overlong slash", "\xC0\xAF \xE0\x80\xAF", "\\xC0\\xAF \\xE0\\x80\\xAF"},
+        {"half a surrogate pair", "\xED\xA0\x80", "\\xED\\xA0\\x80"},
+        {"behind the last character", "\xF4\x90\x80\x80", "\\xF4\\x90\\x80\\x80"},
+    };
+    kelhost::openLogs(instancePath() + "/log");
+    for (const auto& one : cases) {
+        pdLog(PD_INFO, "f", 1, one.text.c_str());
+        EXPECT_TRUE(diagnosticLog().ends_with(" probe 1: " + one.shown + "\n")) << one.name << ": " << diagnosticLog();
+        sqlt_logadmin(SQLT_ADMIN_TEXT, PD_INFO, "f", 1, one.text.data(), one.text.size());
+        EXPECT_TRUE(administrationLog().ends_with(" probe 1: " + one.shown + "\n")) << one.name;
+    }
 }
 
 TEST_F(HostLogs, FormattedRecords) {

@@ -105,6 +105,36 @@ TEST(HostMessages, EverySqlcodeHasAText) {
     }
 }
 
+TEST(HostMessages, PolicyErrorsSayWhatAndWhereAndWhatToDo) {
+    struct Case {
+        int32_t sqlcode;
+        std::vector<std::string> tokens;
+        std::string text;
+    };
+    for (const Case& one : std::vector<Case>{
+             {-171,
+              {"2", "AUTOMAINT_SET_POLICY"},
+              "Argument 2 of the routine \"AUTOMAINT_SET_POLICY\" is missing or not valid."},
+             {-1436, {"a.xml"}, "The policy file \"a.xml\" is missing, cannot be read, or is empty."},
+             {-1448, {"a.xml"}, "The policy file \"a.xml\" cannot be written."},
+             {-1437, {"3", "14", "element 'X'"}, "not correct at line 3, column 14: element 'X'"},
+             {-1438, {}, "The policy document cannot be read: there is not enough memory"},
+             {-1447, {"1"}, "reason 1: the directory or device of the backup location does not exist."},
+             {-1447, {"4"}, "reason 4: it could not be parsed."},
+             {-1447, {"5"}, "reason 5: it is not encoded in UTF-8."},
+             {-1447, {"6"}, "reason 6: a text is too long. A table filter may have about 2,700 bytes, a path 2,047;"},
+             {-1447, {"7"}, "A value of the policy document cannot be used, reason 7."},
+             {-1447, {}, "A value of the policy document cannot be used, reason ."},
+             {-818, {"NULLID.P"}, "The package \"NULLID.P\" in the database and the program were not made together."},
+             {-4711,
+              {"what the driver said"},
+              "KEL4711N  The database reports an outcome that has no text of its own: what the driver said"},
+         }) {
+        const std::string text = message(area(one.sqlcode, one.tokens));
+        EXPECT_NE(text.find(one.text), std::string::npos) << one.sqlcode << ": " << text;
+    }
+}
+
 TEST(HostMessages, ATextThatDoesNotFitIsCutBetweenCharacters) {
     const sqlca ca = area(-204, {"\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4"});
     const std::string whole = message(ca);
@@ -163,6 +193,12 @@ TEST_F(HostMessageFile, ItsTextsComeFirst) {
     EXPECT_NE(message(area(-204, {"A", "B"})).find("Es gibt kein \"A\" (B)."), std::string::npos);
     EXPECT_NE(message(area(100, {})).find("Keine Zeile."), std::string::npos);
     EXPECT_NE(message(area(-803, {"K"})).find("exists already"), std::string::npos) << "not in the file";
+    EXPECT_NE(message(area(-1447, {"6"})).find("reason 6: a text is too long"), std::string::npos) << "not in the file";
+    makeCatalogue(
+        "msgid \"KEL1447N\"\nmsgstr \"Grund {1}.\"\n\nmsgid \"KEL1447N.6\"\nmsgstr \"Zu lang.\"\n\n"
+        "msgid \"KEL0204N\"\nmsgstr \"Es gibt kein {1}.\"\n\n");
+    EXPECT_NE(message(area(-1447, {"6"})).find("Zu lang."), std::string::npos) << "the reason's own text";
+    EXPECT_NE(message(area(-1447, {"5"})).find("Grund 5."), std::string::npos) << "the file's text before another's";
     EXPECT_NE(message(area(-204, {"A"}), 0, 4097, nullptr).find("Es gibt kein"), std::string::npos) << "the usual file";
     EXPECT_NE(message(area(-204, {"A"}), 0, 4097, "other.mo").find("undefined name"), std::string::npos);
     EXPECT_NE(message(area(-204, {"A"}), 0, 4097, "../misc/" SQL_MESSAGE_FILE).find("undefined name"),

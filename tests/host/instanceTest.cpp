@@ -7,9 +7,11 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <set>
 #include <thread>
 #include <vector>
 
+#include "bindFile.h"
 #include "host/hostFixture.h"
 #include "hostError.h"
 
@@ -55,10 +57,84 @@ TEST_F(InstanceTest, CreatingMakesEveryPart) {
 TEST_F(InstanceTest, CreatingAgainMakesWhatIsMissingAndKeepsTheRest) {
     Instance::create(path());
     std::ofstream(path() / "tmp" / "kept") << "x";
-    fs::remove(path() / "bnd");
+    fs::remove_all(path() / "bnd");
     Instance::create(path());
     EXPECT_TRUE(fs::is_directory(path() / "bnd"));
     EXPECT_EQ(hosttest::readWhole(path() / "tmp" / "kept"), "x");
+}
+
+const std::vector<std::string> installed = {"bnd/kelpolicy.bnd", "misc/kelsql.mo"};
+
+std::vector<std::string> contentsOf(const fs::path& instance) {
+    std::vector<std::string> contents;
+    for (const std::string& name : installed) contents.push_back(hosttest::readWhole(instance / name));
+    return contents;
+}
+
+/* Names below a directory, so that nothing half-written stays behind unseen. */
+std::set<std::string> namesIn(const fs::path& directory) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(directory)) names.insert(entry.path().filename().string());
+    return names;
+}
+
+TEST_F(InstanceTest, ItHasTheProgramsBindFileAndMessageFile) {
+    Instance::create(path());
+    const std::vector<std::string> contents = contentsOf(path());
+    kelhost::BindFile bindFile;
+    std::string error;
+    EXPECT_TRUE(kelhost::readBindFile(contents[0], bindFile, error)) << error;
+    EXPECT_EQ(bindFile.collection, "NULLID");
+    EXPECT_EQ(bindFile.package, "POLYH03");
+    EXPECT_EQ(bindFile.sections.at(0).text, "SELECT NAME FROM SYSTOOLS.POLICY WHERE MED = ?");
+    EXPECT_EQ(contents[1].substr(0, 4), "\xDE\x12\x04\x95") << "a compiled message catalogue";
+    for (const std::string& name : installed) {
+        struct stat status {};
+        ASSERT_EQ(::stat((path() / name).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0640U) << name;
+    }
+}
+
+TEST_F(InstanceTest, OpeningBringsTheProgramsFilesUpToDate) {
+    Instance::create(path());
+    const std::vector<std::string> contents = contentsOf(path());
+    for (const std::string& name : installed) {
+        const fs::path file = path() / name;
+        const auto open = [&](const char* why) {
+            Instance::open(path());
+            EXPECT_EQ(contentsOf(path()), contents) << name << ": " << why;
+            EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(file))) << name << ": " << why;
+            EXPECT_EQ(namesIn(file.parent_path()).size(), 1U) << name << ": " << why;
+        };
+        fs::remove(file);
+        open("missing");
+        std::ofstream(file) << "older";
+        open("shorter");
+        std::ofstream(file, std::ios::app) << "x";
+        open("longer");
+        std::fstream(file, std::ios::in | std::ios::out).put('?');
+        open("of the same length");
+        fs::remove(file);
+        std::ofstream(directory_.file("outside")) << "kept";
+        fs::create_symlink(directory_.file("outside"), file);
+        open("a symbolic link");
+        EXPECT_EQ(hosttest::readWhole(directory_.file("outside")), "kept");
+        const auto before = fs::last_write_time(file);
+        fs::last_write_time(file, before - std::chrono::hours(1));
+        open("the same");
+        EXPECT_EQ(fs::last_write_time(file), before - std::chrono::hours(1)) << "a file that is right is left alone";
+    }
+}
+
+TEST_F(InstanceTest, WhatCannotBeWrittenFailsTheCreationOnly) {
+    Instance::create(path());
+    const fs::path file = path() / installed[0];
+    fs::remove(file);
+    fs::create_directory(file);
+    EXPECT_EQ(Instance::open(path()).path(), path().string()) << "it is used as it is";
+    EXPECT_NE(messageOf([this] { Instance::create(path()); }).find("cannot write the files of the instance"),
+              std::string::npos);
+    EXPECT_EQ(namesIn(file.parent_path()), std::set<std::string>{"kelpolicy.bnd"}) << "nothing half-written";
 }
 
 TEST_F(InstanceTest, ThePathIsMadeAbsoluteAndItsLinksAreResolved) {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <future>
 #include <thread>
 
 #include "host/callLevelClient.h"
@@ -91,6 +92,43 @@ TEST_F(OdbcDatabase, ADatabaseInMemoryHasItsPolicySchemaInMemory) {
     Client client;
     EXPECT_EQ(client.createPolicyTable(), SQL_SUCCESS) << tokensOf(client.ca());
     EXPECT_EQ(client.rows("SELECT NAME FROM SYSTOOLS.POLICY").size(), 5U);
+}
+
+/* A lock is held until the statement that waits for it has given up, or for so long that only the driver's own time, or
+ * the one that must not count, is still longer. */
+TEST_F(OdbcDatabase, TheLockTimeoutIsSetUnlessTheConnectionStringHasItsOwn) {
+    constexpr std::chrono::milliseconds brief(20);
+    constexpr std::chrono::hours endless(1);
+    const std::string database = "Database=" + directory_.file("Timeout=3600000.db");
+    const struct {
+        std::string connection;
+        std::chrono::milliseconds lockTimeout;
+    } cases[] = {
+        {"", brief},
+        {"DRIVER=SQLite3;" + database, brief},
+        {"DRIVER=SQLite3;NoTimeout=3600000;" + database, brief},
+        {"DRIVER=SQLite3;" + database + ";Timeout=20", endless},
+        {"DRIVER=SQLite3;timeout=20;" + database, endless},
+    };
+    for (const auto& one : cases) {
+        EngineContext context(instance_, {.connection = one.connection});
+        const EngineContext::Scope bound(context);
+        Client client;
+        ASSERT_EQ(client.createPolicyTable(), SQL_SUCCESS) << one.connection;
+        context.commit();
+        ASSERT_EQ(client.insert("held", "x"), SQL_SUCCESS) << one.connection;
+        auto waiting = std::async(std::launch::async, [&] {
+            EngineContext other(instance_, {.connection = one.connection, .lockTimeout = one.lockTimeout});
+            const EngineContext::Scope otherBound(other);
+            Client waits;
+            return waits.insert("waits", "x");
+        });
+        waiting.wait_for(std::chrono::seconds(30));
+        context.rollback();
+        EXPECT_EQ(waiting.get(), SQL_ERROR) << one.connection << ": it waited longer";
+        ASSERT_EQ(client.run("DROP TABLE SYSTOOLS.POLICY"), SQL_SUCCESS);
+        context.commit();
+    }
 }
 
 TEST_F(OdbcDatabase, AConnectionThatFailsSaysWhy) {

@@ -96,6 +96,65 @@ TEST_F(CliDescribe, saysWhichStoredDocumentsDoNotParse) {
     EXPECT_EQ(run({"describe", "DBBackupPolicy"}).status, 0) << "a policy that is not used is not complained about";
 }
 
+TEST_F(CliDescribe, givesTheNotesThatShowGives) {
+    store("DBBackupPolicy", "<PolicyDocument><kel:DBBackup><Scope/></kel:DBBackup></PolicyDocument>");
+    store("TableReorgPolicy", readFile(sample("backup-to-disk.xml")));
+    store("TableRunstatsPolicy", "<PolicyDocument>");
+    const Outcome outcome = run({"describe", "--json"});
+    EXPECT_EQ(outcome.status, 1);
+    std::istringstream lines(outcome.err);
+    std::vector<json> told;
+    for (std::string line; std::getline(lines, line);) told.push_back(json::parse(line));
+    ASSERT_EQ(told.size(), 3U) << outcome.err;
+    EXPECT_EQ(told[0]["note"],
+              "the engine logged while it read DBBackupPolicy: Auto backup Policy: Target Type Unknown");
+    const std::string silence = told[1]["note"];
+    EXPECT_EQ(silence.find("TableReorgPolicy, stored "), 0U) << silence;
+    EXPECT_NE(silence.find(" has no element of the Reorg policy: the built-in defaults are in force"),
+              std::string::npos)
+        << silence;
+    EXPECT_EQ(told[2]["error"]["policy"], "TableRunstatsPolicy") << "what the engine logs of it is told once";
+
+    EXPECT_EQ(run({"describe", "CommonPolicy"}).err, "") << "of the policy that is described only";
+}
+
+TEST_F(CliDescribe, saysThatTheEnginesDescriptionIsCut) {
+    const auto withFilter = [](size_t length) {
+        return "<PolicyDocument><kel:Sensors>Tables</kel:Sensors><Constant>" + std::string(length, 'f') +
+               "</Constant></PolicyDocument>";
+    };
+    const auto withVendor = [](size_t length) {
+        return "<PolicyDocument><kel:DBBackup><kel:VendorLibBackupTarget><kel:libFilename>" + std::string(length, 'v') +
+               "</kel:libFilename><kel:libOptions>" + std::string(length, 'v') +
+               "</kel:libOptions></kel:VendorLibBackupTarget></kel:DBBackup></PolicyDocument>";
+    };
+    // A piece holds 4095 bytes, "Table Scope: " and the blank that follows a reorg policy's included.
+    const struct {
+        const char* policy;
+        std::string document;
+        const char* shownBy; /* where all of it stands; empty: the description is whole */
+    } cases[] = {
+        {"TableReorgPolicy", withFilter(4081), ""},
+        {"TableReorgPolicy", withFilter(4083), "show reorg"},
+        {"TableReorgPolicy", withFilter(10000), "show reorg"},
+        {"TableRunstatsPolicy", withFilter(4082), ""},
+        {"TableRunstatsPolicy", withFilter(4083), "show runstats"},
+        {"TableRunstatsPolicy", withFilter(10000), "show runstats"},
+        {"DBBackupPolicy", withVendor(1800), ""},
+        {"DBBackupPolicy", withVendor(2047), "show backup"},
+    };
+    for (const auto& one : cases) {
+        store(one.policy, one.document);
+        const Outcome outcome = run({"describe", one.policy});
+        EXPECT_EQ(outcome.status, 0) << one.policy << ", " << one.document.size();
+        const std::string note = std::string("note: the engine cuts its description of ") + one.policy +
+                                 "; \"kelpolicy " + one.shownBy + "\" shows all of it\n";
+        EXPECT_EQ(outcome.err.ends_with(note), *one.shownBy != '\0') << outcome.err;
+        EXPECT_EQ(outcome.err.empty(), *one.shownBy == '\0')
+            << one.policy << ", " << one.document.size() << outcome.err;
+    }
+}
+
 TEST_F(CliDescribe, saysThatThereIsNoRow) {
     execute("DELETE FROM SYSTOOLS.POLICY WHERE NAME='DBBackupPolicy'");
     const Outcome outcome = run({"describe", "DBBackupPolicy"});

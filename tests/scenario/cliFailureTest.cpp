@@ -21,7 +21,10 @@ TEST_F(CliFailure, answersAWrongCommandLineWithStatusTwo) {
         std::string inMessage;
         std::string inHint;
     } cases[] = {
-        {"nothing", {}, "say which: kelpolicy init, describe, tree, show, window", "\"kelpolicy --help\""},
+        {"nothing",
+         {},
+         "say which: kelpolicy init, describe, tree, show, window, get, set, validate, convert, extract",
+         "\"kelpolicy --help\""},
         {"unknown command", {"frob"}, "\"frob\" is no command of kelpolicy", "\"kelpolicy --help\""},
         {"unknown option", {"init", "--frob"}, "--frob", "\"kelpolicy init --help\""},
         {"group alone",
@@ -73,7 +76,12 @@ TEST_F(CliFailure, explainsEachCommandWithAnExample) {
                                                             {"window", "next"},
                                                             {"window", "status"},
                                                             {"window", "calendar"},
-                                                            {"window", "lint"}};
+                                                            {"window", "lint"},
+                                                            {"get"},
+                                                            {"set"},
+                                                            {"validate"},
+                                                            {"convert"},
+                                                            {"extract"}};
     for (std::vector<std::string> command : commands) {
         command.emplace_back("--help");
         const Outcome outcome = run(command);
@@ -170,6 +178,47 @@ TEST_F(CliFailure, tellsThatTheDatabaseFileIsNone) {
     const json error = json::parse(outcome.err)["error"];
     EXPECT_LT(error["sqlcode"], 0) << error;
     EXPECT_NE(error["message"].get<std::string>().find("not a database"), std::string::npos) << error;
+}
+
+TEST_F(CliFailure, saysWhereAStoredDocumentDoesNotParseWhicheverCommandReadsIt) {
+    const struct {
+        std::vector<std::string> command;
+        const char* policy;
+    } cases[] = {{{"init"}, "CommonPolicy"},
+                 {{"init"}, "DBBackupPolicy"},
+                 {{"describe"}, "StatsProfilePolicy"},
+                 {{"describe", "TableReorgPolicy"}, "TableReorgPolicy"},
+                 {{"show", "backup"}, "DBBackupPolicy"},
+                 {{"show", "reorg"}, "TableReorgPolicy"},
+                 {{"show", "runstats"}, "TableRunstatsPolicy"},
+                 {{"show", "stats-profile"}, "StatsProfilePolicy"},
+                 {{"show", "windows"}, "CommonPolicy"},
+                 {{"window", "next"}, "CommonPolicy"},
+                 {{"window", "status"}, "CommonPolicy"},
+                 {{"window", "status", "--check"}, "CommonPolicy"},
+                 {{"window", "calendar"}, "CommonPolicy"},
+                 {{"window", "lint"}, "CommonPolicy"}};
+    for (const auto& one : cases) {
+        const std::string whole = "the stored policy " + std::string(one.policy);
+        store(one.policy, "<PolicyDocument>\n<Scope>\n</PolicyDocument>");
+        const Outcome text = run(one.command);
+        EXPECT_EQ(text.status, 1) << one.command.back();
+        EXPECT_NE(text.err.find(whole + " does not parse at line 3, column 3: expected end of tag 'Scope'"),
+                  std::string::npos)
+            << one.command.back() << ": " << text.err;
+
+        std::vector<std::string> withJson = one.command;
+        withJson.emplace_back("--json");
+        const Outcome object = run(withJson);
+        EXPECT_EQ(object.status, 1) << one.command.back();
+        const size_t place = object.err.find("{\"error\"");
+        ASSERT_NE(place, std::string::npos) << one.command.back() << ": " << object.err;
+        const json error = json::parse(object.err.substr(place, object.err.find('\n', place) - place))["error"];
+        EXPECT_EQ(error["policy"], one.policy) << one.command.back();
+        EXPECT_EQ(error["line"], 3) << one.command.back();
+        EXPECT_EQ(error["column"], 3) << one.command.back();
+        store(one.policy, "<PolicyDocument/>");
+    }
 }
 
 TEST_F(CliFailure, tellsThatTheAnswerCouldNotBeWritten) {

@@ -66,6 +66,29 @@ TEST_F(CliInit, tellsOfAMissingRow) {
         << outcome.out;
 }
 
+TEST_F(CliInit, saysWhichStoredDocumentsDoNotParse) {
+    store("DBBackupPolicy", "<PolicyDocument>\n <And>");
+    store("StatsProfilePolicy", "");
+    const Outcome outcome = run({"init", "--json"});
+    EXPECT_EQ(outcome.status, 1);
+    for (const json& policy : json::parse(outcome.out)["policies"]) EXPECT_EQ(policy["state"], "was there") << policy;
+
+    std::istringstream lines(outcome.err);
+    std::vector<json> errors;
+    for (std::string line; std::getline(lines, line);) errors.push_back(json::parse(line)["error"]);
+    ASSERT_EQ(errors.size(), 2U) << outcome.err;
+    EXPECT_EQ(errors[0]["policy"], "DBBackupPolicy");
+    EXPECT_EQ(errors[0]["line"], 2);
+    EXPECT_EQ(errors[0]["column"], 7);
+    EXPECT_EQ(errors[1]["policy"], "StatsProfilePolicy");
+
+    const Outcome text = run({"init"});
+    EXPECT_EQ(text.status, 1);
+    EXPECT_NE(text.err.find("the stored policy DBBackupPolicy does not parse at line 2, column 7: "), std::string::npos)
+        << text.err;
+    EXPECT_NE(text.err.find("the stored policy StatsProfilePolicy is empty"), std::string::npos) << text.err;
+}
+
 TEST_F(CliInit, everyCommandMakesTheInstanceOnFirstUse) {
     const std::vector<std::vector<std::string>> commands = {
         {"describe"},         {"show", "backup"},        {"show", "reorg"},

@@ -60,6 +60,34 @@ const LintCase lintCases[] = {
      "UTC",
      {{"never-opens", "error", "online", 7}},
      "the first time is Wed 2036-12-31"},
+    {"begins in ten years, offline",
+     windowDocument({.period = "20361231T000000/THISANDFUTURE", .type = "offline"}),
+     "UTC",
+     {{"offline-never-opens", "error", "offline", 7}},
+     "the first time is Wed 2036-12-31"},
+    {"no day in its period",
+     windowDocument({.dayOfWeek = "1000000", .period = "20261123T000000/20261128T000000"}),
+     "UTC",
+     {{"never-opens", "error", "online", 7}},
+     "none of its times in its period (from 2026-11-23 00:00:00 until 2026-11-28 00:00:00)"},
+    {"a stretch that reaches the end of its period",
+     windowDocument({.time = "T000000/T000000", .dayOfWeek = "1000001", .period = "THISANDPRIOR/20261122T180000"}),
+     "UTC",
+     {{"never-opens", "error", "online", 7}},
+     "none of its times in its period"},
+    {"no gap in its period",
+     windowDocument({.time = "T080000/T180000", .period = "20261123T090000/20261123T120000", .isOutside = true}),
+     "UTC",
+     {{"never-opens", "error", "online", 8}},
+     "none of its times in its period"},
+    {"hours that the clock change leaves nothing of",
+     windowDocument({.time = "T013000/T023000",
+                     .dayOfWeek = "1000000",
+                     .monthOfYear = "001000000000",
+                     .dayOfMonth = std::string(31, '0') + "1111111" + std::string(24, '0')}),
+     "Europe/Berlin",
+     {{"never-opens", "error", "online", 6}, {"clock-change", "note", "online", 6}},
+     "the hours 01:30:00 to 02:30:00 have no length"},
     {"its period is over",
      windowDocument({.period = "20200101T000000/20201231T000000"}),
      "UTC",
@@ -183,6 +211,25 @@ TEST_F(CliLint, tellsWhatTheEngineDoesAtAClockChange) {
     EXPECT_NE(found[1]["what"].get<std::string>().find("on 2027-10-31 the clock goes back from 03:00 to 02:00"),
               std::string::npos)
         << found[1];
+}
+
+/* The engine gives up after two days that a clock change cuts short; the window opens all the same. */
+TEST_F(CliLint, isNotMisledByAClockChangeAhead) {
+    const Outcome outcome =
+        run({"window", "lint", "--json", "--document", "-", "--at", "2026-03-07T12:00", "--tz", "America/Havana"},
+            {.input = windowDocument({.time = "T000000/T040000"})});
+    for (const json& finding : json::parse(outcome.out)) EXPECT_EQ(finding["check"], "clock-change") << finding;
+}
+
+/* Clocks that change and change back within a week. */
+TEST_F(CliLint, seesTwoClockChangesInAWeek) {
+    const Outcome outcome =
+        run({"window", "lint", "--json", "--document", "-", "--at", "2000-09-30T23:30", "--tz", "America/Recife"},
+            {.input = windowDocument({.time = "T003000/T040000"})});
+    const json found = json::parse(outcome.out);
+    ASSERT_FALSE(found.empty());
+    EXPECT_NE(found[0]["what"].get<std::string>().find("on 2000-10-08 the clock goes forward"), std::string::npos)
+        << found[0];
 }
 
 TEST_F(CliLint, tellsThatALaterConditionOverwritesAnEarlierOne) {

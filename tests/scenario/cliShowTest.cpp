@@ -174,6 +174,23 @@ TEST_F(CliShow, saysThatADocumentIsNoneOfThatPolicy) {
         << outcome.err;
 }
 
+TEST_F(CliShow, asksForADefaultLocationOnlyWhereTheDocumentNamesNone) {
+    const std::string note = "note: the engine logged: Auto backup Policy: Unknown default backup location\n";
+    for (const char* document : {"backup-to-disk.xml", "backup-to-storage-manager.xml", "backup-to-vendor-library.xml"})
+        EXPECT_EQ(run({"show", "backup", "--document", sample(document)}).err, "") << document;
+    EXPECT_EQ(run({"show", "backup", "--document", "-"},
+                  {.input = "<PolicyDocument><kel:DBBackup mode='online'/></PolicyDocument>"})
+                  .err,
+              note)
+        << "there is no instance whose backup directory could be meant";
+    EXPECT_FALSE(std::filesystem::exists(instance()));
+    ASSERT_EQ(run({"init"}).status, 0);
+    EXPECT_EQ(run({"show", "backup", "--document", "-"},
+                  {.input = "<PolicyDocument><kel:DBBackup mode='online'/></PolicyDocument>"})
+                  .err,
+              "");
+}
+
 TEST_F(CliShow, tellsWhatTheEngineLogs) {
     store("DBBackupPolicy", "<PolicyDocument><kel:DBBackup><Scope/></kel:DBBackup></PolicyDocument>");
     const Outcome outcome = run({"show", "backup"});

@@ -145,6 +145,28 @@ TEST_F(CliWindow, nextAnswersWithExactlyTheseKeys) {
               R"("start_local":"2026-11-21T22:00:00+01:00","end_local":"2026-11-22T06:00:00+01:00"}])");
 }
 
+TEST_F(CliWindow, nextTellsTheRuleInOneWay) {
+    const std::string lastDay = std::string(31, '0') + "1" + std::string(30, '0');
+    const std::pair<WindowText, const char*> cases[] = {
+        {{}, "every day from 22:00:00 to 06:00:00 of the next day"},
+        {{.time = "T000000/T000000"}, "every day, all day"},
+        {{.time = "T060000/T060000", .dayOfWeek = "0000001"}, "on SAT, 24 hours from 06:00:00"},
+        {{.time = "T080000/T180000", .dayOfWeek = "0110000", .isOutside = true},
+         "at all times, but not on MON, TUE from 08:00:00 to 18:00:00"},
+        {{.time = "T080000/T180000", .monthOfYear = "100000000000", .dayOfMonth = lastDay},
+         "on the days last of the month in JAN from 08:00:00 to 18:00:00"},
+        {{.time = "T080000/T180000",
+          .dayOfWeek = "0000010",
+          .dayOfMonth = lastDay,
+          .period = "20260101T000000/THISANDFUTURE"},
+         "on FRI among the days last of the month from 08:00:00 to 18:00:00; valid from 2026-01-01 00:00:00"},
+    };
+    for (const auto& [window, rule] : cases) {
+        const Outcome outcome = runOn(window, {"window", "next"});
+        EXPECT_NE(outcome.out.find("\n" + std::string(rule) + "\n"), std::string::npos) << rule << "\n" << outcome.out;
+    }
+}
+
 TEST_F(CliWindow, nextTellsThatThereIsNone) {
     const json none = {{{"found", false},
                         {"open", false},
@@ -179,6 +201,16 @@ TEST_F(CliWindow, nextAsksAgainFromTheEndOfTheOneBefore) {
     const json longOnes = answer({.time = "T010000/T050000", .dayOfWeek = "1000001"},
                                  {"window", "next", "--min-duration", "14400", "--at", "2026-11-22T02:00:00"});
     EXPECT_EQ(longOnes[0]["start_local"], "2026-11-28T01:00:00+00:00");
+}
+
+TEST_F(CliWindow, nextGoesOnBehindAnAnswerThatIsOver) {
+    const json all = answer({.time = "T023000/T024000"},
+                            {"window", "next", "--count", "3", "--tz", "Europe/Berlin", "--at", "2024-03-31T01:50"});
+    std::vector<std::string> starts;
+    for (const json& entry : all) starts.push_back(entry["start_local"]);
+    EXPECT_EQ(starts, (std::vector<std::string>{"2024-03-31T01:30:00+01:00", "2024-04-01T02:30:00+02:00",
+                                                "2024-04-02T02:30:00+02:00"}))
+        << "the first is the engine's own answer";
 }
 
 TEST_F(CliWindow, nextAnswersWhatTheLibraryAnswers) {
@@ -240,6 +272,12 @@ TEST_F(CliWindow, takesTheMomentInSecondsOrAsLocalTimeOrWithAnOffset) {
         {"2026-10-25T02:30:00", "Europe/Berlin", 1792888200},        // doubled: the first
         {"2026-10-25T02:30:00+01:00", "Europe/Berlin", 1792891800},  // doubled: the second
         {"2026-11-21T22:00:00", "EST5EDT,M3.2.0,M11.1.0", 1795316400},
+        {"2026-11-21T22:00:00", "EST5EDT,J69/2:00:00,305/-167", 1795316400},
+        {"2026-11-22T02:30:00", "<+0530>-5:30", 1795294800},
+        {"2026-11-22T20:59:00+23:59", "UTC", 1795294800},
+        {"2026-11-20T21:01:00-23:59", "UTC", 1795294800},
+        {"1971-01-02", "UTC", 31622400},
+        {"9000-12-30T23:59:59Z", "UTC", 221876841599},
     };
     for (const auto& example : cases) EXPECT_EQ(moment(example.at, example.zone), example.expected) << example.at;
 }
@@ -249,6 +287,9 @@ TEST_F(CliWindow, refusesOptionsThatMakeNoSense) {
                                                          {"next", "--at", "2026-02-30"},
                                                          {"next", "--at", "2026-01-01T25:00"},
                                                          {"next", "--at", ""},
+                                                         {"next", "--at", "2026-01-01T00:00+99:99"},
+                                                         {"next", "--at", "2026-01-01T00:00+24:00"},
+                                                         {"next", "--at", "2026-01-01T00:00-01:60"},
                                                          {"next", "--at", "99999999999999999999"},
                                                          {"next", "--at", "253402300799"},
                                                          {"next", "--at", std::string(5000, '1')},
@@ -256,6 +297,20 @@ TEST_F(CliWindow, refusesOptionsThatMakeNoSense) {
                                                          {"next", "--tz", ""},
                                                          {"next", "--tz", "/etc/localtime"},
                                                          {"next", "--tz", "../zoneinfo/UTC"},
+                                                         {"next", "--tz", "zone.tab"},
+                                                         {"next", "--tz", "leapseconds"},
+                                                         {"next", "--tz", "America"},
+                                                         {"next", "--tz", "ABC99"},
+                                                         {"next", "--tz", "ABC5:60"},
+                                                         {"next", "--tz", "AB5"},
+                                                         {"next", "--tz", "EST5EDT,M13.1.0,M11.1.0"},
+                                                         {"next", "--tz", "EST5EDT,M3.6.0,M11.1.0"},
+                                                         {"next", "--tz", "EST5EDT,M3.2.7,M11.1.0"},
+                                                         {"next", "--tz", "EST5EDT,J0,J300"},
+                                                         {"next", "--tz", "EST5EDT,J366,J300"},
+                                                         {"next", "--tz", "EST5EDT,366,300"},
+                                                         {"next", "--tz", "EST5EDT,M3.2.0/168,M11.1.0"},
+                                                         {"next", "--tz", "EST5EDT,M3.2.0"},
                                                          {"next", "--tz", std::string(100000, 'A')},
                                                          {"next", "--kind", "both"},
                                                          {"next", "--min-duration", "0"},
@@ -271,6 +326,9 @@ TEST_F(CliWindow, refusesOptionsThatMakeNoSense) {
                                                          {"calendar", "--month", "26-01"},
                                                          {"calendar", "--months", "0"},
                                                          {"calendar", "--html", ""},
+                                                         {"calendar", "--html", "X", "--ics", "X"},
+                                                         {"calendar", "--html", "./none/../X", "--ics", "X"},
+                                                         {"calendar", "--html", "/dev/null", "--ics", "/dev/null"},
                                                          {"lint", "--at", "x"},
                                                          {}};
     for (std::vector<std::string> arguments : cases) {
@@ -282,8 +340,39 @@ TEST_F(CliWindow, refusesOptionsThatMakeNoSense) {
     EXPECT_FALSE(std::filesystem::exists(instance()));
 }
 
+/* The calendar shows the month of --at, so both have one range. */
+TEST_F(CliWindow, tellsTheRangeOfMomentsAndMonths) {
+    const std::pair<const char*, const char*> moments[] = {
+        {"--at", "1970-01-05"},   {"--at", "1971-01-01T23:59:59"},  {"--at", "31622399"},
+        {"--at", "-1"},           {"--at", "9000-12-31"},           {"--at", "1971-01-02T00:00+00:01"},
+        {"--at", "221876841600"}, {"--at", "99999999999999999999"}, {"--month", "1970-01"},
+        {"--month", "1970-12"},   {"--month", "9001-01"},
+    };
+    for (const auto& [option, value] : moments) {
+        const Outcome outcome = run({"window", "calendar", option, value});
+        EXPECT_EQ(outcome.status, 2) << value;
+        const bool isMonth = std::string(option) == "--month";
+        EXPECT_NE(outcome.err.find(isMonth ? "from 1971-01 to 9000-12" : "from 1971-01-02 to 9000-12-30"),
+                  std::string::npos)
+            << value << ": " << outcome.err;
+    }
+    for (const auto& [option, value] : {std::pair("--at", "1971-01-02"), std::pair("--month", "1971-01")})
+        EXPECT_NE(run({"window", "calendar", option, value, "--tz", "America/New_York"}).out.find("January 1971"),
+                  std::string::npos)
+            << option;
+    EXPECT_NE(run({"window", "calendar", "--at", "31622400", "--tz", "America/New_York"}).out.find("January 1971"),
+              std::string::npos)
+        << "the first moment in a zone that is behind UTC";
+}
+
 TEST_F(CliWindow, tellsThatTheZoneOfTheEnvironmentIsUnknown) {
     ASSERT_EQ(run({"init"}).status, 0);
+    for (const std::string zone : {"/nonexistent", "/etc/passwd", ":/nonexistent", "zone.tab", "ABC99"})
+        EXPECT_NE(run({"window", "status"}, {.environment = {{"TZ", zone}}})
+                      .err.find("TZ is \"" + zone + "\", which is no known zone: all times are UTC"),
+                  std::string::npos)
+            << zone;
+    EXPECT_EQ(run({"window", "status"}, {.environment = {{"TZ", "/usr/share/zoneinfo/Europe/Berlin"}}}).err, "");
     const Outcome outcome = run({"window", "status"}, {.environment = {{"TZ", "Mars/Olympus"}}});
     EXPECT_NE(outcome.err.find("TZ is \"Mars/Olympus\", which is no known zone: all times are UTC"), std::string::npos)
         << outcome.err;
@@ -314,7 +403,7 @@ TEST_F(CliWindow, statusTellsBothWindowsInWords) {
     EXPECT_NE(defaults.out.find("online   inside: work may run now, without end\n"), std::string::npos) << defaults.out;
     EXPECT_NE(defaults.out.find("offline  not defined: no such work runs at any time\n"), std::string::npos);
     EXPECT_NE(runOn({.period = "20200101T000000/20200201T000000"}, {"window", "status"})
-                  .out.find("outside: work may not run now; it does not open again"),
+                  .out.find("outside: work may not run now; the engine finds no next time from here"),
               std::string::npos);
 }
 
@@ -341,6 +430,41 @@ TEST_F(CliWindow, statusAnswersACronJobWithItsExitStatus) {
     }
     EXPECT_EQ(run({"window", "status", "--check", "--kind", "offline"}).status, 3)
         << "no offline window: outside of it";
+}
+
+/* 02:30 does not exist then; the engine reads it as 01:30, also when that is over. */
+TEST_F(CliWindow, statusIsNotInsideWhatIsOverAtAClockChange) {
+    const struct {
+        const char* time;
+        const char* at;
+        bool isInside;
+        const char* next;
+    } cases[] = {
+        {"T023000/T024000", "2024-03-31T01:50", false, "2024-04-01T02:30:00+02:00"},
+        {"T023000/T024000", "2024-03-31T01:35", true, "2024-04-01T02:30:00+02:00"},
+        {"T023000/T024000", "2024-03-31T01:40", false, "2024-04-01T02:30:00+02:00"},
+        {"T023000/T040000", "2024-03-31T01:50", true, "2024-04-01T02:30:00+02:00"},
+        {"T023000/T040000", "2024-03-31T04:00", false, "2024-04-01T02:30:00+02:00"},
+    };
+    for (const auto& example : cases) {
+        SCOPED_TRACE(std::string(example.time) + " at " + example.at);
+        const Outcome outcome = runOn({.time = example.time}, {"window", "status", "--json", "--check", "--tz",
+                                                               "Europe/Berlin", "--at", example.at});
+        EXPECT_EQ(outcome.status, example.isInside ? 0 : 3) << outcome.err;
+        const json online = json::parse(outcome.out)["online"];
+        EXPECT_EQ(online["inside"], example.isInside);
+        EXPECT_EQ(online["current"].is_null(), !example.isInside);
+        EXPECT_EQ(online["next"]["start_local"], example.next);
+    }
+}
+
+/* The engine gives up after two days that a clock change cuts short, and finds the next time when asked later. */
+TEST_F(CliWindow, statusTellsThatTheEngineFindsNothingFromHere) {
+    const Outcome outcome =
+        runOn({.time = "T000000/T040000"}, {"window", "status", "--tz", "America/Havana", "--at", "2026-03-07T12:00"});
+    EXPECT_NE(outcome.out.find("online   outside: work may not run now; the engine finds no next time from here\n"),
+              std::string::npos)
+        << outcome.out;
 }
 
 TEST_F(CliWindow, statusTellsAProgramTheSame) {

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <system_error>
+#include <thread>
 
 namespace scenario {
 namespace {
@@ -112,8 +113,16 @@ Outcome runProgram(const std::vector<std::string>& words, const Surroundings& su
     in.closeRead();
     out.closeWrite();
     err.closeWrite();
+    std::thread killer;
+    if (surroundings.killAfter.has_value()) {
+        killer = std::thread([child, after = *surroundings.killAfter] {
+            std::this_thread::sleep_for(after);
+            ::kill(child, SIGKILL);
+        });
+    }
     Outcome outcome;
     exchange(in, out, err, surroundings.input, outcome);
+    if (killer.joinable()) killer.join();
     outcome.status = waitFor(child);
     return outcome;
 }
@@ -124,7 +133,12 @@ Outcome runOnTerminal(const std::vector<std::string>& words, const Surroundings&
     if (child < 0) failed("forkpty");
     if (child == 0) become(words, surroundings);
     Outcome outcome;
+    bool answered = false;
     while (readSome(terminal, outcome.out)) {
+        if (answered || !surroundings.answer || !outcome.out.ends_with("] ")) continue;
+        answered = true;
+        const std::string answer = surroundings.answer();
+        if (::write(terminal, answer.data(), answer.size()) != static_cast<ssize_t>(answer.size())) failed("write");
     }
     ::close(terminal);
     outcome.status = waitFor(child);

@@ -2,6 +2,8 @@
 #ifndef TESTS_SCENARIO_RUN_PROGRAM_H
 #define TESTS_SCENARIO_RUN_PROGRAM_H
 
+#include <chrono>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -18,9 +20,11 @@ struct Outcome {
 struct Surroundings {
     std::map<std::string, std::optional<std::string>> environment{}; /* set, or without a value removed */
     std::string input{};                                             /* of standard input, then its end */
-    std::string outputFile{};       /* standard output goes here; empty: it is kept in `out` */
-    std::optional<unsigned> user{}; /* user and group number to run as */
-    size_t stackKilobytes = 0;      /* limit of the stack; 0: as it is */
+    std::string outputFile{};                             /* standard output goes here; empty: it is kept in `out` */
+    std::optional<unsigned> user{};                       /* user and group number to run as */
+    size_t stackKilobytes = 0;                            /* limit of the stack; 0: as it is */
+    std::optional<std::chrono::microseconds> killAfter{}; /* then the program is killed, wherever it stands */
+    std::function<std::string()> answer{}; /* on a terminal: what is typed when the program waits behind "] " */
 };
 
 /* The first word is the program's path. Throws std::system_error when it cannot be started. */

@@ -74,6 +74,13 @@ protected:
     }
 };
 
+TEST_F(BackupDocument, isNotReadIntoARecordThatIsNull) {
+    std::string document = services::document(sensor("Number_Full_DB_Backups", "3") + "<kel:DBBackup mode='online'/>");
+    sqlpiGetBackupPolicy(document.data(), static_cast<int32_t>(document.size()), nullptr);
+    sqlpiGetBackup(nullptr);
+    EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>{});
+}
+
 TEST_F(BackupDocument, sensorsFillTheCriteria) {
     const std::string full = "Number_Full_DB_Backups";
     const std::string elapsed = "Elapsed_Time_Since_Last_DB_Backup";

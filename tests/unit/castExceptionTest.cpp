@@ -53,6 +53,13 @@ protected:
         casts = 0;
         throws = [at = std::move(at)](int cast) { return std::find(at.begin(), at.end(), cast) != at.end(); };
     }
+    /* Where the records of the diagnostic log come from, all of them. */
+    void expectPlace(const char* function, uint32_t probe) const {
+        for (const kelhost::LogRecord& record : recordsOf(kelhost::LogKind::diagnostic)) {
+            EXPECT_EQ(record.function, function);
+            EXPECT_EQ(record.probe, probe);
+        }
+    }
     void throwAlways() {
         casts = 0;
         throws = [](int) { return true; };
@@ -72,6 +79,7 @@ TEST_F(ThrowingCasts, backupGoesOnWithTheNextSensor) {
         sqlpiGetBackupPolicy(document.data(), static_cast<int32_t>(document.size()), &policy);
         EXPECT_EQ(policy.numberOfFullBackups, at == 1 ? 0 : 3);
         EXPECT_EQ(policy.logSpaceConsumed, at == 2 ? 0 : 4);
+        expectPlace("sqlpiGetBackupPolicy", 20);
         EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>{backupException});
     }
 }
@@ -86,6 +94,7 @@ TEST_F(ThrowingCasts, backupSetsTheDefaultModeAndGoesOnWithTheTarget) {
     EXPECT_EQ(policy.mode, BACKUP_MODE_DEFAULT);
     EXPECT_EQ(policy.targetType, BACKUP_TARGET_TAPE);
     EXPECT_STREQ(policy.targetLocation, "/t");
+    expectPlace("sqlpiGetBackupPolicy", 40);
     EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>{backupException});
 }
 

@@ -2,6 +2,7 @@
 #include "sqlpiCommonPolicy.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 
 #include "sqlpiPolicyCommonParser.h"
@@ -38,6 +39,26 @@ std::string show(const sqlpiMaintWindowInfo& info) {
 std::string show(const sqlpiMaintWindow& window) {
     return "online " + show(window.online) + "\noffline " + show(window.offline);
 }
+
+/* --- the records --- */
+
+static_assert(sizeof(sqlpiMaintWindowDateTime) == 12 && offsetof(sqlpiMaintWindowDateTime, boundKind) == 0 &&
+              offsetof(sqlpiMaintWindowDateTime, year) == 4 && offsetof(sqlpiMaintWindowDateTime, month) == 6 &&
+              offsetof(sqlpiMaintWindowDateTime, day) == 7 && offsetof(sqlpiMaintWindowDateTime, hour) == 8 &&
+              offsetof(sqlpiMaintWindowDateTime, minute) == 9 && offsetof(sqlpiMaintWindowDateTime, second) == 10);
+static_assert(sizeof(sqlpiMaintWindowTime) == 3 && offsetof(sqlpiMaintWindowTime, hour) == 0 &&
+              offsetof(sqlpiMaintWindowTime, minute) == 1 && offsetof(sqlpiMaintWindowTime, second) == 2);
+static_assert(sizeof(sqlpiMaintWindowInfo::monthOfYear) == 12 && sizeof(sqlpiMaintWindowInfo::dayOfMonth) == 62 &&
+              sizeof(sqlpiMaintWindowInfo::dayOfWeek) == 7 && sizeof(sqlpiMaintWindowInfo::outside) == 4);
+static_assert(sizeof(sqlpiMaintWindowInfo) == 120 && offsetof(sqlpiMaintWindowInfo, defined) == 0 &&
+              offsetof(sqlpiMaintWindowInfo, monthOfYear) == 1 && offsetof(sqlpiMaintWindowInfo, dayOfMonth) == 13 &&
+              offsetof(sqlpiMaintWindowInfo, dayOfWeek) == 75 && offsetof(sqlpiMaintWindowInfo, outside) == 84 &&
+              offsetof(sqlpiMaintWindowInfo, startDateTime) == 88 &&
+              offsetof(sqlpiMaintWindowInfo, endDateTime) == 100 && offsetof(sqlpiMaintWindowInfo, startTime) == 112 &&
+              offsetof(sqlpiMaintWindowInfo, endTime) == 115);
+static_assert(sizeof(sqlpiMaintWindow) == 240 && offsetof(sqlpiMaintWindow, online) == 0 &&
+              offsetof(sqlpiMaintWindow, offline) == 120);
+static_assert(MAINT_WINDOW_DATE_TIME == 0 && MAINT_WINDOW_THISANDPRIOR == 1 && MAINT_WINDOW_THISANDFUTURE == 2);
 
 /* --- text forms --------------------------------------------------------------------------------------------------- */
 
@@ -320,6 +341,19 @@ TEST_F(CommonPolicyDocument, returnsTheParsersStatus) {
     }
 }
 
+TEST_F(CommonPolicyDocument, withoutARecordNothingHappens) {
+    std::string document = services::document(condition("", "offline"));
+    EXPECT_EQ(sqlpiGetMaintWindowPolicy(document.data(), static_cast<int32_t>(document.size()), nullptr),
+              SQLPI_PARSE_OK);
+    document = "<Other/>";
+    EXPECT_EQ(sqlpiGetMaintWindowPolicy(document.data(), static_cast<int32_t>(document.size()), nullptr),
+              SQLPI_PARSE_ERROR);
+    const Tree tree = services::emptyTree();
+    addChild<SQLPIMaintenanceWindowCondition>(tree.get(), SQLPI_ELEMENT_MAINTENANCE_WINDOW_CONDITION);
+    EXPECT_EQ(sqlpiGetMaintWinFromParsedTree(tree.get(), nullptr), 0);
+    EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>{});
+}
+
 TEST_F(CommonPolicyDocument, treesAreSearchedFromTheirStart) {
     const Tree tree = parseTree(services::document(condition("", "offline")));
     for (int round = 0; round < 2; ++round) {
@@ -410,6 +444,11 @@ TEST_F(StoredCommonPolicy, holdsWhatTheRowSays) {
 TEST_F(StoredCommonPolicy, holdsTheDefaultsForADocumentThatDoesNotParse) {
     services::store(SQLPI_MAINT_WINDOW_KEY, "<PolicyDocument>" + condition("", "offline"));
     EXPECT_EQ(stored(), show(defaults()));
+}
+
+TEST_F(StoredCommonPolicy, isNotReadIntoNothing) {
+    sqlpiGetMaintWindow(nullptr);
+    EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>{});
 }
 
 TEST_F(StoredCommonPolicy, readsTheRowOfItsKeysOnly) {

@@ -354,6 +354,8 @@ const std::vector<Renderer>& renderers() {
 }
 
 TEST(Renderers, refuseANullBufferAndASizeBelowOne) {
+    EXPECT_EQ(SQLPI_FORMAT_OK, 0U);
+    EXPECT_EQ(SQLPI_FORMAT_FAILED, 0x9000000CU);
     for (const Renderer& one : renderers()) {
         SCOPED_TRACE(one.name);
         char buffer[] = "kept";

@@ -4,7 +4,7 @@ target_include_directories(maintWinSupport PUBLIC "${PROJECT_SOURCE_DIR}/tests" 
 target_link_libraries(maintWinSupport PUBLIC kelpolicy_plat PRIVATE kelpolicy_options)
 
 foreach(test maintWinTest maintWinClockChangeTest maintWinDaysTest maintWinMinutesTest maintWinRandomTest
-    maintWinRoutinesTest maintWinThreadsTest maintWinZoneReadsTest)
+    maintWinRoutinesTest maintWinThreadsTest maintWinZoneReadsTest maintWinZonesTest)
   target_link_libraries(${test} PRIVATE maintWinSupport)
 endforeach()
 

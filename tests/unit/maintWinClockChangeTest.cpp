@@ -89,6 +89,16 @@ TEST_F(BerlinSpring, AnEndInTheSkippedHourIsAnHourEarly) {
                   localTime(2024, 4, 1, 2, 30), "nothing is left");
 }
 
+/* A start that is skipped is read as a time that may be over already. */
+TEST_F(BerlinSpring, AnAnswerMayBeginAndEvenEndBeforeTheQuestion) {
+    const int64_t now = localTime(2024, 3, 31, 1, 50);
+    expectStretch(ask(dailyWindow({2, 30, 0}, {4, 0, 0}), now), halfPastOne_, fourOClock_, "begins before it");
+    expectStretch(ask(dailyWindow({2, 30, 0}, {2, 40, 0}), now), halfPastOne_, localTime(2024, 3, 31, 1, 40),
+                  "is over before it");
+    expectStretch(ask(dailyWindow({2, 30, 0}, {2, 40, 0}), localTime(2024, 3, 31, 3, 0)), localTime(2024, 4, 1, 2, 30),
+                  localTime(2024, 4, 1, 2, 40), "asked behind the change");
+}
+
 TEST_F(BerlinSpring, AWeekendHas47Hours) {
     const sqlpiMaintWindowInfo weekend = onWeekdays({0, 0, 0}, {0, 0, 0}, {0, 6});
     const int64_t wednesday = localTime(2024, 3, 27, 12, 0);
@@ -240,6 +250,17 @@ TEST(MaintWinRecife, TwoChangesInAWeek) {
                   localTime(2000, 10, 15, 12, 0), "the one before has 47");
 }
 
+/* What makes a weekend of 50 hours: clocks that are set back by two hours. */
+TEST(MaintWinTroll, AWeekendHas50Hours) {
+    const ZoneScope scope("Antarctica/Troll");
+    const sqlpiMaintWindowInfo weekend = onWeekdays({0, 0, 0}, {0, 0, 0}, {0, 6});
+    const int64_t saturday = localTime(2024, 10, 26, 0, 0);
+    expectStretch(ask(weekend, localTime(2024, 1, 1, 0, 0), 50 * HOUR), saturday, saturday + 50 * HOUR, "in autumn");
+    EXPECT_EQ(ask(weekend, localTime(2024, 1, 1, 0, 0), 50 * HOUR + 1).found, 0);
+    expectStretch(ask(onWeekdays({0, 0, 0}, {0, 0, 0}, {0, 2, 4}), localTime(2024, 1, 1, 0, 0), 26 * HOUR),
+                  localTime(2024, 10, 27, 0, 0), localTime(2024, 10, 28, 0, 0), "one day of 26 hours");
+}
+
 /* Lord Howe Island changes by half an hour: on 1 October 2023 from 02:00 to 02:30, on 7 April 2024 from 02:00 back to
  * 01:30. */
 TEST(MaintWinLordHowe, HalfAnHour) {
@@ -312,6 +333,18 @@ TEST(MaintWinVolgograd, AnHourForGood) {
                   localTime(2018, 10, 28, 1, 30), localTime(2018, 10, 28, 4, 0), "around it");
     tm time = brokenDown(2018, 10, 28, 2, 30);
     EXPECT_EQ(sqlpiAdjustTime(&time), -1);
+}
+
+/* Khandyga moved its clocks from 00:00 to 01:00 on 1 January 2004, for good, and an hour on for the summer. */
+TEST(MaintWinKhandyga, AnHourForGoodIsSeenThroughTheSummers) {
+    const ZoneScope scope("Asia/Khandyga");
+    sqlpiMaintWindowInfo june = dailyWindow({0, 0, 0}, {4, 0, 0});
+    std::fill(std::begin(june.monthOfYear), std::end(june.monthOfYear), false);
+    june.monthOfYear[5] = true;
+    std::fill(std::begin(june.dayOfMonth), std::end(june.dayOfMonth), false);
+    june.dayOfMonth[19] = true;
+    const Answer answer = ask(june, localTime(2003, 12, 21, 12, 0));
+    EXPECT_EQ(answer.found, 0) << describeLocal(answer.start);
 }
 
 }  // namespace

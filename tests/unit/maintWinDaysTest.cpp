@@ -109,6 +109,45 @@ TEST(MaintWinDays, MasksSelectWhatTheySay) {
     }
 }
 
+TEST(MaintWinDays, RunsOfSelectedDaysAreFound) {
+    constexpr int64_t lengths[] = {1, 2, 3, 5, 7, 8, 28, 31, 32, 33, 59, 61, 365, 1461};
+    int64_t found = 0;
+    for (uint64_t seed = 0; seed < 60; ++seed) {
+        std::mt19937_64 engine(seed);
+        const auto chance = [&](unsigned percent) { return engine() % 100 < percent; };
+        constexpr std::array<unsigned, 6> shares = {30, 60, 90, 97, 99, 100};
+        sqlpiMaintWindowInfo info = dailyWindow({0, 0, 0}, {0, 0, 0});
+        unsigned share = shares[engine() % shares.size()];
+        for (bool& day : info.dayOfMonth) day = chance(share);
+        if (chance(50)) std::fill(info.dayOfMonth + 31, std::end(info.dayOfMonth), false);
+        share = shares[engine() % shares.size()];
+        if (chance(50))
+            for (bool& day : info.dayOfWeek) day = chance(share);
+        if (chance(40))
+            for (bool& month : info.monthOfYear) month = chance(90);
+
+        const sqlpiDayMasks masks(info);
+        const int64_t first = FIRST_DAY + static_cast<int64_t>(engine() % 100000);
+        const int64_t limit = first + 2200;
+        std::array<int64_t, std::size(lengths)> next{};
+        next.fill(limit);
+        int64_t run = masks.next(limit, limit + 1500, false) - limit;  // selected days in a row from the day on
+        for (int64_t day = limit - 1; day >= first; --day) {
+            run = isSelected(info, day) ? run + 1 : 0;
+            for (size_t i = 0; i < std::size(lengths); ++i) {
+                if (run >= lengths[i]) next.at(i) = day;
+                if (day % 5 != 0) continue;
+                ASSERT_EQ(masks.nextRun(day, limit, lengths[i]), next.at(i))
+                    << "seed " << seed << " day " << day << " length " << lengths[i];
+                found += next.at(i) < limit ? 1 : 0;
+            }
+        }
+        EXPECT_EQ(masks.nextRun(limit, limit, 3), limit);
+        EXPECT_EQ(masks.nextRun(limit + 1, limit, 40), limit);
+    }
+    EXPECT_GT(found, 10000);
+}
+
 TEST(MaintWinDays, AWholeYearDependsOnItsLength) {
     sqlpiMaintWindowInfo info = dailyWindow({0, 0, 0}, {0, 0, 0});
     EXPECT_TRUE(sqlpiDayMasks(info).selectsWholeYear(2000));

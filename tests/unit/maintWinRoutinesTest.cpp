@@ -5,6 +5,8 @@
 #include <limits>
 #include <random>
 
+#include "hostLogs.h"
+#include "trace.h"
 #include "unit/maintWinCases.h"
 #include "unit/maintWinReference.h"
 
@@ -228,6 +230,22 @@ TEST(MaintWinRoutines, CheckWindowSizeLooksAtTheEndLimitOnItsDate) {
     EXPECT_EQ(endHour(info), 5) << "over midnight";
 }
 
+/* mktime tries the offset of its last conversion first, which is the day's. */
+TEST(MaintWinRoutines, CheckWindowSizeReadsADoubledEndWithTheOffsetOfItsDay) {
+    const ZoneScope scope("Europe/Berlin");
+    const sqlpiMaintWindowInfo info = dailyWindow({1, 0, 0}, {2, 30, 0});
+    for (const int month : {1, 7}) {
+        tm before = brokenDown(2024, month, 1, 12, 0);
+        sqlpiAdjustTime(&before);
+        const tm day = brokenDown(2024, 10, 27, 1, 30);  // CEST; 02:30 comes in CEST and again in CET
+        int32_t remaining = HOUR;
+        tm end{};
+        bool carried = false;
+        EXPECT_EQ(sqlpiCheckWindowSize(&day, &info, &remaining, &end, &carried), 1);
+        EXPECT_EQ(end.tm_isdst, 1) << "after a conversion in month " << month;
+    }
+}
+
 TEST(MaintWinRoutines, CheckWindowSizeSaysNoToAnEndBefore1970) {
     const ZoneScope scope("UTC");
     const sqlpiMaintWindowInfo info = dailyWindow({1, 0, 0}, {5, 0, 0});
@@ -267,6 +285,46 @@ TEST(MaintWinRoutines, NullPointers) {
     EXPECT_EQ(sqlpiGetEndDateTime(&info, nullptr), -1);
     EXPECT_EQ(sqlpiAdjustTime(nullptr), -1);
     sqlpiConvertMaintWindow(nullptr);
+}
+
+/* Entry, and exit with the result, of every routine that answers the engine. */
+TEST(MaintWinRoutines, AreTraced) {
+    const ZoneScope scope("UTC");
+    const auto traced = [](const auto& ask) {
+        const kelhost::LogCapture capture;
+        kelhost::setTraceFlags(PDT_FLAG_ENTRY | PDT_FLAG_EXIT);
+        ask();
+        kelhost::setTraceFlags(0);
+        std::vector<std::string> records;
+        for (const kelhost::LogRecord& record : capture.records(kelhost::LogKind::trace))
+            records.push_back(record.event == kelhost::LogRecord::Event::entry
+                                  ? "> " + record.function
+                                  : "< " + record.function + " " + std::to_string(record.code));
+        return records;
+    };
+    using Records = std::vector<std::string>;
+    const OSSTime now = {1715299200, 0};
+    OSSTime start = {};
+    OSSTime end = {};
+    for (const bool finds : {true, false}) {
+        sqlpiMaintWindowInfo info = dailyWindow({1, 0, 0}, {5, 0, 0});
+        info.defined = finds;
+        const std::string result = finds ? "1" : "0";
+        EXPECT_EQ(traced([&] { sqlpiFindInsideMaintWindow(&info, now, 1, &start, &end); }),
+                  (Records{"> sqlpiFindInsideMaintWindow", "< sqlpiFindInsideMaintWindow " + result}));
+        EXPECT_EQ(traced([&] { sqlpiFindMaintWindow(&info, now, 1, &start, &end); }),
+                  (Records{"> sqlpiFindMaintWindow", "> sqlpiFindInsideMaintWindow",
+                           "< sqlpiFindInsideMaintWindow " + result, "< sqlpiFindMaintWindow " + result}));
+        info.outside = 1;
+        EXPECT_EQ(traced([&] { sqlpiFindMaintWindow(&info, now, 1, &start, &end); }),
+                  (Records{"> sqlpiFindMaintWindow", "< sqlpiFindMaintWindow " + result}));
+        const tm day = brokenDown(2024, 5, 10, 2, 0);
+        int32_t remaining = finds ? HOUR : 4 * HOUR;
+        tm windowEnd{};
+        bool carried = false;
+        EXPECT_EQ(traced([&] { sqlpiCheckWindowSize(&day, &info, &remaining, &windowEnd, &carried); }),
+                  (Records{"> sqlpiCheckWindowSize", "< sqlpiCheckWindowSize " + result}));
+    }
 }
 
 TEST(MaintWinRoutines, ConvertChangesNothing) {

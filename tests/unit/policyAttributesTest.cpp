@@ -1,4 +1,6 @@
 /* Typed attributes of actions and conditions, their defaults, and the constant that goes with a sensor. */
+#include <algorithm>
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -92,18 +94,156 @@ const struct NumberCase {
                    {"-2147483648", -2147483648LL}};
 
 TEST_F(PolicyAttributes, NumbersReadAsFarAsTheyGo) {
+    SQLPIReorgAction reorg;
+    SQLPIStatsProfMonitor monitor;
+    SQLPIStatsProfPopulation population;
+    SQLPIStatsProfType profile;
+    const struct {
+        SQLPIPolicyElement& element;
+        SQLPI_POL_ATTRIBUTE_TYPE type;
+        const int32_t& field;
+    } narrow[] = {{monitor, SQLPI_ATTRIBUTE_MAX_FILES, monitor.maxFiles},
+                  {monitor, SQLPI_ATTRIBUTE_MAX_FILE_SIZE, monitor.maxFileSize},
+                  {population, SQLPI_ATTRIBUTE_MAX_FW_SIZE, population.maxFWSize},
+                  {profile, SQLPI_ATTRIBUTE_MAX_SINGLE_TABLE_STATS, profile.maxSingleTableStats},
+                  {profile, SQLPI_ATTRIBUTE_MAX_COL_GROUP_STATS, profile.maxColGroupStats},
+                  {profile, SQLPI_ATTRIBUTE_MAX_FREQUENT_VALUES, profile.maxFrequentValues},
+                  {profile, SQLPI_ATTRIBUTE_MAX_PROFILES, profile.maxProfiles}};
+    const struct {
+        SQLPI_POL_ATTRIBUTE_TYPE type;
+        const int64_t& field;
+    } wide[] = {{SQLPI_ATTRIBUTE_RECLAIM_EXTENTS_SIZE, reorg.reclaimExtentsSizeForMDCTables},
+                {SQLPI_ATTRIBUTE_NUM_INX_PSEUDO_EMPTY_PAGES, reorg.numInxPseudoEmptyPagesForVolatileTables}};
     for (const NumberCase& c : numberCases) {
-        SCOPED_TRACE(c.text);
-        SQLPIReorgAction reorg;
-        SQLPIStatsProfMonitor monitor;
         std::string text = c.text;
-        reorg.parseAttribute(SQLPI_ATTRIBUTE_RECLAIM_EXTENTS_SIZE, text.data());
-        EXPECT_EQ(reorg.reclaimExtentsSizeForMDCTables, c.value);
-        reorg.parseAttribute(SQLPI_ATTRIBUTE_NUM_INX_PSEUDO_EMPTY_PAGES, text.data());
-        EXPECT_EQ(reorg.numInxPseudoEmptyPagesForVolatileTables, c.value);
-        monitor.parseAttribute(SQLPI_ATTRIBUTE_MAX_FILE_SIZE, text.data());
-        EXPECT_EQ(monitor.maxFileSize, c.value);
+        for (const auto& [element, type, field] : narrow) {
+            element.parseAttribute(type, text.data());
+            EXPECT_EQ(field, c.value) << sqlpiAttributeName(type) << " from \"" << text << "\"";
+        }
+        for (const auto& [type, field] : wide) {
+            reorg.parseAttribute(type, text.data());
+            EXPECT_EQ(field, c.value) << sqlpiAttributeName(type) << " from \"" << text << "\"";
+        }
     }
+    for (const auto& [element, type, field] : narrow) {
+        char most[] = "2147483648";
+        char least[] = "-2147483649";
+        element.parseAttribute(type, most);
+        EXPECT_EQ(field, INT32_MAX) << sqlpiAttributeName(type);
+        element.parseAttribute(type, least);
+        EXPECT_EQ(field, INT32_MIN) << sqlpiAttributeName(type);
+    }
+}
+
+/* Every field of the six classes, in order of their addresses. */
+struct AllFields {
+    SQLPIBackupAction backup;
+    SQLPIReorgAction reorg;
+    SQLPIStatsProfMonitor monitor;
+    SQLPIStatsProfPopulation population;
+    SQLPIStatsProfType profile;
+    SQLPIMaintenanceWindowCondition window;
+
+    std::vector<std::string> of(const SQLPIPolicyElement* element) const {
+        const auto text = [](auto... fields) { return std::vector<std::string>{std::to_string(fields)...}; };
+        if (element == &backup) return text(backup.mode);
+        if (element == &reorg)
+            return text(reorg.useTempTbsp, reorg.mode, reorg.dictionaryOption, reorg.reclaimExtentsSizeForMDCTables,
+                        reorg.numInxPseudoEmptyPagesForVolatileTables);
+        if (element == &monitor) return text(monitor.maxFiles, monitor.maxFileSize);
+        if (element == &population) return text(population.maxFWSize);
+        if (element == &window) return text(window.maintWindowType);
+        auto fields =
+            text(profile.maxColGroupStats, profile.maxSingleTableStats, profile.maxFrequentValues, profile.maxProfiles);
+        fields.emplace_back(profile.profileGeneration);
+        return fields;
+    }
+};
+
+TEST_F(PolicyAttributes, AnAttributeChangesItsFieldAndNoOther) {
+    using Element = SQLPIPolicyElement*;
+    const struct {
+        const char* name;
+        Element (*elementOf)(AllFields&);
+        uint32_t type;
+        size_t field; /* its place among the fields */
+        const char* value;
+        const char* becomes;
+    } listed[] = {
+        {"backup", [](AllFields& f) -> Element { return &f.backup; }, 9, 0, "offline", "1"},
+        {"reorg", [](AllFields& f) -> Element { return &f.reorg; }, 12, 0, "true", "1"},
+        {"reorg", [](AllFields& f) -> Element { return &f.reorg; }, 9, 1, "write", "1"},
+        {"reorg", [](AllFields& f) -> Element { return &f.reorg; }, 13, 2, "rebuild", "1"},
+        {"reorg", [](AllFields& f) -> Element { return &f.reorg; }, 14, 3, "77", "77"},
+        {"reorg", [](AllFields& f) -> Element { return &f.reorg; }, 15, 4, "77", "77"},
+        {"monitor", [](AllFields& f) -> Element { return &f.monitor; }, 1, 0, "77", "77"},
+        {"monitor", [](AllFields& f) -> Element { return &f.monitor; }, 2, 1, "77", "77"},
+        {"population", [](AllFields& f) -> Element { return &f.population; }, 3, 0, "77", "77"},
+        {"profile", [](AllFields& f) -> Element { return &f.profile; }, 5, 0, "77", "77"},
+        {"profile", [](AllFields& f) -> Element { return &f.profile; }, 4, 1, "77", "77"},
+        {"profile", [](AllFields& f) -> Element { return &f.profile; }, 6, 2, "77", "77"},
+        {"profile", [](AllFields& f) -> Element { return &f.profile; }, 7, 3, "77", "77"},
+        {"profile", [](AllFields& f) -> Element { return &f.profile; }, 8, 4, "offline", "offline"},
+        {"window", [](AllFields& f) -> Element { return &f.window; }, 10, 0, "offline", "1"},
+    };
+    const std::vector<std::string> words = {"offline", "online",  "write", "read", "true",
+                                            "false",   "rebuild", "keep",  "77",   ""};
+    for (const auto& element : listed)
+        for (uint32_t type = 0; type < SQLPI_ATTRIBUTE_TYPES; ++type)
+            for (std::string word : words) {
+                SCOPED_TRACE(std::string(element.name) + ", type " + std::to_string(type) + ", " + word);
+                AllFields fields;
+                const Element object = element.elementOf(fields);
+                const auto before = fields.of(object);
+                object->parseAttribute(static_cast<SQLPI_POL_ATTRIBUTE_TYPE>(type), word.data());
+                const auto after = fields.of(object);
+                for (size_t field = 0; field < before.size(); ++field) {
+                    bool mayChange = false;
+                    for (const auto& entry : listed) {
+                        const bool isMeant =
+                            std::string_view(entry.name) == element.name && entry.type == type && entry.field == field;
+                        mayChange = mayChange || isMeant;
+                        if (isMeant && word == entry.value) {
+                            EXPECT_EQ(after[field], entry.becomes);
+                        }
+                    }
+                    if (!mayChange) {
+                        EXPECT_EQ(after[field], before[field]) << "field " << field;
+                    }
+                }
+            }
+}
+
+TEST_F(PolicyAttributes, FieldsStandInTheirOrder) {
+    AllFields f;
+    const SQLPIListElement node;
+    const SQLPIList list;
+    const SQLPIString string;
+    const std::vector<std::vector<const void*>> orders = {
+        {&node.previous, &node.next, &node.data, &node.length},
+        {&list.first, &list.last, &list.current},
+        {&f.backup.parent, &f.backup.children, &f.backup.elementType, &f.backup.text},
+        {&string.data, &string.length},
+        {&f.reorg.useTempTbsp, &f.reorg.mode, &f.reorg.dictionaryOption, &f.reorg.reclaimExtentsSizeForMDCTables,
+         &f.reorg.numInxPseudoEmptyPagesForVolatileTables},
+        {&f.monitor.maxFiles, &f.monitor.maxFileSize},
+        {&f.profile.maxColGroupStats, &f.profile.maxSingleTableStats, &f.profile.maxFrequentValues,
+         &f.profile.maxProfiles, &f.profile.profileGeneration},
+    };
+    for (const auto& order : orders)
+        EXPECT_TRUE(std::is_sorted(order.begin(), order.end(), std::less<>())) << "record " << &order - orders.data();
+}
+
+TEST_F(PolicyAttributes, ValuesOutsideAsciiArriveWhole) {
+    for (const char* character : {"\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"})
+        for (const size_t times : {1U, 2U, 3U, 41U, 42U, 43U, 84U, 85U, 86U, 1000U}) {
+            std::string text;
+            for (size_t i = 0; i < times; ++i) text += character;
+            EXPECT_EQ(
+                only<SQLPIStatsProfType>("<kel:StatsProfiling profileGeneration='" + text + "'/>").profileGeneration,
+                text)
+                << times;
+        }
 }
 
 TEST_F(PolicyAttributes, WideFieldsKeepWideNumbersAndNoNumberOverflows) {

@@ -1,5 +1,6 @@
 /* The catalogues: every name, its value and its class. */
 #include <string>
+#include <type_traits>
 #include <typeinfo>
 
 #include "balance.h"
@@ -164,22 +165,68 @@ TEST_F(PolicyCatalogue, EveryOtherNameIsPlainAndKeepsItsDescendants) {
     }
 }
 
-TEST_F(PolicyCatalogue, ClassesDeriveAsTheModelSays) {
-    EXPECT_TRUE((std::is_base_of_v<SQLPIReferredElement, SQLPIMaintenanceWindowCondition>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIReferredElement, SQLPIDecision>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIReferredElement, SQLPIInterval>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIReferredElement, SQLPIGoalConstraint>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIReferredElement, SQLPISimplePolicyAction>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIPolicyDocument, SQLPIKELPolicyDocument>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIString, SQLPIDescription>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIString, SQLPISimplePolicyActionName>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIExpression, SQLPILogicalExpression>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIExpression, SQLPIArithmeticExpression>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIOperator, SQLPIStrew>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPILogicalOperator, SQLPIAnd>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIArithmeticOperator, SQLPIDiv>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIUnaryOperator, SQLPIUnaryMinus>));
-    EXPECT_TRUE((std::is_base_of_v<SQLPIDateTimeRange, SQLPITimePeriod>));
+/* A pointer cannot be cast down from a virtual base without a check at run time. */
+template <class Base, class... Classes>
+constexpr bool haveVirtualBase =
+    ((std::is_base_of_v<Base, Classes> && !requires(Base * base) { static_cast<Classes*>(base); }) && ...);
+template <class Base, class... Classes>
+constexpr bool haveOrdinaryBase =
+    ((std::is_base_of_v<Base, Classes> && requires(Base * base) { static_cast<Classes*>(base); }) && ...);
+
+static_assert(haveVirtualBase<SQLPIBase, SQLPIList, SQLPIListElement, SQLPIPolicyElement>);
+static_assert(haveVirtualBase<SQLPIPolicyElement, SQLPIReferredElement, SQLPIString, SQLPIExpression, SQLPIOperator,
+                              SQLPIDateTimeRange>);
+static_assert(
+    haveVirtualBase<SQLPIPolicyElement, SQLPIPolicyDocument, SQLPIMetadata, SQLPIDecisionSection,
+                    SQLPIPreconditionSection, SQLPIPolicySection, SQLPIMEDScopeName, SQLPIASValue, SQLPIASName,
+                    SQLPIResultValue, SQLPIResultName, SQLPIDecisionName, SQLPIPrecondition, SQLPIDecisionReference,
+                    SQLPIACPolicy, SQLPIScope, SQLPIBusinessValue, SQLPIPreconditionReference, SQLPIConst,
+                    SQLPISimplePolicyCondition, SQLPILowerBound, SQLPIUpperBound, SQLPISet, SQLPIMonthOfYearMask,
+                    SQLPIDayOfMonthMask, SQLPIDayOfWeekMask, SQLPITimeOfDayMask, SQLPINop, SQLPISensors, SQLPITables,
+                    SQLPIIndexes, SQLPIMode, SQLPIPathname, SQLPIStatsProfFlag, SQLPIReorgAction, SQLPIBackupAction,
+                    SQLPIStatsProfSensors, SQLPIStatsProfDecision, SQLPIStatsProfActionName, SQLPIStatsProfAction,
+                    SQLPIStatsProfMonitor, SQLPIStatsProfFeedbackWh, SQLPIStatsProfPopulation, SQLPIStatsProfType>);
+static_assert(haveVirtualBase<SQLPIReferredElement, SQLPIDecision, SQLPIInterval, SQLPIGoalConstraint,
+                              SQLPISimplePolicyAction, SQLPIPolicyTimePeriodCondition>);
+static_assert(haveOrdinaryBase<SQLPIPolicyTimePeriodCondition, SQLPIMaintenanceWindowCondition>);
+static_assert(haveOrdinaryBase<SQLPIPolicyDocument, SQLPIKELPolicyDocument>);
+static_assert(haveOrdinaryBase<SQLPIString, SQLPIDescription, SQLPISimplePolicyActionName>);
+static_assert(haveOrdinaryBase<SQLPIExpression, SQLPILogicalExpression, SQLPIArithmeticExpression>);
+static_assert(haveOrdinaryBase<SQLPIOperator, SQLPILogicalOperator, SQLPIArithmeticOperator>);
+static_assert(haveOrdinaryBase<SQLPILogicalOperator, SQLPIAnd, SQLPIOr, SQLPINot, SQLPIEqual, SQLPIGreaterThan,
+                               SQLPILessThan, SQLPILessThanEq, SQLPIGreaterThanEq, SQLPIStrlen, SQLPIStrExpr,
+                               SQLPIStrEq, SQLPIStrLT, SQLPIStrGT, SQLPIStrsw, SQLPIStrew>);
+static_assert(
+    haveOrdinaryBase<SQLPIArithmeticOperator, SQLPIPlus, SQLPIMinus, SQLPIMult, SQLPIDiv, SQLPIUnaryOperator>);
+static_assert(haveOrdinaryBase<SQLPIUnaryOperator, SQLPIUnaryMinus>);
+static_assert(haveOrdinaryBase<SQLPIDateTimeRange, SQLPITimePeriod>);
+/* Classes without data of their own add none. */
+static_assert(sizeof(SQLPIMetadata) == sizeof(SQLPIOperator) && sizeof(SQLPIAnd) == sizeof(SQLPIOperator));
+
+TEST_F(PolicyCatalogue, AnIdentifierInADocumentIsNotKept) {
+    for (const char* name : {"Decision", "Interval", "GoalConstraint", "SimplePolicyAction",
+                             "PolicyTimePeriodCondition", "kel:MaintenanceWindowCondition"}) {
+        SCOPED_TRACE(name);
+        const Tree tree = parseTree("<PolicyDocument><" + std::string(name) +
+                                    " policyElementId='id' elementID='id'/>"
+                                    "</PolicyDocument>");
+        const auto* element = dynamic_cast<SQLPIReferredElement*>(firstChild(tree));
+        ASSERT_NE(element, nullptr);
+        for (const char character : element->getElementID().characters) ASSERT_EQ(character, '\0');
+    }
+}
+
+TEST_F(PolicyCatalogue, TheTextOfAStringElementIsTheElementsText) {
+    for (const char* name : {"Description", "SimplePolicyActionName"}) {
+        SCOPED_TRACE(name);
+        const std::string tag = name;
+        const Tree tree = parseTree("<PolicyDocument><" + tag + ">some text</" + tag + "></PolicyDocument>");
+        const auto* element = dynamic_cast<SQLPIString*>(firstChild(tree));
+        ASSERT_NE(element, nullptr);
+        EXPECT_STREQ(element->text, "some text");
+        EXPECT_EQ(element->data, nullptr);
+        EXPECT_EQ(element->length, 0U);
+    }
 }
 
 TEST_F(PolicyCatalogue, EveryAttributeHasItsValue) {

@@ -8,21 +8,16 @@
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "balance.h"
 #include "faulty.h"
-#include "hostLogs.h"
 #include "logs.h"
+#include "parserSupport.h"
 #include "sqlpiParserMemory.h"
-#include "sqlpiPolicyParserHooks.h"
-#include "trace.h"
-#include "trees.h"
 
 namespace {
 
 using faulty::Duration;
 using faulty::Service;
 using kelhost::LogKind;
-using LogEvent = kelhost::LogRecord::Event;
 
 constexpr const char* outOfMemory = "Out of memory. Unable to allocate object.";
 
@@ -58,6 +53,12 @@ TEST_F(ParserFaults, WithoutTheEngineNothingParses) {
     EXPECT_EQ(status, 3);
     EXPECT_EQ(faulty::calls(Service::anyMemory), 0U);
     EXPECT_TRUE(logs.records().empty());
+    char text[] = "<PolicyDocument/>";
+    SQLPIPolicyElement* root = nullptr;
+    sqlpiParseProblem problem;
+    faulty::failCall(Service::isSharedLibInitSuccess, 1);
+    EXPECT_EQ(sqlpiParsePolicyDocument(nullptr, sizeof text - 1, text, &root, &problem), 3);
+    EXPECT_STREQ(problem.message, "The engine library is not initialised.");
     faulty::failCall(Service::isSharedLibInitSuccess, 1);
     EXPECT_EQ(parseTree("", &status), nullptr);
     EXPECT_EQ(status, 0) << "an empty document is asked about first";
@@ -76,6 +77,53 @@ TEST_F(ParserFaults, EachCompanionThatCannotBeMadeHasItsProbe) {
     logs.clear();
     faulty::failCall(Service::sqlogmblkEx, 1);
     expectFailedCompanion(40);
+}
+
+TEST_F(ParserFaults, TheParsersOwnMemoryComesFromTheGivenPool) {
+    char noPoolOfThisHost[8] = {};
+    char text[] = "<PolicyDocument/>";
+    SQLPIPolicyElement* root = nullptr;
+    EXPECT_EQ(sqlpi_policy_parse(reinterpret_cast<SQLO_MEM_POOL*>(noPoolOfThisHost), sizeof text - 1, text, &root),
+              -1219);
+    EXPECT_EQ(root, nullptr);
+    const auto records = logs.records(LogKind::diagnostic);
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].probe, 40U);
+}
+
+/* How many blocks came (or went) meanwhile, by tag. */
+template <class Work>
+std::map<std::string, int64_t> allocationsOf(Work work) {
+    std::map<std::string, int64_t> came;
+    for (const auto& [tag, counts] : kelhost::memoryInUse()) came[tag] -= counts.blocks;
+    work();
+    for (const auto& [tag, counts] : kelhost::memoryInUse()) came[tag] += counts.blocks;
+    std::erase_if(came, [](const auto& entry) { return entry.second == 0; });
+    return came;
+}
+
+TEST_F(ParserFaults, BlocksAreTaggedByWhoTakesThem) {
+    using Tags = std::map<std::string, int64_t>;
+    void* block = nullptr;
+    EXPECT_EQ(allocationsOf([&] { block = sqlpi_alloc_mem_debug(nullptr, 100); }),
+              (Tags{{"sqlpiPolicyCommonParser", 1}}));
+    ASSERT_NE(block, nullptr);
+    std::memset(block, 'x', 100);
+    EXPECT_EQ(allocationsOf([&] { sqlpi_free_mem_debug(block); }), (Tags{{"sqlpiPolicyCommonParser", -1}}));
+    sqlpi_free_mem_debug(nullptr);
+    faulty::failCall(Service::sqlogmblkEx, 1);
+    EXPECT_EQ(sqlpi_alloc_mem_debug(nullptr, 100), nullptr);
+    EXPECT_EQ(sqlpi_alloc_mem_debug(reinterpret_cast<SQLO_MEM_POOL*>(&block), 100), nullptr) << "no pool of this host";
+
+    sqlpi_mem_manager manager(nullptr);
+    EXPECT_EQ(allocationsOf([&] { block = manager.allocate(100); }), (Tags{{"sqlpiPolicyCommonParser", 1}}));
+    manager.deallocate(block);
+
+    Tree tree;
+    EXPECT_EQ(allocationsOf([&] { tree = parseTree("<PolicyDocument><kel:StatsProfiling/>text</PolicyDocument>"); }),
+              (Tags{{"sqlpiPolicyBase", 6}, {"sqlpiStatsProf", 1}}))
+        << "two elements with their lists, one node, one text; one profile generation";
+    EXPECT_EQ(allocationsOf([&] { tree.reset(); }), (Tags{{"sqlpiPolicyBase", -6}, {"sqlpiStatsProf", -1}}));
 }
 
 /* The XML library's own memory, failing at one call. */
@@ -147,8 +195,47 @@ TEST_F(ParserFaults, EveryAllocationMayFailOnceOrForEver) {
     }
 }
 
+/* Whatever runs out while an error is reported: the document is never taken for a sound one. */
+TEST_F(ParserFaults, AMalformedDocumentNeverParses) {
+    const std::string names[] = {"t", std::string(300, 't'), repeated("\xC3\xA4", 80),
+                                 repeated("\xF0\x90\x80\x80", 80)};
+    for (const std::string& name : names) {
+        SCOPED_TRACE(name);
+        const std::string malformed = "<?xml version='1.1'?>" + inDocument("<Scope a='b'>s</Scope><" + name + ">");
+        const auto expectRefused = [&] {
+            int32_t status = 0;
+            const Tree tree = parseTree(malformed, &status);
+            faulty::reset();
+            ASSERT_TRUE(status == 3 || status == -1219) << status;
+            ASSERT_EQ(tree, nullptr);
+            ASSERT_LE(logs.records(LogKind::diagnostic).size(), 1U) << "one report, or none of an exception";
+            logs.clear();
+        };
+        for (const Duration duration : {Duration::once, Duration::forEver}) {
+            bool failed = true;
+            for (uint64_t call = 1; failed; ++call) {
+                SCOPED_TRACE(call);
+                faulty::failCall(Service::anyMemory, call, duration);
+                int32_t status = 0;
+                const Tree tree = parseTree(malformed, &status);
+                failed = faulty::failures(Service::anyMemory) > 0;
+                faulty::reset();
+                ASSERT_TRUE(status == 3 || status == -1219) << status;
+                ASSERT_EQ(tree, nullptr);
+                logs.clear();
+            }
+        }
+        for (int call = 1; call < 40; ++call) {
+            SCOPED_TRACE(call);
+            const FailingGlobalMemory memory(call);
+            expectRefused();
+        }
+    }
+}
+
 TEST_F(ParserFaults, AnElementWithoutMemoryIsLeftOutAndItsSiblingsComeHigher) {
     std::set<std::string> outlines;
+    std::set<uint32_t> probes;
     for (uint64_t call = 1; call < 40; ++call) {
         faulty::reset();
         logs.clear();
@@ -162,10 +249,14 @@ TEST_F(ParserFaults, AnElementWithoutMemoryIsLeftOutAndItsSiblingsComeHigher) {
         const bool whole = shape == "1't'(19(20 16's') 21)";
         const bool onlyTextLost = shape == "1(19(20 16's') 21)" || shape == "1't'(19(20 16) 21)";
         EXPECT_EQ(texts.size(), whole || onlyTextLost ? 0U : 1U) << shape;
-        if (!texts.empty()) {
-            EXPECT_EQ(texts[0], outOfMemory);
+        for (const kelhost::LogRecord& record : logs.records(LogKind::diagnostic)) {
+            EXPECT_EQ(record.text, outOfMemory);
+            EXPECT_EQ(record.importance, PD_SEVERE);
+            EXPECT_EQ(record.function, "sqlpi_sax_handler::setPolicyElement");
+            probes.insert(record.probe);
         }
     }
+    EXPECT_EQ(probes, (std::set<uint32_t>{10, 20})) << "the element, its place in the list";
     EXPECT_TRUE(outlines.contains("1't'(20 16's')"))
         << "without And: its children are the document's, and behind it nothing is";
     EXPECT_TRUE(outlines.contains("1't'(19 16's' 21)") || outlines.contains("1't'(19 16's')")) << "without Or";
@@ -270,6 +361,27 @@ TEST_F(ParserFaults, TheMemoryManagerGivesNullAndTheCallMemoryThrows) {
     EXPECT_THROW(memory.allocate(600 << 10), xercesc::OutOfMemoryException);
 }
 
+/* Takes a block on every level. */
+[[gnu::noinline]] size_t recurse(sqlpi_call_memory& memory, size_t levels) {
+    volatile char frame[1024] = {};
+    static_cast<void>(frame[0]);
+    memory.allocate(8);
+    return levels == 0 ? 0 : 1 + recurse(memory, levels - 1) + static_cast<size_t>(frame[1]);
+}
+
+TEST_F(ParserFaults, TheCallMemoryEndsARecursion) {
+    sqlpi_mem_manager manager(nullptr);
+    sqlpi_call_memory memory(manager, 1 << 20);
+    EXPECT_EQ(recurse(memory, 100), 100U) << "no bound";
+    memory.boundStack(32 << 10);
+    EXPECT_EQ(recurse(memory, 10), 10U);
+    EXPECT_FALSE(memory.passedStackBound());
+    EXPECT_THROW(recurse(memory, 100), xercesc::OutOfMemoryException);
+    EXPECT_TRUE(memory.passedStackBound());
+    EXPECT_NE(memory.allocate(8), nullptr);
+    EXPECT_TRUE(memory.passedStackBound()) << "it is remembered";
+}
+
 TEST_F(ParserFaults, TheCallMemoryServesEverySizeAndReusesWhatComesBack) {
     sqlpi_mem_manager manager(nullptr);
     sqlpi_call_memory memory(manager, 64 << 20);
@@ -310,7 +422,7 @@ TEST_F(ParserFaults, TheXmlLibrarySurvivesEveryAllocationThatFails) {
     for (int64_t call = 1; source.left <= 0; ++call) {
         source.left = call;
         sqlpi_call_memory memory(source, 64 << 20, 1);
-        sqlpi_sax_handler handler(1000, 100);
+        sqlpi_sax_handler handler;
         try {
             xercesc::SAXParser parser(nullptr, &memory, nullptr);
             parser.setDocumentHandler(&handler);
@@ -324,28 +436,6 @@ TEST_F(ParserFaults, TheXmlLibrarySurvivesEveryAllocationThatFails) {
         }
     }
     EXPECT_GT(survived, 100);
-}
-
-/* --- trace -------------------------------------------------------------------------------------------------------- */
-
-TEST_F(ParserFaults, TheTraceFollowsItsFlags) {
-    for (uint32_t flags = 0; flags < 8; ++flags) {
-        SCOPED_TRACE(flags);
-        logs.clear();
-        kelhost::setTraceFlags(flags);
-        parseTree("<PolicyDocument><And>");
-        kelhost::setTraceFlags(0);
-        std::map<LogEvent, int> seen;
-        for (const auto& record : logs.records(LogKind::trace)) {
-            ++seen[record.event];
-            if (record.event == LogEvent::exit) {
-                EXPECT_EQ(record.code, 3);
-            }
-        }
-        EXPECT_EQ(seen[LogEvent::entry], (flags & PDT_FLAG_ENTRY) != 0 ? 1 : 0);
-        EXPECT_EQ(seen[LogEvent::exit], (flags & PDT_FLAG_EXIT) != 0 ? 1 : 0);
-        EXPECT_EQ(seen[LogEvent::data], (flags & PDT_FLAG_DATA) != 0 ? 2 : 0);
-    }
 }
 
 }  // namespace

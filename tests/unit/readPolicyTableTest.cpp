@@ -205,6 +205,16 @@ TEST_F(PolicyTable, selectsRowsThatAreLaterThanTheTime) {
     EXPECT_EQ(readPolicy(SQLPI_BACKUP_KEY, INT64_MAX), (ReadResult{-1, false, ""})) << "a time that no timestamp tells";
 }
 
+TEST_F(PolicyTable, isNotReadWithoutAPlaceForTheAnswer) {
+    char untouched = 0;
+    char* buffer = &untouched;
+    int32_t length = -77;
+    EXPECT_EQ(sqlpiGetPolicy(nullptr, 9, nullptr, 9, nullptr, 9, nullptr, &length, nullptr), -1);
+    EXPECT_EQ(sqlpiGetPolicy(nullptr, 9, nullptr, 9, nullptr, 9, &buffer, nullptr, nullptr), -1);
+    EXPECT_EQ(buffer, &untouched);
+    EXPECT_EQ(length, -77);
+}
+
 TEST_F(PolicyTable, createsTheTableWhenItIsMissing) {
     services::execute("DROP TABLE SYSTOOLS.POLICY");
     const ReadResult read = readPolicy(SQLPI_REORG_KEY);
@@ -266,6 +276,22 @@ TEST_F(PolicyTrace, tellsEntryWithTheKeysAndExitWithTheStatus) {
     EXPECT_EQ(records[2].code, SQLPI_NO_ROW);
 }
 
+/* Addresses below 4096 are shown without looking at them, whichever key they stand for. */
+TEST_F(PolicyTrace, takesNoLengthOfAnAddressBelow4096) {
+    const std::vector<std::string> keys = {"KELCommonMED", "NOP", "no such NAME"};
+    for (size_t low = 0; low < keys.size(); ++low) {
+        std::vector<const char*> given;
+        for (const std::string& key : keys) given.push_back(key.c_str());
+        given[low] = lowPointer;
+        if (low == 2) given[0] = "no such MED";
+        const auto records = traced(PDT_FLAG_ENTRY, given[0], given[1], given[2]);
+        ASSERT_EQ(records.size(), 2U) << low;
+        std::vector<std::string> shown;
+        for (const char* key : given) shown.emplace_back(key == lowPointer ? "" : key);
+        EXPECT_EQ(records[1].items, shown) << low;
+    }
+}
+
 TEST_F(PolicyTrace, tellsTheStepThatFailedAndTheLastOutcome) {
     const auto records = traced(PDT_FLAG_DATA, "no MED", nullptr, nullptr);
     ASSERT_EQ(records.size(), 2U);
@@ -275,6 +301,29 @@ TEST_F(PolicyTrace, tellsTheStepThatFailedAndTheLastOutcome) {
     EXPECT_EQ(records[1].event, Event::data);
     ASSERT_EQ(records[1].items.size(), 1U);
     EXPECT_EQ(records[1].items[0].size(), sizeof(sqlca));
+}
+
+TEST_F(PolicyTrace, tellsThatATimeIsOutOfRange) {
+    clearLogs();
+    kelhost::setTraceFlags(PDT_FLAG_DATA);
+    EXPECT_EQ(readPolicy(nullptr, nullptr, nullptr, INT64_MAX), (ReadResult{-1, false, ""}));
+    kelhost::setTraceFlags(0);
+    std::vector<uint32_t> probes;
+    for (const kelhost::LogRecord& record : recordsOf(kelhost::LogKind::trace)) {
+        if (record.function != "sqlpiGetPolicy") continue;
+        probes.push_back(record.probe);
+        ASSERT_EQ(record.items.size(), 1U);
+        ASSERT_EQ(record.items[0].size(), sizeof(sqlca));
+        sqlca ca = {};
+        std::memcpy(&ca, record.items[0].data(), sizeof ca);
+        EXPECT_EQ(ca.sqlcode, -302) << "the engine itself knows of no error";
+        EXPECT_EQ(std::string(ca.sqlerrmc, static_cast<size_t>(ca.sqlerrml)), "UPDATE_TIME");
+    }
+    EXPECT_EQ(probes, (std::vector<uint32_t>{100, 140}));
+}
+
+TEST(TraceFlags, areTheBitsOfTheEnginesFlagWord) {
+    EXPECT_EQ((std::vector<uint32_t>{PDT_FLAG_ENTRY, PDT_FLAG_EXIT, PDT_FLAG_DATA}), (std::vector<uint32_t>{1, 2, 4}));
 }
 
 TEST_F(PolicyTrace, tellsNothingWhenItIsOff) {

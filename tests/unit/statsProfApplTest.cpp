@@ -145,7 +145,7 @@ TEST_F(ChangedPolicies, areReadIfUpdatedSinceTheLastRead) {
     }
 }
 
-TEST_F(ChangedPolicies, needNoRecord) {
+TEST_F(ChangedPolicies, needNeitherRecordNorFlag) {
     const time_t lastRead = 0;
     for (const std::string& document : {withFilter, unclosed}) {
         services::store(SQLPI_REORG_KEY, document);
@@ -157,6 +157,8 @@ TEST_F(ChangedPolicies, needNoRecord) {
             changed = false;
             EXPECT_EQ(sqlpiGetRunStats(nullptr, since, &changed), 0);
             EXPECT_TRUE(changed);
+            EXPECT_EQ(sqlpiGetReorg(nullptr, since, nullptr), 0);
+            EXPECT_EQ(sqlpiGetRunStats(nullptr, since, nullptr), 0);
         }
         services::store(SQLPI_STATS_PROFILE_KEY, document);
         sqlpiGetStatsProfile(nullptr);

@@ -96,6 +96,16 @@ TEST_F(StatsProfDocument, tableFilterIsTheLastSensors) {
     }
 }
 
+TEST_F(StatsProfDocument, isNotReadIntoARecordThatIsNull) {
+    std::string document = services::document(
+        sensor("Tables", "X") + "<kel:TableReorg/><kel:StatsProfile><kel:Monitor maxFiles='1'/></kel:StatsProfile>");
+    const auto length = static_cast<int32_t>(document.size());
+    EXPECT_EQ(sqlpiGetAtmSensors(document.data(), length, nullptr), 0);
+    EXPECT_EQ(sqlpiGetReorgPolicy(document.data(), length, nullptr), 0);
+    EXPECT_EQ(sqlpiGetStatsProfilePolicy(document.data(), length, nullptr), 0);
+    EXPECT_EQ(sqlpiGetReorgPolicy(document.data(), 10, nullptr), SQLPI_PARSE_ERROR);
+}
+
 TEST_F(StatsProfDocument, tableFilterOfAParsedTree) {
     sqlpiAtmSensors sensors = {presetFilter};
     sqlpiGetAtmSensorsParsed(nullptr, &sensors);

@@ -57,6 +57,27 @@ TEST(Text, AppendsWhatFits) {
                     [](sqlpiTextBuilder& text) { text.append("\xC3\xA4\xF0\x9F\x98\x80\xE2\x82\xAC"); });
 }
 
+TEST(Text, AppendsTheRowsOfATemplate) {
+    inEveryCapacity("one [in] two(", [](sqlpiTextBuilder& text) {
+        text.appendAll({{"one "}, {"[", "in", "]"}, {" two", "("}, {""}}).appendAll({});
+    });
+}
+
+TEST(Text, AbsentTextsAreEmpty) {
+    EXPECT_EQ(sqlpiTextOrEmpty(nullptr), "");
+    EXPECT_EQ(sqlpiTextOrEmpty(""), "");
+    EXPECT_EQ(sqlpiTextOrEmpty("abc"), "abc");
+}
+
+TEST(Text, FieldsEndWithTheirTerminatorOrTheirSize) {
+    const char terminated[5] = {'a', 'b', '\0', 'c', '\0'};
+    const char full[3] = {'a', 'b', 'c'};
+    const char none[1] = {'\0'};
+    EXPECT_EQ(sqlpiFieldText(terminated), "ab");
+    EXPECT_EQ(sqlpiFieldText(full), "abc");
+    EXPECT_EQ(sqlpiFieldText(none), "");
+}
+
 TEST(Text, FormatsWhatFits) {
     inEveryCapacity("7 and x", [](sqlpiTextBuilder& text) { text.appendFormat("%d and %s", 7, "x"); });
     inEveryCapacity("\xC3\xA4\xF0\x9F\x98\x80\xE2\x82\xAC",

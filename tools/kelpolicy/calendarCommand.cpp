@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
 #include <memory>
 #include <system_error>
 
@@ -34,7 +35,8 @@ std::optional<YearMonth> parseMonth(const std::string& text) {
     const auto year = std::from_chars(begin, begin + 4, parsed.year);
     const auto month = std::from_chars(begin + 5, begin + 7, parsed.month);
     if (year.ptr != begin + 4 || month.ptr != begin + 7) return {};
-    const bool isPossible = parsed.year >= 1971 && parsed.year <= 9000 && parsed.month >= 1 && parsed.month <= 12;
+    const bool isPossible =
+        parsed.year >= firstYear && parsed.year <= lastYear && parsed.month >= 1 && parsed.month <= 12;
     return isPossible ? std::optional(parsed) : std::nullopt;
 }
 
@@ -48,6 +50,15 @@ void writeFile(const std::string& path, const std::string& text) {
     if (!closed)
         throw Failure(fmt::format("\"{}\" cannot be written: {}", path, std::generic_category().message(errno)),
                       "Name a file in a directory that you may write to.", systemErrorCode, systemErrorState);
+}
+
+/* Whether two names mean the same file; it need not exist. */
+bool isSameFile(const std::string& one, const std::string& other) {
+    namespace fs = std::filesystem;
+    std::error_code failure;
+    if (fs::equivalent(one, other, failure)) return true;
+    const fs::path target = fs::weakly_canonical(fs::absolute(one), failure);
+    return !failure && target == fs::weakly_canonical(fs::absolute(other), failure);
 }
 
 int runCalendar(const CalendarOptions& options, const GlobalOptions& globals, Output& output) {
@@ -77,8 +88,9 @@ void addWindowCalendar(CLI::App& parent, RunCommand& chosen) {
     command->add_option("--month", options->month, "First month, as 2026-03 (default: the current one)")
         ->type_name("YYYY-MM")
         ->check([](const std::string& text) {
-            return parseMonth(text).has_value() ? std::string()
-                                                : fmt::format("\"{}\" is no month from 1971-01 to 9000-12", text);
+            return parseMonth(text).has_value()
+                       ? std::string()
+                       : fmt::format("\"{}\" is no month from {}-01 to {}-12", text, firstYear, lastYear);
         });
     command->add_option("--months", options->months, "How many months (default: 1)")
         ->type_name("N")
@@ -94,6 +106,9 @@ void addWindowCalendar(CLI::App& parent, RunCommand& chosen) {
     addZoneOption(*command, *options);
     command->footer(example("kelpolicy window calendar --month 2026-03 --months 3 --html windows.html"));
     command->callback([&chosen, options] {
+        if (!options->htmlFile.empty() && !options->icsFile.empty() && isSameFile(options->htmlFile, options->icsFile))
+            throw CLI::ValidationError(
+                "--ics", fmt::format("the page of --html goes to \"{}\": name another file", options->htmlFile));
         chosen = [options](const GlobalOptions& globals, Output& output) {
             return runCalendar(*options, globals, output);
         };

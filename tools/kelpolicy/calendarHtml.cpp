@@ -3,6 +3,8 @@
 // the other.
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "calendar.h"
 
 namespace kelpolicy {
@@ -30,7 +32,12 @@ td.today { outline: 3px solid var(--ink); outline-offset: -3px; }
 .weekday { display: none; }
 .mark { display: inline-block; margin-left: .3rem; padding: 0 .3rem; border: 1px solid var(--ink); border-radius: .2rem; font-weight: 600;
   font-size: .75rem; }
-.track { position: relative; height: .7rem; margin: .2rem 0; border: 1px solid var(--line); background: var(--ground);
+.track { position: relative; height: .7rem; margin: .2rem 0 .45rem; border: 1px solid var(--line); background: var(--ground);
+  print-color-adjust: exact; -webkit-print-color-adjust: exact; }
+.track::after { content: ""; position: absolute; left: 25%; right: 0; top: calc(100% + 1px); height: 3px;
+  background: linear-gradient(to right, var(--quiet) 1px, transparent 1px) 0 0 / calc(100% / 3) 100%;
+  print-color-adjust: exact; -webkit-print-color-adjust: exact; }
+.skipped { position: absolute; top: -1px; bottom: -1px; border: 1px dotted var(--quiet); background: var(--paper);
   print-color-adjust: exact; -webkit-print-color-adjust: exact; }
 .bar { position: absolute; top: -1px; bottom: -1px; print-color-adjust: exact; -webkit-print-color-adjust: exact; }
 .online .bar, .key.online { background: var(--online); border: 1px solid var(--online); }
@@ -39,7 +46,7 @@ td.today { outline: 3px solid var(--ink); outline-offset: -3px; }
 ul { margin: 0; padding: 0; list-style: none; }
 li { margin-top: .1rem; }
 li b { font-weight: 600; }
-.hours { white-space: nowrap; }
+.hours { display: inline-block; max-width: 100%; overflow-wrap: anywhere; }
 .change, .none { margin: .2rem 0 0; }
 .change { font-style: italic; }
 .none { color: var(--quiet); }
@@ -52,10 +59,11 @@ footer { margin-top: 2rem; color: var(--quiet); font-size: .85rem; }
   .weekday { display: inline; margin-left: .35rem; font-weight: 400; }
   .track { height: .9rem; }
 }
+@page { margin: 12mm; }
 @media print {
-  body { max-width: none; padding: 0; font-size: 9pt; }
+  html { font-size: 8.5pt; }
+  body { max-width: none; padding: 0; }
   section { break-inside: avoid; }
-  td { height: 4.5rem; font-size: 7.5pt; }
 }
 )";
 
@@ -82,31 +90,57 @@ std::string escaped(std::string_view text) {
     return safe;
 }
 
-/* Bars stand where the day's clock shows them, in percent of 24 hours; an hour that a clock change doubles is drawn in
- * one place, filled by either of its two. */
-std::string bars(const CalendarDay& day, const char* kind, const std::vector<Hours>& hours) {
-    constexpr double minutesOfDay = 24.0 * 60;
-    const auto minuteAt = [](int64_t moment) {
-        const tm local = localTime(moment);
-        return local.tm_hour * 60 + local.tm_min + (local.tm_sec > 0 ? 1 : 0);
-    };
-    std::string html = fmt::format("<div class=\"track {}\" aria-hidden=\"true\">", kind);
-    const auto addBar = [&html](int from, int until) {
-        if (until > from)
-            html += fmt::format("<span class=\"bar\" style=\"left:{:.2f}%;width:{:.2f}%\"></span>",
-                                from * 100 / minutesOfDay, (until - from) * 100 / minutesOfDay);
+constexpr int minutesOfDay = 24 * 60;
+
+/* A part of a track, in minutes of the day's clock. */
+struct Part {
+    int from;
+    int until;
+};
+
+std::string drawn(const char* name, Part part) {
+    if (part.from >= part.until) return {};
+    return fmt::format("<span class=\"{}\" style=\"left:{:.2f}%;width:{:.2f}%\"></span>", name,
+                       part.from * 100.0 / minutesOfDay, (part.until - part.from) * 100.0 / minutesOfDay);
+}
+
+int minuteAt(int64_t moment) {
+    const tm local = localTime(moment);
+    return local.tm_hour * 60 + local.tm_min + (local.tm_sec > 0 ? 1 : 0);
+}
+
+/* Where the day's clock shows the hours. An hour that a clock change doubles is drawn in one place, filled by either of
+ * its two. */
+std::vector<Part> partsOf(const CalendarDay& day, const std::vector<Hours>& hours) {
+    std::vector<Part> parts;
+    const auto add = [&parts](int from, int until) {
+        if (!parts.empty() && from <= parts.back().until && until >= parts.back().from)
+            parts.back() = {std::min(from, parts.back().from), std::max(until, parts.back().until)};
+        else
+            parts.push_back({from, until});
     };
     for (const Hours& part : hours) {
         const int from = minuteAt(part.start);
-        const int until = part.end == day.end ? static_cast<int>(minutesOfDay) : minuteAt(part.end);
+        const int until = part.end == day.end ? minutesOfDay : minuteAt(part.end);
         const bool crossesChange =
             day.clockChange.has_value() && part.start < day.clockChange->moment && part.end > day.clockChange->moment;
         if (!crossesChange) {
-            addBar(from, until);
+            add(from, until);
             continue;
         }
-        addBar(from, minuteAt(day.clockChange->moment - 60) + 1);
-        addBar(minuteAt(day.clockChange->moment), until);
+        add(from, minuteAt(day.clockChange->moment - 60) + 1);
+        add(minuteAt(day.clockChange->moment), until);
+    }
+    return parts;
+}
+
+std::string track(const CalendarDay& day, const char* kind, const std::vector<Hours>& hours) {
+    if (hours.empty()) return {};
+    std::string html = fmt::format("<div class=\"track {}\" aria-hidden=\"true\">", kind);
+    for (const Part& part : partsOf(day, hours)) html += drawn("bar", part);
+    if (day.clockChange.has_value() && day.clockChange->seconds > 0) {
+        const int after = minuteAt(day.clockChange->moment);
+        html += drawn("skipped", {std::max<int>(0, after - static_cast<int>(day.clockChange->seconds / 60)), after});
     }
     return html + "</div>";
 }
@@ -116,9 +150,11 @@ std::string list(const CalendarDay& day) {
     for (const auto& [name, hours] : {std::pair("online", &day.online), std::pair("offline", &day.offline)}) {
         if (hours->empty()) continue;
         html += fmt::format("<li data-kind=\"{}\"><b>{}</b> ", name, name);
-        for (const Hours& part : *hours)
-            html += fmt::format("{}<span class=\"hours\">{}</span>", &part == &hours->front() ? "" : ", ",
-                                escaped(shownHours(part)));
+        for (const Hours& part : *hours) {
+            const bool isLast = &part == &hours->back();
+            html += fmt::format("<span class=\"hours\">{}{}</span>{}", escaped(shownHours(part)), isLast ? "" : ",",
+                                isLast ? "" : " ");
+        }
         html += "</li>";
     }
     return html.empty() ? "<p class=\"none\">no maintenance</p>" : "<ul>" + html + "</ul>";
@@ -132,9 +168,7 @@ std::string cell(const CalendarDay& day) {
     if (day.isToday) html += "<span class=\"mark\">today</span>";
     if (day.clockChange.has_value()) html += "<span class=\"mark\">clock change</span>";
     if (day.start == day.end) return html + "<p class=\"change\">this zone leaves the day out</p></td>\n";
-    if (!day.online.empty()) html += bars(day, "online", day.online);
-    if (!day.offline.empty()) html += bars(day, "offline", day.offline);
-    html += list(day);
+    html += track(day, "online", day.online) + track(day, "offline", day.offline) + list(day);
     if (day.clockChange.has_value())
         html += fmt::format("<p class=\"change\">{}</p>", escaped(shownClockChange(*day.clockChange)));
     return html + "</td>\n";
@@ -167,8 +201,8 @@ std::string calendarHtml(const Calendar& calendar) {
         style, escaped(calendar.zone), escaped(calendar.onlineRule), escaped(calendar.offlineRule));
     for (const CalendarMonth& page : calendar.months) html += section(page);
     return html +
-           "</main>\n<footer>A bar is a day from 0 to 24 o'clock. 24:00 means that the time goes on with the next "
-           "day.</footer>\n</body>\n</html>\n";
+           "</main>\n<footer>A bar is a day from 0 to 24 o'clock, with marks at 6, 12 and 18; a dotted gap is an hour "
+           "that does not exist. 24:00 means that the time goes on with the next day.</footer>\n</body>\n</html>\n";
 }
 
 }  // namespace kelpolicy

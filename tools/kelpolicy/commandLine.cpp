@@ -15,7 +15,9 @@
 namespace kelpolicy {
 namespace {
 
-constexpr AddCommand* commands[] = {addInit, addDescribe, addTree, addShow, addWindow};
+constexpr AddCommand* commands[] = {addInit,    addDescribe, addTree,    addShow,       addWindow,  addGet,
+                                    addSet,     addValidate, addConvert, addExtract,    addInstall, addRetrieve,
+                                    addHistory, addDump,     addLoad,    addCompletion, addManual};
 
 constexpr int32_t usageCode = -171;
 constexpr const char* usageState = "42815";
@@ -142,7 +144,7 @@ void addDocumentOption(CLI::App& command, std::string& path) {
 int runCommandLine(int argc, char** argv) {
     GlobalOptions options;
     RunCommand chosen;
-    CLI::App app("Shows what the automatic-maintenance policies of a database say, and when they let it work.",
+    CLI::App app("Shows and sets the automatic-maintenance policies of a database, and when they let it work.",
                  "kelpolicy");
     app.fallthrough();
     app.require_subcommand(1);

@@ -35,6 +35,18 @@ AddCommand addShowWindows; /* below show */
 AddCommand addWindow;
 AddCommand addWindowCalendar; /* below window, as the next */
 AddCommand addWindowLint;
+AddCommand addGet;
+AddCommand addSet;
+AddCommand addValidate;
+AddCommand addConvert;
+AddCommand addExtract;
+AddCommand addInstall;
+AddCommand addRetrieve;
+AddCommand addHistory;
+AddCommand addDump;
+AddCommand addLoad;
+AddCommand addCompletion;
+AddCommand addManual;
 
 /* What a command's --help shows below its options. */
 std::string example(const char* commandLine);

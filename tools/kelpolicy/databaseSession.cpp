@@ -44,9 +44,10 @@ bool ensurePolicyTable() {
 
 }  // namespace
 
-void EngineRemarks::tell(Output& output) const {
+void EngineRemarks::tell(Output& output, const std::string& introduction, const RemarkFilter& isOfInterest) const {
     for (const kelhost::LogRecord& record : capture_.records(kelhost::LogKind::diagnostic))
-        if (record.importance <= PD_WARNING) output.note(fmt::format("the engine logged: {}", record.text));
+        if (record.importance <= PD_WARNING && isOfInterest(record))
+            output.note(fmt::format("{}: {}", introduction, record.text));
 }
 
 DatabaseSession::DatabaseSession(const GlobalOptions& options, Output& output)

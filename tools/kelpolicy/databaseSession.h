@@ -2,6 +2,7 @@
 #ifndef KELPOLICY_DATABASE_SESSION_H
 #define KELPOLICY_DATABASE_SESSION_H
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -19,10 +20,16 @@ struct Made {
     bool policyTable = false;
 };
 
+using RemarkFilter = std::function<bool(const kelhost::LogRecord&)>;
+inline bool everyRemark(const kelhost::LogRecord&) {
+    return true;
+}
+
 /* Tells the user what the library wrote to the diagnostic log meanwhile, for he would not look there. */
 class EngineRemarks {
 public:
-    void tell(Output& output) const;
+    /* "INTRODUCTION: text" for each. */
+    void tell(Output& output, const std::string& introduction, const RemarkFilter& isOfInterest = everyRemark) const;
 
 private:
     kelhost::LogCapture capture_;

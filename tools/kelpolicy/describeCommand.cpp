@@ -7,6 +7,7 @@
 #include "databaseSession.h"
 #include "policyKinds.h"
 #include "policyRow.h"
+#include "records.h"
 #include "sqlpiFormat.h"
 #include "text.h"
 
@@ -29,6 +30,39 @@ std::string describe(const PolicyKind& kind) {
     return text.data();
 }
 
+/* Records whose texts may be longer than the pieces that the engine puts a description together from. */
+struct LongRecord {
+    const PolicyKind& kind;
+    const char* shownBy;
+    Fields (*read)(std::optional<std::string>& document);
+};
+constexpr LongRecord longRecords[] = {{backupKind, "show backup", readBackupRecord},
+                                      {reorgKind, "show reorg", readReorgRecord},
+                                      {runstatsKind, "show runstats", readRunstatsRecord}};
+constexpr size_t shortestCutDescription = 4000;
+
+/* Whether the texts of the record stand in the description, one behind the other. */
+bool isWhole(const std::string& description, const Fields& fields) {
+    size_t place = 0;
+    for (const Field& field : fields) {
+        if (!field.value.is_string()) continue;
+        const auto text = field.value.get<std::string>();
+        place = description.find(text, place);
+        if (place == std::string::npos) return false;
+        place += text.size();
+    }
+    return true;
+}
+
+void tellWhetherItWasCut(const PolicyKind& kind, const std::string& description, Output& output) {
+    if (description.size() < shortestCutDescription) return;
+    std::optional<std::string> noDocument;
+    for (const LongRecord& record : longRecords)
+        if (&record.kind == &kind && !isWhole(description, record.read(noDocument)))
+            output.note(fmt::format("the engine cuts its description of {}; \"kelpolicy {}\" shows all of it",
+                                    kind.key.name, record.shownBy));
+}
+
 int runDescribe(const std::string& name, const GlobalOptions& options, Output& output) {
     if (!name.empty() && findPolicyKind(name) == nullptr) throw unknownName(name);
 
@@ -38,6 +72,7 @@ int runDescribe(const std::string& name, const GlobalOptions& options, Output& o
     for (const PolicyKind* kind : policyKinds) {
         if (!name.empty() && name != kind->key.name) continue;
         const std::optional<PolicyRow> row = readPolicyRow(kind->key);
+        const EngineRemarks remarks;
         const std::string description = describe(*kind);
         if (output.isJson()) {
             all.push_back({{"name", kind->key.name}, {"stored", row.has_value()}, {"description", description}});
@@ -46,9 +81,15 @@ int runDescribe(const std::string& name, const GlobalOptions& options, Output& o
                              (row.has_value() ? "" : "  (no row: the built-in defaults are in force)"));
             output.writeLine("  " + printable(description));
         }
-        if (!row.has_value()) continue;
-        DocumentVerdict verdict = judgeStoredDocument(*kind, row->document);
-        if (verdict.problem.has_value()) problems.push_back(*std::move(verdict.problem));
+        DocumentVerdict verdict;
+        if (row.has_value()) verdict = judgeStoredDocument(*kind, row->document);
+        if (verdict.problem.has_value()) {
+            problems.push_back(*std::move(verdict.problem));
+            continue;
+        }
+        if (verdict.saysNothing) output.note(noteOfSilence(*kind, shownOrigin(kind->key, *row)));
+        remarks.tell(output, fmt::format("the engine logged while it read {}", kind->key.name));
+        tellWhetherItWasCut(*kind, description, output);
     }
     session.commit();
     if (output.isJson()) output.writeJson(all);
@@ -61,8 +102,8 @@ int runDescribe(const std::string& name, const GlobalOptions& options, Output& o
 void addDescribe(CLI::App& parent, RunCommand& chosen) {
     CLI::App* command = parent.add_subcommand("describe", "Say in one line what a stored policy does, or all of them");
     const auto name = std::make_shared<std::string>();
-    command->add_option("NAME", *name,
-                        "CommonPolicy, DBBackupPolicy, TableReorgPolicy, TableRunstatsPolicy or StatsProfilePolicy");
+    command->add_option("NAME", *name, "Only this policy (default: all)")
+        ->type_name("CommonPolicy|DBBackupPolicy|TableReorgPolicy|TableRunstatsPolicy|StatsProfilePolicy");
     command->footer(example("kelpolicy describe DBBackupPolicy"));
     command->callback([&chosen, name] {
         chosen = [name](const GlobalOptions& options, Output& output) { return runDescribe(*name, options, output); };

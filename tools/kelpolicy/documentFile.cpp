@@ -63,7 +63,7 @@ std::string readDocument(const std::string& path, size_t limit) {
             throw fileFailure(path, fmt::format("is longer than {} bytes", limit),
                               "Give a document that holds one policy; the policy table takes up to 2097152 bytes.");
     }
-    if (document.empty()) throw fileFailure(path, "is empty", "Give a document whose root is \"PolicyDocument\".");
+    if (document.empty()) throw fileFailure(path, "is empty", "Give a document that holds one policy.");
     return document;
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "messages.h"
+#include "text.h"
 
 namespace kelpolicy {
 namespace {
@@ -34,6 +35,13 @@ const char* hintFor(std::string_view sqlstate) {
 }
 
 }  // namespace
+
+std::string shownDetail(const Failure& failure) {
+    std::string shown = printable(failure.document);
+    if (failure.line > 0) shown += fmt::format(":{}:{}", failure.line, failure.column);
+    shown += fmt::format("{}error: {}\n", shown.empty() ? "" : ": ", printable(failure.detail));
+    return shown + failure.excerpt;
+}
 
 Failure failureOf(const kelhost::HostError& error) {
     return {error.what(), hintFor(error.sqlstate()), error.sqlcode(), error.sqlstate()};

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "hostError.h"
 #include "sqlca.h"
@@ -22,7 +23,14 @@ public:
     std::string policy{}; /* NAME of the policy concerned, or empty */
     uint64_t line = 0;    /* place in its document, from 1; 0: nowhere in particular */
     uint64_t column = 0;
+    std::vector<std::string> tokens{}; /* of the engine's message */
+    std::string document{};            /* its path, or "<stdin>" */
+    std::string detail{};              /* what is wrong there */
+    std::string excerpt{};             /* for a terminal: the line of the document, and a caret below its column */
 };
+
+/* "PATH:LINE:COLUMN: error: DETAIL" with what of it is known, and the excerpt below it; fit for a terminal. */
+std::string shownDetail(const Failure& failure);
 
 /* Codes of failures that are told in more than one place. */
 inline constexpr int32_t policyFileCode = -1436;     /* a document's file is missing, unreadable, empty or too large */

@@ -18,6 +18,7 @@ int runInit(const GlobalOptions& options, Output& output) {
     DatabaseSession session(options, output);
     const Made& made = session.made();
     Json policies = Json::array();
+    std::vector<Failure> problems;
     std::vector<std::vector<std::string>> rows = {
         {"Instance", stateOf(made.instance), printable(session.instance().path())},
         {"Database", stateOf(made.database), printable(session.databaseName())},
@@ -33,6 +34,9 @@ int runInit(const GlobalOptions& options, Output& output) {
             {"name", kind->key.name}, {"med", kind->key.med}, {"decision", kind->key.decision}, {"state", state}};
         if (row.has_value()) policy["updateTime"] = row->updateTime;
         policies.push_back(std::move(policy));
+        if (!row.has_value()) continue;
+        DocumentVerdict verdict = judgeStoredDocument(*kind, row->document);
+        if (verdict.problem.has_value()) problems.push_back(*std::move(verdict.problem));
     }
     session.commit();
 
@@ -43,7 +47,8 @@ int runInit(const GlobalOptions& options, Output& output) {
                           {"policies", policies}});
     else
         output.writeTable(rows);
-    return exitDone;
+    for (const Failure& problem : problems) output.report(problem);
+    return problems.empty() ? exitDone : exitFailed;
 }
 
 }  // namespace

@@ -3,10 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <limits>
 #include <regex>
 
 #include "sqlpiCommonPolicy.h"
@@ -18,7 +21,11 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int64_t secondsOfDay = 86400;
-constexpr int64_t lastMoment = 253402300799;  // 9999-12-31 23:59:59 UTC
+
+/* Moments that can be asked about: in every zone they lie in the years that can be shown. */
+constexpr int64_t firstMoment = 31622400;     // 1971-01-02 00:00:00 UTC
+constexpr int64_t lastMoment = 221876841599;  // 9000-12-30 23:59:59 UTC
+constexpr const char* shownMoments = "from 1971-01-02 to 9000-12-30";
 
 constexpr size_t longestText = 128; /* of a zone or a moment; regular expressions need a bound */
 constexpr const char* zoneDirectory = "/usr/share/zoneinfo";
@@ -27,11 +34,13 @@ std::chrono::sys_days civil(Date date) {
     return std::chrono::sys_days(std::chrono::year(date.year) / date.month / date.day);
 }
 
-/* The number that is all of the text. */
+/* The number that is all of the text; of one that is too large, the largest. */
 std::optional<int64_t> wholeNumber(std::string_view text) {
     int64_t value = 0;
     const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (failure != std::errc() || end != text.data() + text.size()) return {};
+    if (end != text.data() + text.size() || failure == std::errc::invalid_argument) return {};
+    using Range = std::numeric_limits<int64_t>;
+    if (failure == std::errc::result_out_of_range) return text.front() == '-' ? Range::min() : Range::max();
     return value;
 }
 
@@ -50,28 +59,80 @@ int64_t momentOfLocal(int64_t clock) {
     return before;
 }
 
-bool isInRange(int64_t moment) {
-    return moment >= 2 * secondsOfDay && moment <= lastMoment - secondsOfDay;
+/* A moment as it is written. */
+struct WrittenMoment {
+    int64_t seconds; /* as if it were UTC, or less its offset */
+    bool isLocal;    /* it has no offset */
+};
+
+std::optional<WrittenMoment> readMoment(std::string_view text) {
+    if (text.size() > longestText) return {};
+    if (const auto seconds = wholeNumber(text)) return WrittenMoment{*seconds, false};
+    static const std::regex iso(R"((\d{4})-(\d\d)-(\d\d)(?:[T ](\d\d):(\d\d)(?::(\d\d))?(Z|([+-])(\d\d):?(\d\d))?)?)");
+    std::cmatch match;
+    if (!std::regex_match(text.data(), text.data() + text.size(), match, iso)) return {};
+    const Date date = {numberIn(match, 1), numberIn(match, 2), numberIn(match, 3)};
+    const std::chrono::year_month_day day(std::chrono::year(date.year),
+                                          std::chrono::month(static_cast<unsigned>(date.month)),
+                                          std::chrono::day(static_cast<unsigned>(date.day)));
+    const int hour = numberIn(match, 4);
+    const int minute = numberIn(match, 5);
+    const int second = numberIn(match, 6);
+    const int offsetHours = numberIn(match, 9);
+    const int offsetMinutes = numberIn(match, 10);
+    if (!day.ok() || hour > 24 || minute > 59 || second > 59 || (hour == 24 && minute + second > 0)) return {};
+    if (offsetHours > 23 || offsetMinutes > 59) return {};
+    const int64_t offset = int64_t{offsetHours} * 3600 + int64_t{offsetMinutes} * 60;
+    const int64_t clock = civilSeconds(date) + hour * 3600 + minute * 60 + second;
+    return WrittenMoment{clock - (match[8].str() == "-" ? -offset : offset), !match[7].matched};
+}
+
+bool isInRange(const WrittenMoment& moment) {
+    return moment.seconds >= firstMoment && moment.seconds <= lastMoment;
+}
+
+bool isZoneFile(const fs::path& path) {
+    std::error_code failure;
+    if (!fs::is_regular_file(path, failure)) return false;
+    std::array<char, 4> start{};
+    std::ifstream(path, std::ios::binary).read(start.data(), start.size());
+    return std::string_view(start.data(), start.size()) == "TZif";
+}
+
+/* "EST5EDT,M3.2.0/2,M11.1.0": names, offsets to 24 hours, dates of the year, and times to a week before or behind. */
+bool isPosixZone(const std::string& zone) {
+    const std::string minutes = "(:[0-5]?\\d){0,2}";
+    const std::string name = "([A-Za-z]{3,}|<[A-Za-z0-9+-]{3,}>)";
+    const std::string offset = "[+-]?([01]?\\d|2[0-4])" + minutes;
+    const std::string date =
+        "(M([1-9]|1[0-2])\\.[1-5]\\.[0-6]|J([1-9]|[1-9]\\d|[12]\\d\\d|3[0-5]\\d|36[0-5])|"
+        "(\\d|[1-9]\\d|[12]\\d\\d|3[0-5]\\d|36[0-5]))";
+    const std::string time = "(/[+-]?(\\d?\\d|1[0-5]\\d|16[0-7])" + minutes + ")?";
+    static const std::regex posix(name + offset + "(" + name + "(" + offset + ")?((," + date + time + "){2})?)?");
+    return std::regex_match(zone, posix);
 }
 
 }  // namespace
 
 bool isKnownTimeZone(const std::string& zone) {
-    static const std::regex posixZone(
-        R"(([A-Za-z]{3,}|<[A-Za-z0-9+-]{3,}>)[+-]?\d{1,2}(:\d{2}){0,2}(([A-Za-z]{3,}|<[A-Za-z0-9+-]{3,}>)([+-]?\d{1,2}(:\d{2}){0,2})?(,(M\d{1,2}\.\d\.\d|J?\d{1,3})(/[+-]?\d{1,3}(:\d{2}){0,2})?){2})?)");
-    if (zone.size() > longestText) return false;
-    if (std::regex_match(zone, posixZone)) return true;
+    if (zone.empty() || zone.size() > longestText) return false;
+    if (zone == "UTC" || isPosixZone(zone)) return true;
     const fs::path relative(zone);
-    if (zone.empty() || relative.is_absolute() || zone.find("..") != std::string::npos) return false;
+    if (relative.is_absolute() || zone.find("..") != std::string::npos) return false;
     const char* directory = std::getenv("TZDIR");
-    std::error_code ignored;
-    const fs::path file = fs::path(directory == nullptr ? zoneDirectory : directory) / relative;
-    return zone == "UTC" || fs::is_regular_file(file, ignored);
+    return isZoneFile(fs::path(directory == nullptr ? zoneDirectory : directory) / relative);
 }
 
 void setTimeZone(const std::string& zone) {
     ::setenv("TZ", zone.c_str(), 1);
     ::tzset();
+}
+
+bool isOwnTimeZoneKnown() {
+    const char* zone = std::getenv("TZ");
+    if (zone == nullptr || *zone == '\0') return true;
+    const std::string name = timeZoneName();
+    return fs::path(name).is_absolute() ? isZoneFile(name) : isKnownTimeZone(name);
 }
 
 std::string timeZoneName() {
@@ -83,24 +144,21 @@ std::string timeZoneName() {
                                                  : target.substr(found + std::string_view("zoneinfo/").size());
 }
 
+std::string momentComplaint(std::string_view text) {
+    const std::optional<WrittenMoment> written = readMoment(text);
+    if (!written.has_value())
+        return fmt::format(
+            "\"{}\" is no moment: give seconds since the epoch, or local time as 2026-03-29T02:30:00, with +02:00 "
+            "behind it for an offset",
+            text);
+    if (!isInRange(*written)) return fmt::format("\"{}\" is out of range: give a moment {}", text, shownMoments);
+    return {};
+}
+
 std::optional<int64_t> parseMoment(std::string_view text) {
-    if (const auto seconds = wholeNumber(text)) return isInRange(*seconds) ? seconds : std::nullopt;
-    static const std::regex iso(R"((\d{4})-(\d\d)-(\d\d)(?:[T ](\d\d):(\d\d)(?::(\d\d))?(Z|([+-])(\d\d):?(\d\d))?)?)");
-    std::cmatch match;
-    if (text.size() > longestText || !std::regex_match(text.data(), text.data() + text.size(), match, iso)) return {};
-    const Date date = {numberIn(match, 1), numberIn(match, 2), numberIn(match, 3)};
-    const std::chrono::year_month_day day(std::chrono::year(date.year),
-                                          std::chrono::month(static_cast<unsigned>(date.month)),
-                                          std::chrono::day(static_cast<unsigned>(date.day)));
-    const int hour = numberIn(match, 4);
-    const int minute = numberIn(match, 5);
-    const int second = numberIn(match, 6);
-    if (!day.ok() || hour > 24 || minute > 59 || second > 59 || (hour == 24 && minute + second > 0)) return {};
-    const int64_t clock = civilSeconds(date) + hour * 3600 + minute * 60 + second;
-    if (!isInRange(clock)) return {};
-    if (!match[7].matched) return momentOfLocal(clock);
-    const int64_t offset = numberIn(match, 9) * 3600 + numberIn(match, 10) * 60;
-    return clock - (match[8].str() == "-" ? -offset : offset);
+    const std::optional<WrittenMoment> written = readMoment(text);
+    if (!written.has_value() || !isInRange(*written)) return {};
+    return written->isLocal ? momentOfLocal(written->seconds) : written->seconds;
 }
 
 tm localTime(int64_t moment) {
@@ -182,8 +240,8 @@ int64_t startOfDay(Date date) {
 
 std::optional<ClockChange> findClockChange(int64_t from, int64_t to) {
     const auto offsetAt = [](int64_t moment) { return int64_t{localTime(moment).tm_gmtoff}; };
-    // Two changes are never so close to each other that one step could hide both.
-    constexpr int64_t step = 7 * secondsOfDay;
+    // A change and the one that takes it back are an hour less than a week apart at least, as in Recife in 2000.
+    constexpr int64_t step = 6 * secondsOfDay;
     for (int64_t before = from - 1; before < to - 1;) {
         int64_t after = std::min(before + step, to - 1);
         const int64_t change = offsetAt(after) - offsetAt(before);

@@ -1,6 +1,6 @@
 /* Local time of the process: zones, moments as a person writes and reads them, days and clock changes.
  *
- * Moments are seconds since the epoch, from its third day to the year 9999: the engine searches no time before it. */
+ * Moments are seconds since the epoch. */
 #ifndef KELPOLICY_LOCAL_TIME_H
 #define KELPOLICY_LOCAL_TIME_H
 
@@ -12,20 +12,32 @@
 
 namespace kelpolicy {
 
-/* Whether local times of that zone can be computed: a name of the zone database, or a POSIX zone with its rules. */
+/* The years whose months can be shown. The engine searches no time before 1970, and a month's first stretch may begin
+ * long before it. */
+inline constexpr int firstYear = 1971;
+inline constexpr int lastYear = 9000;
+
+/* Whether local times of that zone can be computed: a name of the zone database, or a POSIX zone, which may have rules.
+ */
 bool isKnownTimeZone(const std::string& zone);
 
 /* Makes the zone the process's.
  * REQUIRES: no other thread runs. */
 void setTimeZone(const std::string& zone);
 
+/* Whether the process's zone is one; where TZ names none, all local times are UTC. */
+bool isOwnTimeZoneKnown();
+
 /* The process's zone as a person knows it. */
 std::string timeZoneName();
 
-/* Reads "2026-03-29", "2026-03-29T02:30", "2026-03-29 02:30:15", each also with "Z" or "+02:00" behind a time, or
- * seconds since the epoch. Without an offset it is local time: one that a clock change skips is as much later, and of
- * one that it doubles the first is meant. Nothing when the text is none of these or the year is beyond the range,
- * whatever the zone. */
+/* Why a text is no moment that can be asked about, in words and whatever the zone; empty when it is one. It may be
+ * "2026-03-29", "2026-03-29T02:30", "2026-03-29 02:30:15", each also with "Z" or "+02:00" behind a time, or seconds
+ * since the epoch. */
+std::string momentComplaint(std::string_view text);
+
+/* The moment. Without an offset it is local time: one that a clock change skips is as much later, and of one that it
+ * doubles the first is meant. Nothing when there is a complaint. */
 std::optional<int64_t> parseMoment(std::string_view text);
 
 tm localTime(int64_t moment);

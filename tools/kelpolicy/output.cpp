@@ -41,17 +41,39 @@ void writeTo(FILE* file, std::string_view text) {
     if (!text.empty()) std::fwrite(text.data(), 1, text.size(), file);
 }
 
+}  // namespace
+
 Json errorObject(const Failure& failure) {
     Json error = {{"message", failure.what()},
                   {"hint", failure.hint},
                   {"sqlcode", failure.sqlcode},
                   {"sqlstate", failure.sqlstate}};
+    if (!failure.tokens.empty()) error["tokens"] = failure.tokens;
     if (!failure.policy.empty()) error["policy"] = failure.policy;
+    if (!failure.document.empty()) error["document"] = failure.document;
     if (failure.line > 0) {
         error["line"] = failure.line;
         error["column"] = failure.column;
     }
+    if (!failure.detail.empty()) error["detail"] = failure.detail;
     return error;
+}
+
+namespace {
+
+/* Codes, tokens and what to do. */
+std::string shownCodes(const Failure& failure) {
+    std::string text = fmt::format("  SQLCODE {}, SQLSTATE {}\n", failure.sqlcode, failure.sqlstate);
+    for (size_t i = 0; i < failure.tokens.size(); ++i)
+        text += fmt::format("{}\"{}\"", i == 0 ? "  Tokens " : ", ", printable(failure.tokens[i]));
+    if (!failure.tokens.empty()) text += "\n";
+    return text + fmt::format("  {}\n", printable(failure.hint));
+}
+
+std::string errorText(const Failure& failure) {
+    std::string text = fmt::format("kelpolicy: {}\n", printable(failure.what()));
+    if (!failure.detail.empty()) text += shownDetail(failure);
+    return text + shownCodes(failure);
 }
 
 }  // namespace
@@ -96,9 +118,14 @@ void Output::note(std::string_view text) {
 
 void Output::report(const Failure& failure) {
     std::fflush(stdout);
-    writeTo(stderr, json_ ? jsonText({{"error", errorObject(failure)}}) + "\n"
-                          : fmt::format("kelpolicy: {}\n  SQLCODE {}, SQLSTATE {}\n  {}\n", printable(failure.what()),
-                                        failure.sqlcode, failure.sqlstate, printable(failure.hint)));
+    writeTo(stderr, json_ ? jsonText({{"error", errorObject(failure)}}) + "\n" : errorText(failure));
+}
+
+void Output::complain(const Failure& failure) {
+    std::fflush(stdout);
+    Failure told = failure;
+    if (told.detail.empty()) told.detail = failure.what();
+    writeTo(stderr, shownDetail(told) + shownCodes(failure));
 }
 
 void Output::finish() {

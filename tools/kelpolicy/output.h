@@ -43,6 +43,8 @@ public:
     /* Standard error. In JSON mode each is one line with an object, {"note":...} or {"error":{...}}. */
     void note(std::string_view text);
     void report(const Failure& failure);
+    /* A failure of a document as a compiler prints it, in words only. */
+    void complain(const Failure& failure);
 
     /* Throws Failure when not all of standard output could be written. */
     void finish();
@@ -51,6 +53,9 @@ private:
     bool json_;
     bool colour_;
 };
+
+/* {"message","hint","sqlcode","sqlstate"}, and what else the failure tells. */
+Json errorObject(const Failure& failure);
 
 /* JSON text of a value on one line; bytes that are not UTF-8 become the replacement character. */
 std::string jsonText(const Json& value, int indent = -1);

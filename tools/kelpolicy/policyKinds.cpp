@@ -11,18 +11,16 @@
 #include "text.h"
 
 namespace kelpolicy {
-namespace {
-
-/* The parser reads ahead, so that it cannot tell the place of a byte that is no text. */
-TextPlace placeOf(std::string_view document, const sqlpiParseProblem& problem) {
+TextPlace placeOfProblem(std::string_view document, std::string_view message, TextPlace told) {
     const size_t offset = firstIllFormedByte(document);
-    const bool isAboutBytes = std::string_view(problem.message).find("byte") != std::string_view::npos;
-    if (isAboutBytes && offset < document.size()) return PlaceCounter(document).at(offset);
-    return {problem.line, problem.column};
+    const bool isAboutBytes = message.find("byte") != std::string_view::npos;
+    return isAboutBytes && offset < document.size() ? PlaceCounter(document).at(offset) : told;
 }
 
+namespace {
+
 Failure parseFailure(std::string_view document, const std::string& name, const sqlpiParseProblem& problem) {
-    const TextPlace place = placeOf(document, problem);
+    const TextPlace place = placeOfProblem(document, problem.message, {problem.line, problem.column});
     const std::string where =
         place.line == 0 ? std::string() : fmt::format(" at line {}, column {}", place.line, place.column);
     Failure failure(fmt::format("{} does not parse{}: {}", name, where, problem.message),
@@ -39,6 +37,11 @@ const PolicyKind* findPolicyKind(std::string_view name) {
     const auto* found = std::find_if(std::begin(policyKinds), std::end(policyKinds),
                                      [name](const PolicyKind* kind) { return name == kind->key.name; });
     return found == std::end(policyKinds) ? nullptr : *found;
+}
+
+const PolicyKind* findPolicyKind(const RowKey& key) {
+    const PolicyKind* kind = findPolicyKind(key.name);
+    return kind != nullptr && keyOf(kind->key) == key ? kind : nullptr;
 }
 
 sqlpiTree parseDocument(std::string_view document, const std::string& name, std::optional<Failure>& failure) {
@@ -76,8 +79,19 @@ DocumentVerdict judgeDocument(const PolicyKind& kind, std::string_view document,
     return {{}, !hasElement};
 }
 
+std::string noteOfSilence(const PolicyKind& kind, const std::string& origin) {
+    return fmt::format("{} has no element of the {}: the built-in defaults are in force", origin, kind.title);
+}
+
 DocumentVerdict judgeStoredDocument(const PolicyKind& kind, std::string_view document) {
     return judgeDocument(kind, document, DocumentOrigin::stored, fmt::format("the stored policy {}", kind.key.name));
+}
+
+DocumentVerdict judgeRow(const RowKey& key, std::string_view document) {
+    if (const PolicyKind* kind = findPolicyKind(key)) return judgeStoredDocument(*kind, document);
+    DocumentVerdict verdict;
+    parseDocument(document, "the stored document", verdict.problem);
+    return verdict;
 }
 
 }  // namespace kelpolicy

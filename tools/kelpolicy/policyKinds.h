@@ -8,9 +8,11 @@
 #include <string_view>
 
 #include "failure.h"
+#include "policyRow.h"
 #include "sqlpiOwn.h"
 #include "sqlpiPolicyBase.h"
 #include "sqlpiPolicyKeys.h"
+#include "text.h"
 
 namespace kelpolicy {
 
@@ -42,6 +44,13 @@ inline constexpr const PolicyKind* policyKinds[] = {&windowsKind, &backupKind, &
 /* The policy of that NAME, or null. */
 const PolicyKind* findPolicyKind(std::string_view name);
 
+/* The policy that stands in the row of that key, or null. */
+const PolicyKind* findPolicyKind(const RowKey& key);
+
+/* Where a parser's complaint belongs: the parser reads ahead, so that it cannot tell the place of a byte that is no
+ * text. */
+TextPlace placeOfProblem(std::string_view document, std::string_view message, TextPlace told);
+
 /* The element tree of a document; nothing, and the reason in `failure`, when it has none. `name` says which document
  * it is. Throws std::bad_alloc. */
 sqlpiTree parseDocument(std::string_view document, const std::string& name, std::optional<Failure>& failure);
@@ -52,6 +61,9 @@ struct DocumentVerdict {
     bool saysNothing = false;         /* it parses, and has no element of the policy */
 };
 
+/* The note for a document that says nothing; `origin` says where it comes from. */
+std::string noteOfSilence(const PolicyKind& kind, const std::string& origin);
+
 enum class DocumentOrigin { stored, given };
 
 /* `name` says which document it is. */
@@ -60,6 +72,9 @@ DocumentVerdict judgeDocument(const PolicyKind& kind, std::string_view document,
 
 /* The same for the policy's row. */
 DocumentVerdict judgeStoredDocument(const PolicyKind& kind, std::string_view document);
+
+/* The same for any row; of one that is no policy of the engine's only whether it parses. */
+DocumentVerdict judgeRow(const RowKey& key, std::string_view document);
 
 }  // namespace kelpolicy
 

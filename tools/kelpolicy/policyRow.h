@@ -1,9 +1,13 @@
-/* One row of the policy table. */
+/* Rows of the policy table. */
 #ifndef KELPOLICY_POLICY_ROW_H
 #define KELPOLICY_POLICY_ROW_H
 
+#include <compare>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "sqlpiPolicyKeys.h"
 
@@ -14,9 +18,45 @@ struct PolicyRow {
     std::string document{};
 };
 
-/* The row of a key; nothing when there is none. Throws Failure when the table cannot be read.
- * REQUIRES: an engine context on the thread. */
+/* "NAME, stored UPDATE_TIME" */
+std::string shownOrigin(const sqlpiPolicyKey& key, const PolicyRow& row);
+
+/* The key of any row, also of one that is no policy of the engine's; each part is up to 128 bytes of any kind. */
+struct RowKey {
+    std::string med{};
+    std::string decision{};
+    std::string name{};
+
+    auto operator<=>(const RowKey&) const = default;  // NOLINT(modernize-use-nullptr): the checker misses <=>
+};
+RowKey keyOf(const sqlpiPolicyKey& key);
+
+/* MED "...", DECISION "...", NAME "...", fit for a terminal. */
+std::string shownKey(const RowKey& key);
+
+/* The text as a literal of an SQL statement. */
+std::string sqlText(std::string_view text);
+
+/* WHERE MED = ... AND DECISION = ... AND NAME = ... */
+std::string whereKey(const RowKey& key);
+
+/* The row of a key; nothing when there is none. Throws Failure when the table cannot be read, as the others do.
+ * REQUIRES: an engine context on the thread, as for the others. */
+std::optional<PolicyRow> readPolicyRow(const RowKey& key);
 std::optional<PolicyRow> readPolicyRow(const sqlpiPolicyKey& key);
+
+/* The keys of all rows, in order, with their UPDATE_TIME. */
+struct ListedRow {
+    RowKey key{};
+    std::string updateTime{};
+};
+std::vector<ListedRow> listPolicyRows();
+
+/* All rows in the order of their keys, as they are at one moment. */
+void forEachPolicyRow(const std::function<void(const RowKey&, const PolicyRow&)>& visit);
+
+/* Keeps the row from being changed by others until the unit of work ends; false when there is no such row. */
+bool holdPolicyRow(const RowKey& key);
 
 }  // namespace kelpolicy
 

@@ -30,23 +30,20 @@ const std::string* PolicySource::effectiveDocument() const noexcept {
 std::string PolicySource::origin() const {
     if (!given_.has_value() && !row_.has_value())
         return fmt::format("no row {}: the built-in defaults are in force", kind_.key.name);
-    const std::string from =
-        given_.has_value() ? givenName_ : fmt::format("{}, stored {}", kind_.key.name, row_->updateTime);
+    const std::string from = given_.has_value() ? givenName_ : shownOrigin(kind_.key, *row_);
     if (verdict_.problem.has_value()) return from + " cannot be read: the built-in defaults are in force";
     return from;
 }
 
-int PolicySource::finish() {
+int PolicySource::finish(const RemarkFilter& isOfInterest) {
     if (databaseSession_.has_value()) databaseSession_->commit();
     if (verdict_.problem.has_value()) {
         output_.report(*verdict_.problem);
         return exitFailed;
     }
     if (output_.isJson() && !given_.has_value() && !row_.has_value()) output_.note(origin());
-    if (verdict_.saysNothing)
-        output_.note(
-            fmt::format("{} has no element of the {}: the built-in defaults are in force", origin(), kind_.title));
-    remarks_.tell(output_);
+    if (verdict_.saysNothing) output_.note(noteOfSilence(kind_, origin()));
+    remarks_.tell(output_, "the engine logged", isOfInterest);
     return exitDone;
 }
 

@@ -26,8 +26,9 @@ public:
     /* In words, where the policy comes from, or that the defaults are in force. */
     std::string origin() const;
 
-    /* Tells what is wrong with the document, ends the unit of work and returns exitDone or exitFailed. */
-    int finish();
+    /* Tells what is wrong with the document and which remarks of the engine are of interest, ends the unit of work and
+     * returns exitDone or exitFailed. */
+    int finish(const RemarkFilter& isOfInterest = everyRemark);
 
 private:
     const PolicyKind& kind_;

@@ -48,6 +48,10 @@ void writeRecord(const Fields& fields, Output& output) {
     output.writeTable(rows);
 }
 
+bool isEmptyLocation(const Field& field) {
+    return field.name == std::string_view("targetLocation") && field.value == "";
+}
+
 int runShow(const ShownRecord& shown, const std::string& path, const GlobalOptions& options, Output& output) {
     PolicySource source(shown.kind, path, options, output);
     const Fields fields = shown.read(source.givenDocument());
@@ -55,7 +59,11 @@ int runShow(const ShownRecord& shown, const std::string& path, const GlobalOptio
         output.writeLine(
             fmt::format("{}  ({})", output.styled(Style::heading, shown.kind.title), printable(source.origin())));
     writeRecord(fields, output);
-    return source.finish();
+    // The engine looks its default location up before it reads the document, which may name its own.
+    return source.finish([&fields](const kelhost::LogRecord& remark) {
+        return remark.text != "Auto backup Policy: Unknown default backup location" ||
+               std::any_of(fields.begin(), fields.end(), isEmptyLocation);
+    });
 }
 
 }  // namespace

@@ -9,21 +9,36 @@
 
 namespace kelpolicy {
 
-class SqlStatement {
+/* The rows that a statement answers with. Every function throws Failure. */
+class Rows {
 public:
-    /* `purpose` begins the message of a failure: "cannot ...". Throws Failure, as every function does where it does not
-     * say otherwise. */
-    explicit SqlStatement(std::string purpose);
+    /* `purpose` begins the message of a failure: "cannot ...". REQUIRES: the statement lives as long as this. */
+    Rows(std::string purpose, SQLHSTMT statement) : purpose_(std::move(purpose)), statement_(statement) {}
 
-    void execute(const std::string& text) { require(tryExecute(text)); }
-    /* False when it failed; `failure` then tells why. */
-    bool tryExecute(const std::string& text);
     /* The next row; false when there is none. */
     bool fetch();
 
     /* Columns of the row, from 1, each read once. A null value is an empty text. */
     std::string shortText(SQLUSMALLINT column);
     std::string bytes(SQLUSMALLINT column);
+
+protected:
+    void require(bool done) const;
+
+    std::string purpose_;
+    SQLHSTMT statement_;
+};
+
+class SqlStatement : public Rows {
+public:
+    /* Throws Failure, as every function does where it does not say otherwise. */
+    explicit SqlStatement(std::string purpose);
+
+    void execute(const std::string& text) { require(tryExecute(text)); }
+    /* False when it failed; `failure` then tells why. */
+    bool tryExecute(const std::string& text);
+    /* Runs a change, with `value` for its parameter marker if it has one; false when it touches no row. */
+    bool change(const std::string& text, const std::string* value = nullptr);
 
     Failure failure() const;
 
@@ -32,7 +47,6 @@ private:
         if (!done) throw failure();
     }
 
-    std::string purpose_;
     sqlpiCliHandles handles_;
 };
 

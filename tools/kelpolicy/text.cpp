@@ -4,36 +4,17 @@
 
 #include <algorithm>
 
+#include "hostText.h"
+
 namespace kelpolicy {
+
+using kelhost::characterLength;
+using kelhost::isHarmless;
+
 namespace {
 
 bool continues(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
-}
-
-/* Bytes of the well-formed character at the text's beginning, 0 when there is none. */
-size_t characterLength(std::string_view text) {
-    const auto lead = static_cast<unsigned char>(text.front());
-    const size_t length = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 0;
-    if (length == 0 || length > text.size()) return 0;
-    for (size_t i = 1; i < length; ++i)
-        if (!continues(text[i])) return 0;
-    if (length == 1) return 1;
-    const auto second = static_cast<unsigned char>(text[1]);
-    const bool isOverlong = (lead == 0xE0 && second < 0xA0) || (lead == 0xF0 && second < 0x90);
-    const bool isNoCharacter = (lead == 0xED && second >= 0xA0) || (lead == 0xF4 && second >= 0x90);
-    return isOverlong || isNoCharacter ? 0 : length;
-}
-
-/* Characters that a terminal may act upon, or that turn the reading direction. */
-bool isHarmless(std::string_view character) {
-    const auto lead = static_cast<unsigned char>(character.front());
-    if (character.size() == 1) return lead >= 0x20 && lead != 0x7F;
-    const auto second = static_cast<unsigned char>(character[1]);
-    if (lead == 0xC2) return second >= 0xA0;
-    if (lead != 0xE2 || (second != 0x80 && second != 0x81)) return true;
-    const auto third = static_cast<unsigned char>(character[2]);
-    return second == 0x80 ? third < 0xA8 || third > 0xAE : third < 0xA6 || third > 0xA9;
 }
 
 }  // namespace
@@ -98,6 +79,64 @@ TextPlace PlaceCounter::at(size_t offset) {
             ++place_.column;
     }
     return place_;
+}
+
+namespace {
+
+/* A line ends with LF, CR LF or CR. */
+std::string_view lineAt(std::string_view document, uint64_t number) {
+    for (uint64_t line = 1; line < number; ++line) {
+        const size_t end = document.find_first_of("\r\n");
+        if (end == std::string_view::npos) return {};
+        document.remove_prefix(end + (document.substr(end, 2) == "\r\n" ? 2 : 1));
+    }
+    return document.substr(0, document.find_first_of("\r\n"));
+}
+
+/* Bytes in front of the column. */
+size_t offsetOf(std::string_view line, uint64_t column) {
+    uint64_t unit = 1;
+    for (size_t i = 0; i < line.size(); ++i) {
+        if (continues(line[i])) continue;
+        if (unit >= column) return i;
+        unit += static_cast<unsigned char>(line[i]) >= 0xF0 ? 2 : 1;
+    }
+    return line.size();
+}
+
+std::string shownPart(std::string_view part) {
+    std::string expanded;
+    for (const char byte : part) {
+        if (byte == '\t')
+            expanded += "    ";
+        else
+            expanded += byte;
+    }
+    return printable(expanded);
+}
+
+}  // namespace
+
+std::string excerptOf(std::string_view document, TextPlace place) {
+    constexpr size_t widestBefore = 76;
+    constexpr size_t widest = 116;
+    constexpr size_t mostBytes = 4 * widest;  // what lies further away is never shown
+    const std::string_view line = lineAt(document, place.line);
+    if (place.line == 0 || line.empty()) return {};
+    const size_t offset = offsetOf(line, place.column);
+    const size_t first = offset - std::min(offset, mostBytes);
+    std::string before = shownPart(line.substr(first, offset - first));
+    if (first > 0 || displayWidth(before) > widestBefore) {
+        size_t start = before.size();
+        for (size_t shown = 0; start > 0 && shown + 1 < widestBefore; ++shown) {
+            --start;
+            while (start > 0 && continues(before[start])) --start;
+        }
+        before = "…" + before.substr(start);
+    }
+    const size_t width = displayWidth(before);
+    const std::string after = cutToWidth(shownPart(line.substr(offset, mostBytes)), widest - width);
+    return before + after + "\n" + std::string(width, ' ') + "^\n";
 }
 
 bool isBlank(std::string_view text) {

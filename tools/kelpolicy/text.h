@@ -46,6 +46,11 @@ private:
     TextPlace place_ = {1, 1};
 };
 
+/* The text of that line of a document as it can be shown, and below it a caret under the column, each with a line end;
+ * a long line is cut on both sides. A column is a 16-bit unit, as XML parsers count. Empty when there is no such line.
+ */
+std::string excerptOf(std::string_view document, TextPlace place);
+
 bool isBlank(std::string_view text);
 
 }  // namespace kelpolicy

@@ -53,12 +53,10 @@ struct WindowState {
 };
 
 WindowState stateOf(const sqlpiMaintWindowInfo& window, int64_t at) {
-    WindowState state = {window.defined, false, {}, findStretch(window, at, 1)};
-    if (!state.next.has_value() || state.next->start > at) return state;
-    state.isInside = true;
-    state.current = state.next;
-    state.next = state.current->isOpen() ? std::nullopt : findStretch(window, state.current->end, 1);
-    return state;
+    const std::optional<Stretch> answer = findStretch(window, at, 1);
+    if (!answer.has_value() || !answer->contains(at))
+        return {window.defined, false, {}, findStretchAhead(window, at, 1)};
+    return {window.defined, true, answer, answer->isOpen() ? std::nullopt : findStretchAhead(window, answer->end, 1)};
 }
 
 std::string inWords(const WindowState& state, int64_t at) {
@@ -72,7 +70,7 @@ std::string inWords(const WindowState& state, int64_t at) {
         text = fmt::format("inside: work may run now, until {} ({} from now)", shownLocal(state.current->end),
                            shownDuration(state.current->end - at));
     if (state.isInside && state.current->isOpen()) return text;
-    if (!state.next.has_value()) return text + "; it does not open again";
+    if (!state.next.has_value()) return text + "; the engine finds no next time from here";
     return text + fmt::format("; next {}", shownStretch(*state.next));
 }
 

@@ -15,9 +15,10 @@ namespace {
 
 constexpr int64_t hour = 3600;
 constexpr int64_t day = 24 * hour;
+constexpr int64_t fiveYears = day * 5 * 366;
 
 int64_t secondsOf(const sqlpiMaintWindowTime& time) {
-    return time.hour * hour + time.minute * 60 + time.second;
+    return time.hour * hour + int64_t{time.minute} * 60 + time.second;
 }
 
 bool isSelected(const sqlpiMaintWindowInfo& window, Date date) {
@@ -35,14 +36,13 @@ public:
 
     std::vector<Finding> run() {
         if (!window_.defined) return {};
-        const std::optional<Stretch> next = findStretch(window_, now_, 1);
-        constexpr int64_t fiveYears = 5 * 366 * day;
+        const std::optional<Stretch> next = firstStretch(window_);
         if (hasExpired())
             addExpired();
         else if (!next.has_value())
             addNeverOpens();
         else if (next->start > now_ + fiveYears)
-            add("never-opens", "error", place(SQLPI_ELEMENT_TIME_PERIOD),
+            add(neverOpens(), "error", place(SQLPI_ELEMENT_TIME_PERIOD),
                 fmt::format("it does not open within five years: the first time is {}", shownLocal(next->start)),
                 "a TimePeriod that begins earlier, or none");
         else
@@ -55,6 +55,19 @@ public:
 private:
     void add(const char* check, const char* severity, TextPlace where, std::string what, std::string instead) {
         findings_.push_back({check, severity, name_, where, std::move(what), std::move(instead)});
+    }
+
+    const char* neverOpens() const {
+        return std::string_view(name_) == "offline" ? "offline-never-opens" : "never-opens";
+    }
+
+    /* The engine also gives up after two days that a clock change cut short; then it is asked again behind it. */
+    std::optional<Stretch> firstStretch(const sqlpiMaintWindowInfo& window) const {
+        std::optional<Stretch> found = findStretch(window, now_, 1);
+        for (std::optional<ClockChange> change = findClockChange(now_, now_ + fiveYears);
+             !found.has_value() && change.has_value(); change = findClockChange(change->moment + 1, now_ + fiveYears))
+            found = findStretch(window, startOfDay(nextDay(dateOf(change->moment))), 1);
+        return found;
     }
 
     /* The last element of that type decides; where there is none, the condition itself. */
@@ -88,22 +101,45 @@ private:
         return sqlpiIs24x7MaintWindow(&without) == 1;
     }
 
+    /* Whether it opens when this is changed about it. */
+    template <class Change>
+    bool opensWith(Change change) const {
+        sqlpiMaintWindowInfo changed = window_;
+        change(changed);
+        return firstStretch(changed).has_value();
+    }
+
     void addNeverOpens() {
-        const bool isOffline = std::string_view(name_) == "offline";
-        const char* check = isOffline ? "offline-never-opens" : "never-opens";
-        if (window_.outside != 0 && selectsEveryDay())
-            add(check, "error", place(), "it never opens: work runs outside of a window that is always open",
+        const auto withoutPeriod = [](sqlpiMaintWindowInfo& window) {
+            window.startDateTime.boundKind = MAINT_WINDOW_THISANDPRIOR;
+            window.endDateTime.boundKind = MAINT_WINDOW_THISANDFUTURE;
+        };
+        const auto allDay = [](sqlpiMaintWindowInfo& window) {
+            window.startTime = {0, 0, 0};
+            window.endTime = {23, 59, 59};
+        };
+        if (window_.outside != 0 && !opensWith(withoutPeriod))
+            add(neverOpens(), "error", place(), "it never opens: work runs outside of a window that is always open",
                 "hours in TimeOfDayMask at which work must not run, or the condition without \"Not\" around it");
         else if (selectsEveryDay())
-            add(check, "error", place(SQLPI_ELEMENT_TIME_PERIOD),
+            add(neverOpens(), "error", place(SQLPI_ELEMENT_TIME_PERIOD),
                 "it never opens: the engine finds nothing in a window of 24 hours on every day whose period has an end",
                 "no end (THISANDFUTURE), or T000000/T235959 in place of 24 hours");
+        else if (opensWith(withoutPeriod))
+            add(neverOpens(), "error", place(SQLPI_ELEMENT_TIME_PERIOD),
+                fmt::format("it never opens: the engine finds none of its times in its period ({})",
+                            shownPeriod(window_)),
+                "a TimePeriod in which its days lie, or none at all for a window without limits");
+        else if (opensWith(allDay))
+            add(neverOpens(), "error", place(SQLPI_ELEMENT_TIME_OF_DAY_MASK),
+                fmt::format("it never opens within five years: on its days the hours {} have no length",
+                            shownTimeOfDay(window_)),
+                "a begin and an end outside of the time of clock changes");
         else
-            add(check, "error", place(SQLPI_ELEMENT_DAY_OF_MONTH_MASK),
-                fmt::format(
-                    "it never opens within five years: no day is at once in {} (day of week), {} (day of month) "
-                    "and {} (month), or its hours are always too short",
-                    shownDaysOfWeek(window_), shownDaysOfMonth(window_), shownMonths(window_)),
+            add(neverOpens(), "error", place(SQLPI_ELEMENT_DAY_OF_MONTH_MASK),
+                fmt::format("it never opens within five years: no day is at once in {} (day of week), {} (day of "
+                            "month) and {} (month)",
+                            shownDaysOfWeek(window_), shownDaysOfMonth(window_), shownMonths(window_)),
                 "masks that have days in common");
     }
 

@@ -22,18 +22,20 @@ sqlpiMaintWindow readWindows(PolicySource& source) {
     return windows;
 }
 
-/* The policy table is read in the engine's own zone; only the answer is computed in the one asked for. */
+}  // namespace
+
 void enterZone(const std::string& zone, Output& output) {
     if (!zone.empty()) {
         setTimeZone(zone);
         return;
     }
-    const char* ownZone = std::getenv("TZ");
-    if (ownZone != nullptr && *ownZone != '\0' && *ownZone != '/' && !isKnownTimeZone(timeZoneName()))
-        output.note(fmt::format("TZ is \"{}\", which is no known zone: all times are UTC", ownZone));
+    if (!isOwnTimeZoneKnown())
+        output.note(fmt::format("TZ is \"{}\", which is no known zone: all times are UTC", std::getenv("TZ")));
 }
 
-}  // namespace
+int64_t momentOf(const WindowOptions& options) {
+    return options.at.empty() ? std::time(nullptr) : parseMoment(options.at).value();
+}
 
 void addZoneOption(CLI::App& command, WindowOptions& options) {
     command.add_option("--tz", options.zone, "Local time is that of this zone, for example Europe/Berlin")
@@ -46,14 +48,7 @@ void addZoneOption(CLI::App& command, WindowOptions& options) {
 void addAtOption(CLI::App& command, WindowOptions& options) {
     command.add_option("--at", options.at, "Moment in place of now: seconds since the epoch or 2026-03-29T02:30:00")
         ->type_name("TIME")
-        ->check([](const std::string& text) {
-            return parseMoment(text).has_value()
-                       ? std::string()
-                       : fmt::format(
-                             "\"{}\" is no moment: give seconds since the epoch, or local time as "
-                             "2026-03-29T02:30:00, with +02:00 behind it for an offset",
-                             text);
-        });
+        ->check([](const std::string& text) { return momentComplaint(text); });
 }
 
 void addKindOption(CLI::App& command, WindowOptions& options, const char* help) {
@@ -65,7 +60,7 @@ void addKindOption(CLI::App& command, WindowOptions& options, const char* help) 
 Windows::Windows(const WindowOptions& options, const GlobalOptions& globals, Output& output)
     : source_(windowsKind, options.document, globals, output), record_(readWindows(source_)) {
     enterZone(options.zone, output);
-    at_ = options.at.empty() ? std::time(nullptr) : parseMoment(options.at).value();
+    at_ = momentOf(options);
 }
 
 }  // namespace kelpolicy

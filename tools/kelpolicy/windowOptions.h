@@ -23,6 +23,13 @@ void addZoneOption(CLI::App& command, WindowOptions& options);
 void addAtOption(CLI::App& command, WindowOptions& options);
 void addKindOption(CLI::App& command, WindowOptions& options, const char* help);
 
+/* Makes the zone the process's; without one the process keeps its own, and an unknown TZ is told. The policy table is
+ * read in the engine's own zone; only answers are computed in the one asked for. */
+void enterZone(const std::string& zone, Output& output);
+
+/* The moment asked about, in the process's zone. */
+int64_t momentOf(const WindowOptions& options);
+
 /* The windows as the source says them; then the process is in the zone that the options name. */
 class Windows {
 public:

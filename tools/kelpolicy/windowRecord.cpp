@@ -101,14 +101,18 @@ std::string shownPeriod(const sqlpiMaintWindowInfo& window) {
 
 std::string shownRule(const sqlpiMaintWindowInfo& window) {
     if (!window.defined) return "there is no such window";
-    std::string text = window.outside == 0 ? shownTimeOfDay(window) : "outside of " + shownTimeOfDay(window);
-    const auto add = [&text](const char* what, const std::string& shown, const char* unsaid) {
-        if (shown != unsaid) text += fmt::format(", {}{}", what, shown);
-    };
-    add("", shownDaysOfWeek(window), "all");
-    add("days of the month ", shownDaysOfMonth(window), "all");
-    add("", shownMonths(window), "all");
-    add("", shownPeriod(window), "always");
+    const std::string weekdays = shownDaysOfWeek(window);
+    const std::string daysOfMonth = shownDaysOfMonth(window);
+    const std::string months = shownMonths(window);
+    const bool isAllDay = secondsOf(window.startTime) == secondsOf(window.endTime);
+    std::string days = weekdays == "all" ? "" : "on " + weekdays;
+    if (daysOfMonth != "all")
+        days += fmt::format("{} the days {} of the month", days.empty() ? "on" : " among", daysOfMonth);
+    if (days.empty()) days = "every day";
+    if (months != "all") days += " in " + months;
+    std::string text = fmt::format("{}{}{} {}", window.outside == 0 ? "" : "at all times, but not ", days,
+                                   isAllDay ? "," : " from", shownTimeOfDay(window));
+    if (const std::string period = shownPeriod(window); period != "always") text += "; valid " + period;
     return text;
 }
 

@@ -16,17 +16,22 @@ struct Stretch {
     int64_t start;
     int64_t end;
     bool isOpen() const noexcept { return start == end; }
+    bool isOverAt(int64_t moment) const noexcept { return !isOpen() && end <= moment; }
+    bool contains(int64_t moment) const noexcept { return start <= moment && !isOverAt(moment); }
 };
 
-/* What sqlpiFindMaintWindow answers. */
+/* What sqlpiFindMaintWindow answers. At a clock change it may begin, and even be over, before `at`. */
 std::optional<Stretch> findStretch(const sqlpiMaintWindowInfo& window, int64_t at, int32_t minDuration);
 
-/* The first is what findStretch answers, the next ones what it answers at the end of the one before; fewer than `count`
- * when there are no more, or one is open. */
+/* The same, but searched on behind what is over at `at`. */
+std::optional<Stretch> findStretchAhead(const sqlpiMaintWindowInfo& window, int64_t at, int32_t minDuration);
+
+/* The first is what findStretch answers, the next ones what findStretchAhead answers at the end of the one before;
+ * fewer than `count` when it finds no more, or one is open. */
 std::vector<Stretch> findStretches(const sqlpiMaintWindowInfo& window, int64_t at, int32_t minDuration, size_t count);
 
-/* All stretches of at least a second that overlap [from, to), in their full extent. The engine is asked from a day
- * before, so that a stretch which runs into the time has the beginning that it had then. An open one ends at `to`. */
+/* All stretches of at least a second that overlap [from, to), in their full extent, whatever `from` and `to` are. An
+ * open one has no extent of its own: it begins and ends with them. */
 std::vector<Stretch> stretchesBetween(const sqlpiMaintWindowInfo& window, int64_t from, int64_t to);
 
 /* {"found","open","start","end","start_local","end_local"}; all but `found` and `open` are null without one. */

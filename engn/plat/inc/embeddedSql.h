@@ -26,10 +26,19 @@ struct sqlaProgramId {
 
 /* One host variable. */
 struct sqlaVariable {
-    int16_t sqlType; /* SQL_VARCHAR, SQL_LONGVARBINARY, SQL_INTEGER */
-    uint32_t length; /* in: bytes at `data` used (input) or available (output); out: bytes of the value */
+    int16_t sqlType; /* SQL_VARCHAR, SQL_LONGVARBINARY, SQL_INTEGER (an int32_t) */
+    uint32_t length; /* bytes at `data`: used (input), available (output) */
     void* data;
+    uint32_t*
+        valueLength; /* output: receives the bytes of the whole value, also when `length` holds fewer; may be null */
     int16_t* nullIndicator; /* -1 null, 0 not; null pointer: the value is never null */
+};
+
+/* A large object as a host variable of a source. */
+struct sqlaBlob {
+    void* data;
+    uint32_t length; /* input: bytes of the value; output: bytes of the whole value, also when `room` holds fewer */
+    uint32_t room;   /* output: bytes available at `data` */
 };
 
 #define SQLA_INPUT 1u  /* usage: variables that the statement reads */
@@ -57,11 +66,20 @@ int32_t sqlastls(uint32_t length, const char* text);
 
 /* Runs a call of kind `call` on the package's `section` (from 1). The outcome is in the area of sqlastrt: 0 done,
  * 100 no row, -805 package not found in the database, -818 the bound package's consistency token is another,
- * -551 no right to run the package, else the statement's own SQLCODE. */
+ * -551 no right to run the package, -305 a null value without an indicator, else the statement's own SQLCODE.
+ *
+ * A fetched SQL_VARCHAR value is terminated within its `length`. A value that is longer than the room for it fills the
+ * room (text is cut between characters), its `valueLength` tells the whole length, and the outcome is SQLCODE 0 with
+ * SQLSTATE "01004": close the cursor and open it again with enough room to read the value whole.
+ *
+ * A cursor is open until it is closed, a prepared statement usable until it is prepared anew; both end with the unit of
+ * work. */
 void sqlacall(uint32_t call, uint32_t section);
 
 /* Ends the statement and releases what sqlastrt to sqlastls took. May be called after any failure of them. */
 void sqlastop(void);
+
+#define SQLA_BIND_GRANT 61u /* bind option: 1 grants the right to run the package to all, 0 to its binder only */
 
 /* One bind option. */
 struct sqloptValue {
@@ -74,8 +92,11 @@ struct sqloptList {
 };
 
 /* Binds the package described by the bind file at `path` (terminated, at most 4095 bytes) in the database of the
- * thread's engine context. `messageFile` (may be null) receives the binder's messages. The outcome is in `ca` and is
- * returned: 0 bound, 25 bound with warnings, below 0 not bound. */
+ * thread's engine context, in place of a package of that name. `messageFile` (may be null) receives the binder's
+ * messages. The outcome is in `ca` and is returned: 0 bound, 25 bound with warnings (an option that the engine does not
+ * know), below 0 not bound: the SQLCODE of the statement that cannot be prepared, else of what failed.
+ *
+ * Who may run the package: with option SQLA_BIND_GRANT 1 everybody, else who bound it. */
 int32_t sqlabndx(const char* path, const char* messageFile, const struct sqloptList* options, struct sqlca* ca);
 
 #ifdef __cplusplus

@@ -22,7 +22,7 @@ constexpr int32_t SQLPI_NO_ROW = 100;
  *
  * Returns 0, or the call-level interface's return code of the first call that failed (-1 error, -2 invalid handle,
  * 1 the document came back incomplete, 100 no row). -1 also tells that there is no memory for the document, that the
- * column holds no value, or that `sinceTime` is out of range.
+ * column holds no value, that `sinceTime` is out of range, or that `outBuffer` or `outLength` is null.
  * Threads: any number at once; needs an engine context on the thread. */
 SQLPI_ENTRY int32_t sqlpiGetPolicy(const char* med, int32_t medKind, const char* decision, int32_t decisionKind,
                                    const char* name, int32_t nameKind, char** outBuffer, int32_t* outLength,

@@ -32,11 +32,12 @@ struct sqlpiBackupPolicy {
 };
 
 /* Fills `policy` from the stored backup policy; what it does not say stays at the defaults, the location at the
- * engine's default backup path. Threads: any number at once; needs an engine context on the thread. */
+ * engine's default backup path. A null record is not filled. Threads: any number at once; needs an engine context on
+ * the thread. */
 SQLPI_ENTRY void sqlpiGetBackup(sqlpiBackupPolicy* policy) noexcept;
 
 /* Extracts from a policy-language document of `length` bytes into a record that the caller has preset; what the
- * document does not say is left as it is. Threads: any number at once. */
+ * document does not say is left as it is; a null record is not filled. Threads: any number at once. */
 SQLPI_ENTRY void sqlpiGetBackupPolicy(char* document, int32_t length, sqlpiBackupPolicy* policy) noexcept;
 
 /* The same from a tree already parsed (null: nothing happens). Clears the root's parent link and moves the tree's

@@ -22,6 +22,9 @@ public:
     }
     SQLHANDLE get() const noexcept { return handle_; }
 
+    /* Leaves the handle to somebody else. */
+    void leave() noexcept { handle_ = nullptr; }
+
 private:
     SQLHANDLE handle_ = nullptr;
 };
@@ -46,6 +49,11 @@ private:
     SQLHDBC connection_ = nullptr;
 };
 
+/* The interface takes its texts without const, and only reads them. */
+inline SQLCHAR* sqlpiCliText(const char* text) noexcept {
+    return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text));
+}
+
 /* All that one statement needs, in the order in which it is acquired; released in the reverse order. */
 struct sqlpiCliHandles {
     sqlpiCliHandle<SQL_HANDLE_ENV> environment;
@@ -54,11 +62,15 @@ struct sqlpiCliHandles {
     sqlpiCliHandle<SQL_HANDLE_STMT> statement;
 
     /* The outcome of the last call on the innermost handle that exists. */
-    void takeSqlca(sqlca& ca) const noexcept { SQLGetSQLCA(environment.get(), connection.get(), statement.get(), &ca); }
+    void takeSqlca(sqlca& ca) const noexcept { takeSqlca(ca, statement.get()); }
+
+    /* The same with another statement of this connection, or none yet. */
+    void takeSqlca(sqlca& ca, SQLHANDLE ofStatement) const noexcept {
+        SQLGetSQLCA(environment.get(), connection.get(), ofStatement, &ca);
+    }
 
     SQLRETURN execute(const char* text) const noexcept {
-        // The interface takes its texts without const, and only reads them.
-        return SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(const_cast<char*>(text)), SQL_NTS);
+        return SQLExecDirect(statement.get(), sqlpiCliText(text), SQL_NTS);
     }
 };
 

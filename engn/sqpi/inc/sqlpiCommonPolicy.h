@@ -63,16 +63,17 @@ extern SQLPI_VISIBLE const char* const MONTHS_OF_YEAR[SQLPI_MONTHS];  /* "JAN" t
 /* Sets the defaults: the online window always open, no offline window. */
 void sqlpiSetMaintWindowDefaults(sqlpiMaintWindow* window) noexcept;
 
-/* Fills `window` with the defaults and then from the stored policy. Threads: any number at once; needs an engine
- * context on the thread. */
+/* Fills `window` (null: nothing happens) with the defaults and then from the stored policy. Threads: any number at
+ * once; needs an engine context on the thread. */
 SQLPI_ENTRY void sqlpiGetMaintWindow(sqlpiMaintWindow* window) noexcept;
 
-/* Extracts the windows from a policy-language document of `length` bytes into a record that the caller has preset.
- * Returns the parser's status, 0 on success. Threads: any number at once. */
+/* Extracts the windows from a policy-language document of `length` bytes into a record that the caller has preset
+ * (null: the document is parsed, and that is all). Returns the parser's status, 0 on success. Threads: any number at
+ * once. */
 SQLPI_ENTRY int32_t sqlpiGetMaintWindowPolicy(char* document, int32_t length, sqlpiMaintWindow* window) noexcept;
 
-/* The same from a tree already parsed (null: nothing happens). Clears the root's parent link and moves the tree's
- * search cursors. Returns 0. */
+/* The same from a tree already parsed (null, or no record: nothing happens). Clears the root's parent link and moves
+ * the tree's search cursors. Returns 0. */
 int32_t sqlpiGetMaintWinFromParsedTree(SQLPIPolicyElement* root, sqlpiMaintWindow* window) noexcept;
 
 /* Element i of `mask` becomes false where character i of `text` is '0', else true, also past the text's end. A null

@@ -19,7 +19,8 @@
  * The sub-second parts are left alone; only a gap that begins at `now` takes over its, and one that begins or ends with
  * an occurrence gets 0 there.
  * Of a local time that occurs twice the one is taken that has the UTC offset of `now`, or of the day looked at before.
- */
+ * One that a clock change skips may be read as an earlier moment, so that beside the change a stretch may begin, and
+ * even end, before `now`: 02:30 to 02:40, asked at 01:50 when 02:00 becomes 03:00, is 01:30 to 01:40. */
 SQLPI_ENTRY int32_t sqlpiFindMaintWindow(const sqlpiMaintWindowInfo* info, OSSTime now, int32_t minDuration,
                                          OSSTime* start, OSSTime* end) noexcept;
 

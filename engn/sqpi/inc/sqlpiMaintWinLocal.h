@@ -30,6 +30,12 @@ struct sqlpiLocalAsk {
     sqlpiMaintWindowTime time;
 };
 
+/* What the clocks do not do for a while. */
+enum class sqlpiClockRest {
+    steady, /* they do not change */
+    calm,   /* they are set by an hour at most, and forward for daylight-saving time alone */
+};
+
 class sqlpiLocalClock {
 public:
     /* Takes note of the zone that is set now. */
@@ -45,12 +51,12 @@ public:
     /* The platform's first answer, without that correction. */
     bool resolveOnce(const sqlpiLocalAsk& ask, int64_t offset, sqlpiLocalMoment* moment) const noexcept;
 
-    /* Unless it is known that the clocks do not change for so many days after `moment`: looks once whether they change
-     * in the next. Where they do not, the functions above need not ask the platform, and the result is true. */
-    bool lookAhead(const sqlpiLocalMoment& moment, int64_t days) noexcept;
+    /* Unless it is known that the clocks rest for so many days after `moment`: looks once whether they do so for some
+     * days more. True when they do. While they are steady, the functions above need not ask the platform. */
+    bool lookAhead(sqlpiClockRest rest, const sqlpiLocalMoment& moment, int64_t days) noexcept;
 
-    /* How many whole days after `moment` are known to go by without a change. */
-    int64_t steadyDays(const sqlpiLocalMoment& moment) const noexcept;
+    /* How many whole days of that rest after `moment` are known. */
+    int64_t restDays(sqlpiClockRest rest, const sqlpiLocalMoment& moment) const noexcept;
 
 private:
     enum class Flag { any, standard, dst };
@@ -58,11 +64,19 @@ private:
     bool ask(int64_t seconds, sqlpiLocalMoment* moment) const noexcept;
     bool probe(int64_t local, Flag wanted, int64_t offset, sqlpiLocalMoment* moment) const noexcept;
     bool resolve(const sqlpiLocalAsk& ask, int64_t offset, bool again, sqlpiLocalMoment* moment) const noexcept;
-    bool isSteady(int64_t seconds) const noexcept { return seconds >= steady_.seconds && seconds <= steadyUntil_; }
+    bool isSteady(int64_t seconds) const noexcept { return steady_.contains(seconds); }
 
-    sqlpiLocalMoment steady_ = {};  // the clocks do not change from here ..
-    int64_t steadyUntil_ = -1;      // .. to here
-    int64_t stride_ = 0;            // days that the next look ahead tries
+    /* What is known about one kind of rest: the moments at both ends. */
+    struct Known {
+        sqlpiLocalMoment from = {};
+        sqlpiLocalMoment until = {-1, -1, false};
+        int64_t stride = 0; /* hours that the next look ahead tries; 0: the rest ends about here */
+
+        bool contains(int64_t seconds) const noexcept { return seconds >= from.seconds && seconds <= until.seconds; }
+    };
+
+    Known steady_ = {};
+    Known calm_ = {};
 };
 
 #endif

@@ -53,7 +53,9 @@ private:
     bool takeDay(Walk* walk) const noexcept;
     bool takeSteadyDays(Walk* walk) noexcept;
     bool advance(Walk* walk, bool selected) noexcept;
+    bool willRest(sqlpiClockRest rest, const sqlpiLocalMoment& from, int64_t days) noexcept;
     int64_t nextSelected(const Walk& walk) noexcept;
+    int64_t nextRunPast(int64_t day, int64_t limit, int64_t past) const noexcept;
     bool standBefore(const sqlpiLocalMoment& position, int64_t target, sqlpiLocalMoment* stand) const noexcept;
     bool step(Walk* walk, int64_t day, int64_t offset) const noexcept;
 

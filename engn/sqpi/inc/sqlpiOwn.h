@@ -19,6 +19,11 @@ struct sqlpiFreeBlock {
 };
 using sqlpiBlock = std::unique_ptr<char, sqlpiFreeBlock>;
 
+/* A block of `size` bytes, or null when there is no memory. `tag` names the source file. */
+inline sqlpiBlock sqlpiTakeBlock(size_t size, const char* tag, uint32_t line = __builtin_LINE()) noexcept {
+    return {static_cast<char*>(sqlogmblkEx(nullptr, size, tag, line)), sqlpiFreeBlock{tag}};
+}
+
 /* An object from the engine's plain allocation; null when there is no memory. An exception of the constructor passes
  * through after the memory has been given back. */
 template <class Object>

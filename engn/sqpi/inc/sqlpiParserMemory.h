@@ -4,11 +4,13 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/MemoryManager.hpp>
 
 #include "memoryPool.h"
+#include "sqlpiXmlBounds.h"
 
 /* One block of `pool`, or null. */
 void* sqlpi_alloc_mem_debug(SQLO_MEM_POOL* pool, unsigned long size) noexcept;
@@ -41,6 +43,13 @@ public:
     sqlpi_call_memory(const sqlpi_call_memory&) = delete;
     sqlpi_call_memory& operator=(const sqlpi_call_memory&) = delete;
 
+    /* From now on it also throws where the stack has grown by `bound` bytes beyond the caller's frame: a library that
+     * recurses over a document takes a block on each level. For a manager that only this thread uses. */
+    [[gnu::noinline]] void boundStack(size_t bound) noexcept {
+        lowestStack_ = reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) - bound;
+    }
+    bool passedStackBound() const noexcept { return passedStackBound_; }
+
     void* allocate(XMLSize_t size) override;
     void deallocate(void* block) override;
     xercesc::MemoryManager* getExceptionMemoryManager() override;
@@ -70,6 +79,8 @@ private:
     size_t bound_;
     size_t chunk_;
     size_t taken_ = 0;
+    uintptr_t lowestStack_ = 0; /* stacks grow downwards */
+    bool passedStackBound_ = false;
     Piece* pieces_ = nullptr;
     char* free_ = nullptr; /* the unused rest of the newest chunk */
     size_t freeSize_ = 0;
@@ -77,15 +88,20 @@ private:
 };
 
 /* A document in memory whose stream belongs to the call's memory: the XML library loses the stream when it runs out of
- * memory at the wrong moment. The document is neither copied nor freed. */
+ * memory at the wrong moment. The document is neither copied nor freed. `watcher`, when there is one, is asked before
+ * every piece of it. */
 class sqlpi_document_source : public xercesc::MemBufInputSource {
 public:
-    sqlpi_document_source(std::string_view document, sqlpi_call_memory& memory);
+    static constexpr size_t piece = size_t{16} << 10;
+
+    sqlpi_document_source(std::string_view document, sqlpi_call_memory& memory, const XMLCh* systemId = u"policyMB",
+                          sqlpiReadWatcher* watcher = nullptr);
     xercesc::BinInputStream* makeStream() const override;
 
 private:
     std::string_view document_;
     sqlpi_call_memory& memory_;
+    sqlpiReadWatcher* watcher_;
 };
 
 #endif

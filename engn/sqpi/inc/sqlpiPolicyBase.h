@@ -110,7 +110,8 @@ public:
     SQLPIPolicyElement& operator=(const SQLPIPolicyElement&) = delete;
     ~SQLPIPolicyElement() override;
 
-    /* Hands each attribute of a start tag to parseAttribute, unknown ones with type 0; values are UTF-8. */
+    /* Hands each attribute of a start tag to parseAttribute, unknown ones with type 0; values are UTF-8. Throws when
+     * there is no memory for a value, or when it is not well formed. */
     virtual void parse(XERCES_CPP_NAMESPACE_QUALIFIER AttributeList& attributes);
     /* Takes one attribute; this class ignores it. A null value is ignored by every class. */
     virtual void parseAttribute(SQLPI_POL_ATTRIBUTE_TYPE type, char* value);
@@ -146,6 +147,7 @@ Element* sqlpiElementCast(SQLPIPolicyElement* element);
 const char* sqlpiElementName(SQLPI_POL_ELEMENT_TYPE type) noexcept; /* "NONE" for 0 and beyond */
 const char* sqlpiAttributeName(
     SQLPI_POL_ATTRIBUTE_TYPE type) noexcept; /* "*** Unknown Attribute ***" for 0 and beyond */
+SQLPI_POL_ELEMENT_TYPE sqlpiElementTypeOf(std::string_view name) noexcept;
 SQLPI_POL_ELEMENT_TYPE sqlpiElementTypeOf(std::u16string_view name) noexcept;
 SQLPI_POL_ATTRIBUTE_TYPE sqlpiAttributeTypeOf(std::u16string_view name) noexcept;
 

@@ -4,14 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string_view>
 #include <xercesc/sax/EntityResolver.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/sax/HandlerBase.hpp>
 #include <xercesc/sax/Locator.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/PanicHandler.hpp>
-#include <xercesc/util/XMLUTF8Transcoder.hpp>
 
 #include "sqlpiOwn.h"
 #include "sqlpiPolicyBase.h"
@@ -21,6 +20,9 @@ struct sqlpiParseProblem {
     uint64_t line = 0; /* from 1; 0: nowhere in particular */
     uint64_t column = 0;
     char message[512] = ""; /* terminated UTF-8 */
+
+    /* Takes the message, as far as it fits, and the place where it has one. */
+    void describe(const xercesc::SAXException& exception) noexcept;
 };
 
 /* sqlpi_policy_parse that also tells the problem; `problem` may be null. */
@@ -43,6 +45,7 @@ public:
     std::string_view innermost() const noexcept { return {bytes_ + start_, end_ - start_}; }
     /* Ends the innermost text; the one around it goes on. */
     void pop() noexcept;
+    void clear() noexcept { start_ = end_ = 0; }
 
 private:
     char short_[4096];
@@ -55,27 +58,22 @@ private:
 /* Builds the tree. Owns it until takeRoot. */
 class sqlpi_sax_handler : public xercesc::HandlerBase {
 public:
-    /* Bounds in characters, so that entities cannot blow a document up: `textBudget` of all text and attributes,
-     * `entityBudget` of all declared entities. */
-    sqlpi_sax_handler(size_t textBudget, size_t entityBudget) noexcept
-        : textBudget_(textBudget), entityBudget_(entityBudget) {}
     ~sqlpi_sax_handler() override;
 
     void setDocumentLocator(const xercesc::Locator* locator) override { locator_ = locator; }
+    /* Forgets whatever an earlier document left. */
     void startDocument() override;
     void startElement(const XMLCh* name, xercesc::AttributeList& attributes) override;
     void endElement(const XMLCh* name) override;
     void characters(const XMLCh* characters, XMLSize_t length) override;
-    void entityDeclared(bool isExternal, size_t characterCount);
+    void processingInstruction(const XMLCh* target, const XMLCh* data) override;
 
-    /* Makes the element for `type` and links it; null when it could not be made. */
-    SQLPIPolicyElement* setPolicyElement(SQLPI_POL_ELEMENT_TYPE type);
+    /* Makes and links the element of that name and hands it the attributes; it is left out when there is no memory.
+     * Ends the parse at a document element that is not "PolicyDocument". */
+    void setPolicyElement(char* name, xercesc::AttributeList& attributes);
 
     /* The document's "PolicyDocument", now the caller's; null when there was none. */
     SQLPIPolicyElement* takeRoot() noexcept;
-
-    /* Why the parse was ended from here, with the place; null when it was not. */
-    const sqlpiParseProblem* problem() const noexcept { return problem_.message[0] == '\0' ? nullptr : &problem_; }
 
     SQLPI_POL_ELEMENT_TYPE currentType = SQLPI_ELEMENT_NONE; /* of the last tag */
     SQLPI_POL_ELEMENT_TYPE previousType = SQLPI_ELEMENT_NONE;
@@ -87,19 +85,14 @@ public:
     xercesc::AttributeList* attributes = nullptr;
 
 private:
-    void noteTag(const XMLCh* name, int32_t action) noexcept;
-    void spendText(size_t characterCount);
-    [[noreturn]] void endParse(const char* why);
+    void noteTag(SQLPI_POL_ELEMENT_TYPE type, int32_t action) noexcept;
+    [[noreturn]] void endParse(const XMLCh* why) const;
 
     SQLPIPolicyElement* outermost_ = nullptr; /* the tree built so far */
     bool documentElementSeen_ = false;
     sqlpiOpenTexts texts_;
-    std::optional<xercesc::XMLUTF8Transcoder> transcoder_; /* made for the first text that is not ASCII */
-    XMLCh leadSurrogate_ = 0;                              /* the parser may cut a pair between two notifications */
-    size_t textBudget_;
-    size_t entityBudget_;
+    XMLCh leadSurrogate_ = 0; /* the parser may cut a pair between two notifications */
     const xercesc::Locator* locator_ = nullptr;
-    sqlpiParseProblem problem_;
 };
 
 /* Logs what the parser reports and remembers errors. */

@@ -44,7 +44,7 @@ inline constexpr sqlpiStatsProfPolicy SQLPI_STATS_PROF_DEFAULTS = {nullptr,     
                                                                    PROFILE_NOT_STATED};
 
 /* Each reads a policy-language document of `length` bytes into a record that is not cleared first: what the document
- * does not say is left as it is. Returns the parser's status (sqlpiPolicyCommonParser.h).
+ * does not say is left as it is; a null record is not filled. Returns the parser's status (sqlpiPolicyCommonParser.h).
  * Threads: any number at once. */
 SQLPI_ENTRY int32_t sqlpiGetAtmSensors(char* document, int32_t length, sqlpiAtmSensors* sensors) noexcept;
 SQLPI_ENTRY int32_t sqlpiGetReorgPolicy(char* document, int32_t length, sqlpiReorgPolicy* policy) noexcept;

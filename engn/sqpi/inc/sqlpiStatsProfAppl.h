@@ -10,7 +10,7 @@
 
 /* Reads the policy if it has been updated since `lastRead` (null: always; the record is then cleared first), into the
  * caller's record, which is otherwise not cleared. `*changed` tells whether the record may have changed.
- * `policy` may be null: the table is read all the same, and only `*changed` and the status come back.
+ * `policy` and `changed` may be null: the table is read all the same, and the rest comes back.
  * Returns 0 (also when there is no row), or the status of the reader or the parser.
  * Threads: any number at once; needs an engine context on the thread. */
 SQLPI_ENTRY int32_t sqlpiGetReorg(sqlpiReorgPolicy* policy, const time_t* lastRead, bool* changed) noexcept;

@@ -2,41 +2,50 @@
 #ifndef SQLPI_UTF8_H
 #define SQLPI_UTF8_H
 
+#include <algorithm>
 #include <cstddef>
-#include <memory>
+#include <new>
 #include <string_view>
-#include <xercesc/util/TransService.hpp>
 
-/* Copies ASCII characters to `out` and stops at the first other one; returns how many it copied.
- * REQUIRES: `out` has room for `text.size()` bytes. */
-inline size_t sqlpiCopyAscii(std::u16string_view text, char* out) noexcept {
-    size_t done = 0;
-    while (done < text.size() && text[done] < 0x80) {
-        out[done] = static_cast<char>(text[done]);
-        ++done;
-    }
-    return done;
+#include "sqlpiOwn.h"
+
+/* Whether the text ends in the first half of a surrogate pair; the XML library lets such attributes and processing
+ * instructions pass. */
+inline bool sqlpiEndsInHalf(std::u16string_view text) noexcept {
+    return !text.empty() && (text.back() & 0xFC00U) == 0xD800U;
 }
 
-/* A terminated copy. Short ASCII text, which names and most values are, needs no allocation; other text goes through
- * the XML library's transcoder, which throws when there is no memory. */
+/* Writes the text as UTF-8, without a terminator; stops between characters where `room` bytes end. Half of a surrogate
+ * pair becomes the replacement character. Returns how many bytes it wrote: at most three for each unit of the text. */
+size_t sqlpiToUtf8(std::u16string_view text, char* out, size_t room) noexcept;
+
+/* Where the first character of UTF-8 text begins that is ill-formed or NUL; the text's length when there is none. */
+size_t sqlpiFirstIllFormed(std::string_view text) noexcept;
+
+/* Whether an ASCII text occurs in another one, whatever the case of its letters. */
+inline bool sqlpiOccursIn(std::u16string_view text, std::string_view wanted) noexcept {
+    const auto upper = [](char16_t letter) { return letter >= u'a' && letter <= u'z' ? letter - u'a' + u'A' : letter; };
+    return std::search(text.begin(), text.end(), wanted.begin(), wanted.end(), [upper](char16_t a, char b) {
+               return upper(a) == upper(static_cast<unsigned char>(b));
+           }) != text.end();
+}
+
+/* A terminated copy. Short text, which names and most values are, needs no allocation; other text throws bad_alloc when
+ * there is no memory. */
 class sqlpiUtf8Text {
 public:
     explicit sqlpiUtf8Text(std::u16string_view text) {
-        if (text.size() < sizeof short_ && sqlpiCopyAscii(text, short_) == text.size())
-            short_[text.size()] = '\0';
-        else
-            long_ = std::make_unique<XERCES_CPP_NAMESPACE_QUALIFIER TranscodeToStr>(text.data(), text.size(), "UTF-8");
+        const size_t most = 3 * text.size() + 1;
+        if (most > sizeof short_) long_ = sqlpiTakeBlock(most, "sqlpiUtf8");
+        if (most > sizeof short_ && long_ == nullptr) throw std::bad_alloc();
+        this->text()[sqlpiToUtf8(text, this->text(), most - 1)] = '\0';
     }
 
-    char* text() noexcept {
-        // The transcoder terminates its result with four zero bytes.
-        return long_ == nullptr ? short_ : reinterpret_cast<char*>(const_cast<XMLByte*>(long_->str()));
-    }
+    char* text() noexcept { return long_ == nullptr ? short_ : long_.get(); }
 
 private:
-    char short_[128];
-    std::unique_ptr<XERCES_CPP_NAMESPACE_QUALIFIER TranscodeToStr> long_;
+    char short_[256];
+    sqlpiBlock long_{nullptr, {}};
 };
 
 #endif

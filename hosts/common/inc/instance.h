@@ -12,11 +12,12 @@ public:
     /* Longest path of an instance directory, in bytes: everything named below it must fit the engine's records. */
     static constexpr size_t maximumPath = 1900;
 
-    /* Makes the directory and whatever part of it is missing (each 0750), and opens it. Safe to call at any time, by
-     * several processes at once. Throws HostError. */
+    /* Makes the directory and whatever part of it is missing (each 0750), installs the program's bind file and message
+     * file, and opens it. Safe to call at any time, by several processes at once. Throws HostError. */
     static Instance create(const std::filesystem::path& directory);
 
-    /* Opens an existing instance. Throws HostError when the directory or a part of it is missing. */
+    /* Opens an existing instance, and brings its bind file and message file up to date where it may write them. Throws
+     * HostError when the directory or a part of it is missing. */
     static Instance open(const std::filesystem::path& directory);
 
     const std::string& path() const noexcept { return path_; } /* absolute, links resolved, no slash at its end */

@@ -15,6 +15,7 @@ enum class Service {
     sqlogmblkEx,
     ossMemAlloc,
     ossFileOpen,
+    ossFileCreateUnique,
     ossFileRead,
     ossFileWrite,
     ossFileSize,
@@ -44,9 +45,16 @@ enum class Service {
     SQLFetch,
     SQLGetData,
     SQLGetSQLCA,
-    anyMemory,    /* sqlogmblkEx and ossMemAlloc */
-    anyFile,      /* ossFileOpen to sqloInstancePath */
-    anyCallLevel, /* SQLAllocHandle to SQLGetData; SQLGetSQLCA only reports and is planned by its own name */
+    sqlastrt,
+    sqlaaloc,
+    sqlasetdata,
+    sqlastls,
+    sqlacall,
+    sqlabndx,
+    anyMemory,      /* sqlogmblkEx and ossMemAlloc */
+    anyFile,        /* ossFileOpen to sqloInstancePath */
+    anyCallLevel,   /* SQLAllocHandle to SQLGetData; SQLGetSQLCA only reports and is planned by its own name */
+    anyEmbeddedSql, /* sqlastrt to sqlabndx */
     any,
 };
 
@@ -59,7 +67,8 @@ enum class Duration { once, forEver };
  *   sqloInstancePath                  OSS_NOT_FOUND
  *   isSharedLibInitSuccess            0
  *   sqlpiGetDefaultAutoBackupPath     SQLCODE -902
- *   call level                        SQL_ERROR */
+ *   call level                        SQL_ERROR
+ *   embedded SQL                      -1 and `sqlcode` in the area; sqlabndx answers `sqlcode` */
 inline constexpr int32_t usualFailure = INT32_MIN;
 
 /* ossFileRead, ossFileWrite: half of the bytes are moved; the read then says OSS_OK, the write OSS_NO_SPACE. */

@@ -20,8 +20,8 @@ class Session;
 
 struct DatabaseOptions {
     std::string connection{}; /* of the ODBC driver manager; empty: the embedded database */
-    /* How long a statement of the embedded database waits for another unit of work. With a connection of the caller's
-     * the time is the driver's. */
+    /* How long a statement waits for another unit of work. The driver decides instead for a database that the host has
+     * no dialect for, and for SQLite where the connection string has a Timeout of its own. */
     std::chrono::milliseconds lockTimeout{10000};
 };
 

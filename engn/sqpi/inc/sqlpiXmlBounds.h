@@ -1,0 +1,159 @@
+/* Bounds on what an XML document may make the XML library do, for every parser of the engine: whatever the document
+ * declares, its parse takes time linear in its length, little stack and bounded memory. Internal. */
+#ifndef SQLPI_XML_BOUNDS_H
+#define SQLPI_XML_BOUNDS_H
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <xercesc/framework/XMLAttr.hpp>
+#include <xercesc/internal/XMLScanner.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/util/SecurityManager.hpp>
+#include <xercesc/validators/DTD/DTDAttDef.hpp>
+#include <xercesc/validators/DTD/DTDElementDecl.hpp>
+#include <xercesc/validators/DTD/DTDEntityDecl.hpp>
+
+#include "sqlpiNameSpread.h"
+
+/* The most bytes that parsing a document of `length` bytes takes. */
+constexpr size_t sqlpiParseMemoryBudget(size_t length) noexcept {
+    return 512 * length + (size_t{16} << 20);
+}
+
+/* The most stack that one parse takes, from where it begins. The XML library goes one call deeper for each parenthesis
+ * of a declared content model; engines give their agents little stack. */
+constexpr size_t sqlpiMostParseStack = size_t{20} << 10;
+
+/* What one document may still declare, and make of it. Each call returns null, or why the document is refused. */
+class sqlpiXmlBounds {
+public:
+    static constexpr size_t mostExpansions = 64;                  /* of entities, in the document element */
+    static constexpr size_t mostEntityText = 4096;                /* characters of all entities */
+    static constexpr size_t mostAttributeDefinitions = 128;       /* each costs time at each tag */
+    static constexpr size_t mostDeclarations = size_t{16} * 1024; /* bytes that are read before the declarations end */
+    static constexpr size_t mostAttributes = 1000;                /* of one element: each may look through the others */
+
+    explicit constexpr sqlpiXmlBounds(size_t documentLength) noexcept
+        : text_(2 * documentLength + (size_t{64} << 10)) {}
+
+    /* The library checks how often an entity is expanded in the document element, but neither in declarations nor how
+     * deep: so no entity may be used there again. */
+    const XMLCh* declareEntity(const xercesc::DTDEntityDecl& entity) noexcept;
+    const XMLCh* defineAttribute(const xercesc::DTDAttDef& attribute) noexcept;
+    const XMLCh* spendText(size_t characterCount) noexcept;
+    const XMLCh* readDeclarations(size_t byteCount) noexcept;
+
+private:
+    size_t text_; /* of all text and attributes, in characters */
+    size_t entityText_ = mostEntityText;
+    size_t attributeDefinitions_ = mostAttributeDefinitions;
+    size_t declarations_ = mostDeclarations;
+};
+
+/* Is asked before the XML library reads on in a document. */
+class sqlpiReadWatcher {
+public:
+    /* `byteCount`: how much it had the last time. May throw. */
+    virtual void beforeRead(size_t byteCount) = 0;
+
+protected:
+    ~sqlpiReadWatcher() = default;
+};
+
+/* A SAX or DOM parser within the bounds. A document that passes one ends the parse with a SAXParseException that says
+ * which and where; its message is the only report. A document without a document type costs next to
+ * nothing. */
+template <class Parser>
+class sqlpiBoundedParser : public Parser, public sqlpiReadWatcher {
+public:
+    template <class... Arguments>
+    explicit sqlpiBoundedParser(size_t documentLength, Arguments&&... arguments)
+        : Parser(std::forward<Arguments>(arguments)...), bounds_(documentLength) {
+        this->setDisableDefaultEntityResolution(true);
+        security_.setEntityExpansionLimit(sqlpiXmlBounds::mostExpansions);
+        this->setSecurityManager(&security_);
+    }
+
+    /* A SAX parser tells of declarations only with a DTD handler. */
+    void doctypeDecl(const xercesc::DTDElementDecl& element, const XMLCh* const publicId, const XMLCh* const systemId,
+                     const bool hasInternal, const bool hasExternal) override {
+        hasDocumentType_ = true;
+        inDeclarations_ = hasInternal;
+        Parser::doctypeDecl(element, publicId, systemId, hasInternal, hasExternal);
+    }
+    void endIntSubset() override {
+        inDeclarations_ = false;
+        Parser::endIntSubset();
+    }
+    void entityDecl(const xercesc::DTDEntityDecl& entity, const bool isParameter, const bool isIgnored) override {
+        endIf(bounds_.declareEntity(entity));
+        Parser::entityDecl(entity, isParameter, isIgnored);
+    }
+    void attDef(const xercesc::DTDElementDecl& element, const xercesc::DTDAttDef& attribute,
+                const bool isIgnored) override {
+        endIf(bounds_.defineAttribute(attribute));
+        Parser::attDef(element, attribute, isIgnored);
+    }
+    void docCharacters(const XMLCh* const characters, const XMLSize_t length, const bool isCData) override {
+        if (hasDocumentType_) endIf(bounds_.spendText(length));
+        Parser::docCharacters(characters, length, isCData);
+    }
+    void startElement(const xercesc::XMLElementDecl& element, const unsigned int uri, const XMLCh* const prefix,
+                      const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, const XMLSize_t attributeCount,
+                      const bool isEmpty, const bool isRoot) override {
+        checkAttributes(attributeCount);
+        if (hasDocumentType_) spendAttributes(attributes, attributeCount);
+        // Undeclared names are numbered from 1 in the order of their coming.
+        if (element.getId() > names_ && element.getCreateReason() == xercesc::XMLElementDecl::NoReason) {
+            names_ = element.getId();
+            if (names_ > sqlpiNameSpread::mostInBucket) checkName(element.getFullName());
+        }
+        Parser::startElement(element, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
+    }
+    void beforeRead(size_t byteCount) override {
+        checkAttributes(ScannedAttributes::count(scanner()));  // in the midst of a tag, too
+        if (inDeclarations_) endIf(bounds_.readDeclarations(byteCount));
+    }
+
+protected:
+    /* Ends the parse with that message; null does nothing. */
+    void endIf(const XMLCh* why) const {
+        if (why != nullptr) throw xercesc::SAXParseException(why, *scanner().getLocator());
+    }
+
+private:
+    /* Reads a member that the XML library protects: the attributes of the widest tag so far. */
+    struct ScannedAttributes : xercesc::XMLScanner {
+        static size_t count(const xercesc::XMLScanner& scanner) {
+            return (scanner.*&ScannedAttributes::fAttrList)->size();
+        }
+    };
+
+    const xercesc::XMLScanner& scanner() const { return asReference(this->getScanner()); }
+    static const xercesc::XMLScanner& asReference(const xercesc::XMLScanner& scanner) { return scanner; }
+    static const xercesc::XMLScanner& asReference(const xercesc::XMLScanner* scanner) { return *scanner; }
+
+    void checkAttributes(size_t count) const {
+        if (count > sqlpiXmlBounds::mostAttributes) endIf(u"An element has more attributes than a policy may have.");
+    }
+    void spendAttributes(const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, size_t count) {
+        for (size_t i = 0; i < count; ++i)
+            endIf(bounds_.spendText(std::u16string_view(attributes.elementAt(i)->getName()).size() +
+                                    std::u16string_view(attributes.elementAt(i)->getValue()).size()));
+    }
+    void checkName(const XMLCh* name) {
+        if (!spread_.has_value()) spread_.emplace(scanner().getMemoryManager());
+        if (!spread_->add(name)) endIf(u"The document's element names are made to be slow to tell apart.");
+    }
+
+    sqlpiXmlBounds bounds_;
+    xercesc::SecurityManager security_;
+    bool hasDocumentType_ = false;
+    bool inDeclarations_ = false;
+    XMLSize_t names_ = 0;
+    std::optional<sqlpiNameSpread> spread_;
+};
+
+#endif

@@ -1,0 +1,263 @@
+/* Automatic-maintenance procedures: what getting and setting have to do, whoever asks. */
+#include "sqlpiPolicyConfig.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "logs.h"
+#include "messages.h"
+#include "sqlpiFormat.h"
+#include "sqlpiPolicyConfigSql.h"
+#include "sqlpiPolicyGen.h"
+#include "sqlpiPolicyKeys.h"
+#include "sqlpiPolicyUtil.h"
+#include "sqlpiPolicyValidate.h"
+#include "sqlpiText.h"
+#include "sqlpiTrace.h"
+#include "sqlpiTreeWalk.h"
+
+namespace {
+
+constexpr const char* tag = "sqlpiPolicyConfig";
+constexpr const char* setRoutine = "AUTOMAINT_SET_POLICY";
+
+constexpr size_t statementSize = 1200;
+constexpr size_t descriptionSize = 4096;
+
+/* Fills a configuration record and writes its document. */
+template <class Record, class Engine>
+uint32_t writeConfiguration(const Engine& engine, uint32_t (*fill)(const Engine*, Record*) noexcept,
+                            uint32_t (*generate)(char**, int*, const Record&) noexcept, char** document,
+                            int* length) noexcept {
+    const auto record = sqlpiMakePlain<sqlpiReleasedRecord<Record>>();
+    if (record == nullptr || fill(&engine, record.get()) != SQLPI_CONFIG_OK) return SQLPI_CONFIG_FAILED;
+    return generate(document, length, *record);
+}
+
+/* A table filter as the engine's records hold it. */
+struct Filter {
+    char*& text;
+    ~Filter() {
+        if (text != nullptr) sqlofmblkEx(text, "sqlpiStatsProf", 0);
+    }
+};
+
+uint32_t extractWindows(char* stored, int32_t storedLength, char** document, int* length) noexcept {
+    sqlpiMaintWindow engine;
+    sqlpiSetMaintWindowDefaults(&engine);
+    if (sqlpiGetMaintWindowPolicy(stored, storedLength, &engine) != 0) return SQLPI_CONFIG_FAILED;
+    return writeConfiguration(engine, sqlpiFillAutoMaintWindowValues, sqlpiGenerateNewAutoMaintWindowPolicy, document,
+                              length);
+}
+
+uint32_t extractBackup(char* stored, int32_t storedLength, char** document, int* length) noexcept {
+    // sqlpiGetBackupPolicy would not tell that a document cannot be read.
+    sqlpiTree root;
+    if (sqlpiParseInto(root, stored, storedLength) != 0) return SQLPI_CONFIG_FAILED;
+    sqlpiBackupPolicy engine = {};
+    sqlpiGetBackupFromParsedTree(root.get(), &engine);
+    return writeConfiguration(engine, sqlpiFillAutoBackupValues, sqlpiGenerateNewAutoBackupPolicy, document, length);
+}
+
+uint32_t extractReorg(char* stored, int32_t storedLength, char** document, int* length) noexcept {
+    sqlpiReorgPolicy engine = {};
+    const Filter filter{engine.tablesFilter};
+    if (sqlpiGetReorgPolicy(stored, storedLength, &engine) != 0) return SQLPI_CONFIG_FAILED;
+    return writeConfiguration(engine, sqlpiFillAutoReorgValues, sqlpiGenerateNewAutoReorgPolicy, document, length);
+}
+
+uint32_t extractRunstats(char* stored, int32_t storedLength, char** document, int* length) noexcept {
+    sqlpiRunStatsPolicy engine = {};
+    const Filter filter{engine.tablesFilter};
+    if (sqlpiGetAtmSensors(stored, storedLength, &engine) != 0) return SQLPI_CONFIG_FAILED;
+    return writeConfiguration(engine, sqlpiFillAutoRunstatsValues, sqlpiGenerateNewAutoRunstatsPolicy, document,
+                              length);
+}
+
+struct PolicyType {
+    const char* name;
+    const sqlpiPolicyKey& key;
+    uint32_t (*extract)(char* stored, int32_t storedLength, char** document, int* length) noexcept;
+};
+constexpr PolicyType policyTypes[] = {
+    {"MAINTENANCE_WINDOW", SQLPI_MAINT_WINDOW_KEY, extractWindows},
+    {"AUTO_BACKUP", SQLPI_BACKUP_KEY, extractBackup},
+    {"AUTO_REORG", SQLPI_REORG_KEY, extractReorg},
+    {"AUTO_RUNSTATS", SQLPI_RUNSTATS_KEY, extractRunstats},
+};
+
+const PolicyType* findType(const char* name) noexcept {
+    const auto* const found =
+        std::find_if(std::begin(policyTypes), std::end(policyTypes),
+                     [name](const PolicyType& type) { return std::strcmp(type.name, name) == 0; });
+    return found == std::end(policyTypes) ? nullptr : found;
+}
+
+bool checkTableAndPackage(const char* function, bool create, sqlca& ca) noexcept {
+    if (sqlpiCheckPolicyTable(create, ca) != 0) {
+        pdLog(PD_ERROR, function, 10, "The Policy Table verification error.");
+        return false;
+    }
+    pdLog(PD_INFO, function, 15, "Policy table verification compeleted");
+    if (sqlpiCheckPolicyPkgBind(ca) == 0) return true;
+    pdLog(PD_ERROR, function, 20, "The Policy package bind error.");
+    return false;
+}
+
+void logOutcome(const char* function, const char* prefix, const sqlca& ca) noexcept {
+    if (ca.sqlcode == 0) return;
+    char message[1024];
+    sqlaintp_api(message, sizeof message, 0, SQL_MESSAGE_FILE, &ca);
+    pdLogPrintf(PD_ERROR, function, 90, "%s error, sqlcode is %d \n sql error message is  %s", prefix, ca.sqlcode,
+                message);
+}
+
+template <size_t Size>
+void formatStatement(char (&statement)[Size], const char* head, const sqlpiPolicyKey& key) noexcept {
+    sqlpiTextBuilder(statement, Size)
+        .append(head)
+        .appendFormat(" WHERE MED = '%s' AND DECISION = '%s' AND NAME = '%s' ", key.med, key.decision, key.name);
+}
+
+/* Tells the administrators how the policy read before and after. */
+void reportChange(const char* policyType, const char* before, const char* after) noexcept {
+    const sqlpiBlock record = sqlpiTakeBlock(2 * descriptionSize + 64, tag);
+    if (record == nullptr) return;
+    constexpr std::string_view separator("\xFF", 1);
+    sqlpiTextBuilder text(record.get(), 2 * descriptionSize + 64);
+    text.append(policyType).append(separator).append(before).append(separator).append(after);
+    sqlt_logadmin(SQLT_ADMIN_POLICY_CHANGED, PD_INFO, "sqlpiAutomaintSetPolicySpCommon", 70, record.get(),
+                  text.length());
+}
+
+/* The change itself, from the description before to the one after. */
+uint32_t storePolicy(const PolicyType& type, std::string_view policy, sqlca& ca) noexcept {
+    constexpr const char* function = "sqlpiAutomaintSetPolicySpCommon";
+    const sqlpiBlock before = sqlpiTakeBlock(descriptionSize, tag);
+    const sqlpiBlock after = sqlpiTakeBlock(descriptionSize, tag);
+    if (before == nullptr || after == nullptr) {
+        sqlpiReportNoMemory(ca, function, 45, "AutoMaintSetPolicy: Allocation of output buffer failed \n");
+        return SQLPI_CONFIG_FAILED;
+    }
+    if (sqpiGetPolicyOldFormatString(type.name, before.get(), descriptionSize, ca) != SQLPI_CONFIG_OK)
+        return SQLPI_CONFIG_FAILED;
+
+    char statement[statementSize];
+    formatStatement(statement, "UPDATE SYSTOOLS.POLICY SET UPDATE_TIME=CURRENT TIMESTAMP, POLICY = ?", type.key);
+    if (sqlpiPreparePolicyUpdate(statement, ca) != 0) {
+        pdLog(PD_ERROR, function, 50, "update statement prepare failed \n");
+        return SQLPI_CONFIG_FAILED;
+    }
+    if (sqlpiExecutePolicyUpdate(policy.data(), policy.size(), ca) != 0) {
+        pdLog(PD_ERROR, function, 60, "update statement execute failed \n");
+        return SQLPI_CONFIG_FAILED;
+    }
+    if (sqpiGetPolicyOldFormatString(type.name, after.get(), descriptionSize, ca) != SQLPI_CONFIG_OK)
+        return SQLPI_CONFIG_FAILED;
+    reportChange(type.name, before.get(), after.get());
+    return SQLPI_CONFIG_OK;
+}
+
+uint32_t setPolicy(const char* policyType, std::string_view document, sqlca& ca) noexcept {
+    constexpr const char* function = "sqlpiAutomaintSetPolicySpCommon";
+    if (document.data() == nullptr) {
+        pdLog(PD_ERROR, function, 5, "The input Policy document is null.");
+        sqlpiPrepSqlca(ca, -171, nullptr, {"2", setRoutine});
+        return SQLPI_CONFIG_FAILED;
+    }
+    if (!checkTableAndPackage(function, true, ca)) return SQLPI_CONFIG_FAILED;
+
+    const sqlpiBlock policy = sqlpiTakeBlock(SQLPI_OLD_POLICY_SIZE, tag);
+    if (policy == nullptr) {
+        sqlpiReportNoMemory(ca, function, 30, "AutoMaintSetPolicy: Allocation of output buffer failed \n");
+        return SQLPI_CONFIG_FAILED;
+    }
+    std::memset(policy.get(), 0, SQLPI_OLD_POLICY_SIZE);
+    const uint32_t validated = sqlpiValidateAutomaintPolicy(policyType, document, policy.get(), ca);
+    const PolicyType* type = findType(policyType);
+    if (validated != SQLPI_CONFIG_OK || type == nullptr) {
+        pdLog(PD_ERROR, function, 40, "AutoMaintSetPolicy,Policy document validation error \n");
+        return SQLPI_CONFIG_FAILED;
+    }
+    return storePolicy(*type, policy.get(), ca);
+}
+
+uint32_t getPolicy(const char* policyType, char** document, int* length, sqlca& ca) noexcept {
+    constexpr const char* function = "sqlpiAutomaintGetPolicySpCommon";
+    if (!checkTableAndPackage(function, false, ca)) return SQLPI_CONFIG_FAILED;
+    char* text = nullptr;
+    int textLength = 0;
+    const uint32_t status = sqlpiReadPolicyFromTable(policyType, &text, &textLength, ca);
+    const sqlpiBlock stored(text, sqlpiFreeBlock{tag});
+    if (status != SQLPI_CONFIG_OK || stored == nullptr || textLength == 0) return SQLPI_CONFIG_FAILED;
+    if (sqlpiExtractPolicyDoc(policyType, stored.get(), textLength, document, length, ca) == SQLPI_CONFIG_OK)
+        return SQLPI_CONFIG_OK;
+    pdLog(PD_ERROR, function, 40, "AutoMaintSetPolicy,Policy document retrival error \n");
+    return SQLPI_CONFIG_FAILED;
+}
+
+}  // namespace
+
+bool sqlpiIsPolicyType(const char* policyType) noexcept {
+    return findType(policyType) != nullptr;
+}
+
+uint32_t sqlpiReadPolicyFromTable(const char* policyType, char** text, int* length, sqlca& ca) noexcept {
+    sqlpiFunctionTrace trace("sqlpiReadPolicyFromTable");
+    *text = nullptr;
+    *length = 0;
+    const PolicyType* type = findType(policyType);
+    if (type == nullptr) return trace.exit(SQLPI_CONFIG_FAILED);
+    char statement[statementSize];
+    formatStatement(statement, "SELECT POLICY FROM SYSTOOLS.POLICY", type->key);
+    sqlpiBlock bytes(nullptr, sqlpiFreeBlock{tag});
+    int32_t found = 0;
+    if (sqlpiRunPolicySelect(statement, bytes, found, ca) != 0) return trace.exit(SQLPI_CONFIG_FAILED);
+    *length = found;
+    *text = bytes.release();
+    return trace.exit(SQLPI_CONFIG_OK);
+}
+
+uint32_t sqlpiExtractPolicyDoc(const char* policyType, char* stored, int length, char** document, int* documentLength,
+                               sqlca& ca) noexcept {
+    sqlpiFunctionTrace trace("sqlpiExtractPolicyDoc");
+    *document = nullptr;
+    *documentLength = 0;
+    const PolicyType* type = findType(policyType);
+    if (type != nullptr && type->extract(stored, length, document, documentLength) == SQLPI_CONFIG_OK)
+        return trace.exit(SQLPI_CONFIG_OK);
+    if (ca.sqlcode == 0) sqlpiPrepSqlca(ca, -1438, nullptr, {});
+    return trace.exit(SQLPI_CONFIG_FAILED);
+}
+
+uint32_t sqpiGetPolicyOldFormatString(const char* policyType, char* buffer, int32_t capacity, sqlca& ca) noexcept {
+    constexpr const char* function = "sqpiGetPolicyOldFormatString";
+    sqlpiFunctionTrace trace(function);
+    const PolicyType* type = findType(policyType);
+    if (type != nullptr && sqpiGetPolicyFormatString(buffer, capacity, type->key.name) == SQLPI_FORMAT_OK)
+        return trace.exit(SQLPI_CONFIG_OK);
+    pdLogPrintf(PD_ERROR, function, 10, "Unable to obtain policy format message. Type %s is unknown ", policyType);
+    if (ca.sqlcode == 0) sqlpiPrepSqlca(ca, -171, nullptr, {"1", setRoutine});
+    return trace.exit(SQLPI_CONFIG_FAILED);
+}
+
+uint32_t sqlpiAutomaintGetPolicySpCommon(const char* policyType, char** document, int* length, const sqludf_dbinfo*,
+                                         sqlca& ca) noexcept {
+    constexpr const char* function = "sqlpiAutomaintGetPolicySpCommon";
+    sqlpiFunctionTrace trace(function);
+    *document = nullptr;
+    *length = 0;
+    const uint32_t status = getPolicy(policyType, document, length, ca);
+    logOutcome(function, "AutoMaintGetPolicy", ca);
+    return trace.exit(status);
+}
+
+uint32_t sqlpiAutomaintSetPolicySpCommon(const char* policyType, std::string_view document, const sqludf_dbinfo*,
+                                         sqlca& ca) noexcept {
+    constexpr const char* function = "sqlpiAutomaintSetPolicySpCommon";
+    sqlpiFunctionTrace trace(function);
+    const uint32_t status = setPolicy(policyType, document, ca);
+    logOutcome(function, "AutoMaintSetPolicy", ca);
+    return trace.exit(status);
+}

@@ -1,0 +1,43 @@
+/* Owned texts of the configuration records. */
+#include "sqlpiPolicyRecords.h"
+
+#include <cstring>
+
+#include "memoryPool.h"
+
+namespace {
+
+constexpr const char* tag = "sqlpiPolicyRecords";
+
+void release(char*& field) noexcept {
+    sqlofmblkEx(field, tag, __LINE__);
+    field = nullptr;
+}
+
+}  // namespace
+
+bool sqlpiSetOwnedText(char*& field, std::string_view text) noexcept {
+    auto* copy = static_cast<char*>(sqlogmblkEx(nullptr, text.size() + 1, tag, __LINE__));
+    if (copy != nullptr) {
+        if (!text.empty()) std::memcpy(copy, text.data(), text.size());
+        copy[text.size()] = '\0';
+    }
+    release(field);
+    field = copy;
+    return copy != nullptr;
+}
+
+void sqlpiReleaseTexts(backupPolicy& policy) noexcept {
+    for (auto field : {&backupPolicy::mode, &backupPolicy::numberOfFullBackups, &backupPolicy::timeSinceLastBackup,
+                       &backupPolicy::logSpaceConsumedSinceLastBackup, &backupPolicy::numberOfSessions,
+                       &backupPolicy::libOptions})
+        release(policy.*field);
+}
+
+void sqlpiReleaseTexts(reorgPolicy& policy) noexcept {
+    for (auto field : {&reorgPolicy::dictionaryOption, &reorgPolicy::indexReorgMode,
+                       &reorgPolicy::useSystemTempTableSpace, &reorgPolicy::maxOfflineReorgTableSize,
+                       &reorgPolicy::reclaimExtentsSizeForMDCTables,
+                       &reorgPolicy::numInxPseudoEmptyPagesForVolatileTables})
+        release(policy.*field);
+}

@@ -1,0 +1,349 @@
+/* Policy administration entry points. */
+#include "sqlpiPolicySp.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "engineState.h"
+#include "logs.h"
+#include "messages.h"
+#include "sqlpiCliHandles.h"
+#include "sqlpiFormat.h"
+#include "sqlpiNumber.h"
+#include "sqlpiOwn.h"
+#include "sqlpiPolicyGen.h"
+#include "sqlpiPolicyUtil.h"
+#include "sqlpiStatsProfAppl.h"
+#include "sqlpiText.h"
+#include "sqlpiTrace.h"
+
+namespace {
+
+constexpr const char* install = "kelPolicyInstallSpCommon";
+constexpr const char* retrieve = "kelPolicyRetrieve";
+constexpr const char* tag = "sqlpiPolicySp";
+constexpr const char* table = "SYSTOOLS.POLICY";
+
+constexpr size_t descriptionSize = 4095;
+constexpr size_t messageBufferSize = 4097;
+constexpr size_t notificationSize = 4093;
+constexpr size_t carriedDocumentSize = 9000;
+constexpr size_t statementSize = 2048;
+static_assert(carriedDocumentSize >= SQLPI_OLD_REORG_POLICY_SIZE);
+
+bool isNull(const int16_t* indicator) noexcept {
+    return indicator != nullptr && *indicator < 0;
+}
+
+/* A text argument, of which no more than its stated size is read. */
+template <size_t Size>
+struct Argument {
+    char text[Size + 1];
+
+    Argument(const char* value, const int16_t* indicator, const char* whenNull) noexcept {
+        const bool given = value != nullptr && !isNull(indicator);
+        const std::string_view source = given ? std::string_view(value, strnlen(value, Size)) : whenNull;
+        text[source.copy(text, Size)] = '\0';
+    }
+    bool isEmpty() const noexcept { return text[0] == '\0'; }
+};
+using Key = Argument<SQLPI_KEY_SIZE>;
+
+/* Appends a key as an SQL literal. */
+void appendLiteral(sqlpiTextBuilder& statement, const Key& key) noexcept {
+    statement.append("'");
+    for (const char* rest = key.text; *rest != '\0'; ++rest)
+        statement.append(*rest == '\'' ? "''" : std::string_view(rest, 1));
+    statement.append("'");
+}
+
+/* The number behind the last such label of a description; -1 without one. */
+int64_t numberBehind(const char* description, const char* label) noexcept {
+    const std::string_view text(description);
+    const size_t place = text.rfind(label);
+    return place == std::string_view::npos ? -1 : sqlpiToInt64(description + place + std::strlen(label));
+}
+
+class Install {
+public:
+    Install(const char* action, const char* med, const char* decision, const char* name, const char* policyFile,
+            const sqludf_lob* policy, const kelPolicyInstallNulls& nulls, char* sqlstate, char* message,
+            const sqludf_dbinfo* dbinfo) noexcept
+        : action_(action == nullptr || isNull(nulls.action) ? '\0' : *action),
+          med_(med, nulls.med, ""),
+          decision_(decision, nulls.decision, "NOP"),
+          name_(name, nulls.name, table),
+          policyFile_(policyFile, nulls.policyFile, ""),
+          policy_(isNull(nulls.policy) ? nullptr : policy),
+          sqlstate_(sqlstate),
+          message_(message),
+          dbinfo_(dbinfo) {
+        setState("00000");
+        message_[0] = '\0';
+    }
+
+    int32_t run() noexcept {
+        if (!open()) return -1;
+        switch (action_) {
+            case 'I':
+                return prepare() && bindPolicy() && execute() ? 0 : -1;
+            case 'U':
+                return prepare() && bindPolicy() ? replace() : -1;
+            case 'D':
+                return remove() ? 0 : -1;
+            default:
+                setState("56038");
+                return -1;
+        }
+    }
+
+private:
+    void setState(const char* state) noexcept { std::memcpy(sqlstate_, state, SQLUDF_STATE_SIZE); }
+
+    bool fail(const sqlca& ca) noexcept {
+        setState("58004");
+        const sqlpiBlock text = sqlpiTakeBlock(messageBufferSize, tag);
+        if (text != nullptr && sqlaintp_api(text.get(), messageBufferSize, 0, SQL_MESSAGE_FILE, &ca) > 0)
+            sqlpiTextBuilder(message_, SQLUDF_MESSAGE_SIZE).append(text.get());
+        return false;
+    }
+    bool check(SQLRETURN status) noexcept {
+        if (SQL_SUCCEEDED(status) || status == SQL_NO_DATA) return true;
+        sqlca ca = {};
+        handles_.takeSqlca(ca);
+        trace_.error(10, ca.sqlcode, ca);
+        return fail(ca);
+    }
+    bool failArgument(const char* position) noexcept {
+        sqlca ca;
+        sqloinca(&ca);
+        sqlpiPrepSqlca(ca, -171, nullptr, {position, install});
+        return fail(ca);
+    }
+
+    bool open() noexcept {
+        return check(handles_.environment.allocate(SQL_NULL_HANDLE)) &&
+               check(handles_.connection.allocate(handles_.environment.get())) &&
+               check(SQLSetConnectAttr(handles_.connection.get(), SQL_ATTR_AUTOCOMMIT,
+                                       reinterpret_cast<SQLPOINTER>(SQL_AUTOCOMMIT_OFF), 0)) &&
+               check(handles_.session.connect(handles_.connection.get())) &&
+               check(handles_.statement.allocate(handles_.connection.get()));
+    }
+
+    void appendWhere(sqlpiTextBuilder& statement) const noexcept {
+        statement.append(" WHERE MED = ");
+        appendLiteral(statement, med_);
+        statement.append(" AND DECISION = ");
+        appendLiteral(statement, decision_);
+        statement.append(" AND NAME = ");
+        appendLiteral(statement, name_);
+        statement.append(" ");
+    }
+
+    bool prepare() noexcept {
+        char text[statementSize];
+        sqlpiTextBuilder statement(text, sizeof text);
+        if (action_ == 'I') {
+            statement.append("INSERT INTO ")
+                .append(table)
+                .append(" (MED, DECISION, NAME, UPDATE_TIME, POLICY) VALUES (");
+            appendLiteral(statement, med_);
+            statement.append(", ");
+            appendLiteral(statement, decision_);
+            statement.append(", ");
+            appendLiteral(statement, name_);
+            statement.append(", CURRENT TIMESTAMP, ?) ");
+        } else {
+            statement.append("UPDATE ").append(table).append(" SET UPDATE_TIME=CURRENT TIMESTAMP, POLICY = ?");
+            appendWhere(statement);
+        }
+        return check(SQLPrepare(handles_.statement.get(), sqlpiCliText(text), SQL_NTS));
+    }
+
+    bool bindPolicy() noexcept {
+        if (!policyFile_.isEmpty()) {
+            fileNameLength_ = static_cast<SQLSMALLINT>(std::strlen(policyFile_.text));
+            return check(SQLBindFileToParam(handles_.statement.get(), 1, SQL_LONGVARBINARY,
+                                            reinterpret_cast<SQLCHAR*>(policyFile_.text), &fileNameLength_,
+                                            &fileOptions_, SQLPI_POLICY_FILE_SIZE, nullptr));
+        }
+        if (policy_ == nullptr || policy_->length > SQLUDF_LARGEST_LOB) return failArgument("6");
+        return bind(policy_->data, policy_->length);
+    }
+    bool bind(const char* bytes, size_t length) noexcept {
+        boundLength_ = static_cast<SQLLEN>(length);
+        return check(SQLBindParameter(handles_.statement.get(), 1, SQL_PARAM_INPUT, SQL_C_BINARY, SQL_LONGVARBINARY,
+                                      SQLUDF_LARGEST_LOB, 0, const_cast<char*>(bytes), boundLength_, &boundLength_));
+    }
+
+    bool execute() noexcept { return check(SQLExecute(handles_.statement.get())); }
+
+    bool remove() noexcept {
+        char text[statementSize];
+        sqlpiTextBuilder statement(text, sizeof text);
+        statement.append("DELETE FROM ").append(table);
+        appendWhere(statement);
+        return check(handles_.execute(text));
+    }
+
+    /* Describes the policy named by the keys as it is stored now. */
+    bool describe(char* description, uint32_t probe) const noexcept {
+        std::memset(description, 0, descriptionSize);
+        if (sqpiGetPolicyFormatString(description, descriptionSize, name_.text) == SQLPI_FORMAT_OK) return true;
+        pdLogPrintf(PD_WARNING, install, probe, "Unable to obtain policy format message. Type %s is unknown",
+                    name_.text);
+        return false;
+    }
+
+    int32_t replace() noexcept {
+        const sqlpiBlock before = sqlpiTakeBlock(descriptionSize, tag);
+        const sqlpiBlock after = sqlpiTakeBlock(descriptionSize, tag);
+        if (before == nullptr || after == nullptr) return failNoMemory();
+        describe(before.get(), 20);
+        const bool replaced = execute();
+        const bool carried = carryReorgSettingsOver(before.get());
+        if (describe(after.get(), 40)) notify(before.get(), after.get());
+        return replaced && carried ? 0 : -1;
+    }
+    int32_t failNoMemory() noexcept {
+        sqlca ca;
+        sqloinca(&ca);
+        sqlpiReportNoMemory(ca, install, 30, "Out of memory. Unable to allocate object.");
+        fail(ca);
+        return -1;
+    }
+
+    /* Whatever the keys are: administrators' tools write reorg policies that do not know these two settings, and rely
+     * on them being kept. */
+    bool carryReorgSettingsOver(const char* before) noexcept {
+        sqlpiReorgPolicy reorg = {};
+        bool changed = false;
+        sqlpiGetReorg(&reorg, nullptr, &changed);
+        const sqlpiBlock filter(reorg.tablesFilter, sqlpiFreeBlock{tag});
+        const int64_t reclaim = numberBehind(before, "Reclaim Extents Size for MDC Tables: ");
+        const int64_t pages = numberBehind(before, "Number of Index Pseudo Emptypage for Volatile Tables: ");
+        const bool carriesReclaim = reorg.reclaimExtentsSizeForMDCTables != 0 || reclaim >= 0;
+        const bool carriesPages = reorg.numInxPseudoEmptyPagesForVolatileTables != 0 || pages >= 0;
+        if (!carriesReclaim && !carriesPages) return true;
+        if (carriesReclaim) reorg.reclaimExtentsSizeForMDCTables = reclaim < 0 ? 0 : static_cast<uint64_t>(reclaim);
+        if (carriesPages) reorg.numInxPseudoEmptyPagesForVolatileTables = pages < 0 ? 0 : static_cast<uint64_t>(pages);
+        return storeReorg(reorg);
+    }
+
+    bool storeReorg(const sqlpiReorgPolicy& reorg) noexcept {
+        const auto record = sqlpiMakePlain<sqlpiReleasedRecord<reorgPolicy>>();
+        const sqlpiBlock document = sqlpiTakeBlock(carriedDocumentSize, tag);
+        if (record == nullptr || document == nullptr) return failNoMemory() == 0;
+        std::memset(document.get(), 0, carriedDocumentSize);
+        if (sqlpiFillAutoReorgValues(&reorg, record.get()) != SQLPI_CONFIG_OK ||
+            sqlpiGenerateOldReorgPolicy(*record, document.get()) != SQLPI_CONFIG_OK) {
+            sqlca ca;
+            sqloinca(&ca);
+            sqlpiPrepSqlca(ca, -1447, nullptr, {"6"});
+            return fail(ca);
+        }
+        return bind(document.get(), std::strlen(document.get())) && execute();
+    }
+
+    void notify(const char* before, const char* after) const noexcept {
+        const sqlpiBlock record = sqlpiTakeBlock(notificationSize + 1, tag);
+        if (record == nullptr) return;
+        constexpr std::string_view separator("\xFF", 1);
+        std::string_view database;
+        if (dbinfo_ != nullptr)
+            database = {dbinfo_->dbname, std::min<size_t>(dbinfo_->dbnamelen, sizeof dbinfo_->dbname)};
+        sqlpiTextBuilder text(record.get(), notificationSize + 1);
+        text.append(name_.text).append(separator).append(database).append(separator);
+        text.append(before).append(separator).append(after);
+        sqlt_logadmin(SQLT_ADMIN_POLICY_CHANGED, PD_INFO, install, 50, record.get(), text.length());
+    }
+
+    char action_;
+    Key med_;
+    Key decision_;
+    Key name_;
+    Argument<SQLPI_POLICY_FILE_SIZE> policyFile_;
+    const sqludf_lob* policy_;
+    char* sqlstate_;
+    char* message_;
+    const sqludf_dbinfo* dbinfo_;
+
+    SQLSMALLINT fileNameLength_ = 0;
+    SQLUINTEGER fileOptions_ = SQL_FILE_READ;
+    SQLLEN boundLength_ = 0;
+    sqlpiFunctionTrace trace_{install};
+    sqlpiCliHandles handles_;
+};
+
+/* The query for the keys that are given; false when it does not fit, with that key's position. */
+bool buildQuery(sqlpiTextBuilder& query, const char* const (&keys)[3], const int16_t* nulls,
+                const char*& position) noexcept {
+    constexpr const char* columns[] = {"MED", "DECISION", "NAME"};
+    constexpr const char* positions[] = {"1", "2", "3"};
+    query.append("SELECT MED, DECISION, NAME, POLICY FROM SYSTOOLS.POLICY ");
+    const char* connective = "WHERE ";
+    for (size_t i = 0; i < std::size(keys); ++i) {
+        if (isNull(nulls == nullptr ? nullptr : nulls + i) || keys[i] == nullptr || *keys[i] == '\0') continue;
+        query.append(connective).append(columns[i]).append("='").append(keys[i]).append("' ");
+        connective = "AND ";
+        position = positions[i];
+        if (query.wasCut()) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int32_t kelPolicyInstallSpCommon(const char* action, const char* med, const char* decision, const char* name,
+                                 const char* policyFile, const sqludf_lob* policy, const kelPolicyInstallNulls* nulls,
+                                 char* sqlstate, char* message, const sqludf_dbinfo* dbinfo) noexcept {
+    const kelPolicyInstallNulls given = nulls == nullptr ? kelPolicyInstallNulls{} : *nulls;
+    return Install(action, med, decision, name, policyFile, policy, given, sqlstate, message, dbinfo).run();
+}
+
+int32_t kelPolicyInstallSp(const char* action, const char* med, const char* decision, const char* name,
+                           const char* policyFile, const sqludf_lob* policy, const kelPolicyInstallNulls* nulls,
+                           char* sqlstate, char* message, const sqludf_dbinfo* dbinfo) noexcept {
+    return kelPolicyInstallSpCommon(action, med, decision, name, policyFile, policy, nulls, sqlstate, message, dbinfo);
+}
+
+int32_t kelPolicyInstallSpLocal(const char* action, const char* med, const char* decision, const char* name,
+                                const char* policyFile, const sqludf_lob* policy, const kelPolicyInstallNulls* nulls,
+                                char* sqlstate, char* message, const sqludf_dbinfo* dbinfo) noexcept {
+    return kelPolicyInstallSpCommon(action, med, decision, name, policyFile, policy, nulls, sqlstate, message, dbinfo);
+}
+
+void kelPolicyRetrieve(const char* med, const char* decision, const char* name, const int16_t* nullIndicators,
+                       sqlca* ca) noexcept {
+    sqlpiFunctionTrace trace(retrieve);
+    ossOneTimeOnly();
+    *ca = {};
+    sqlpiCliHandles handles;
+    if (!SQL_SUCCEEDED(handles.environment.allocate(SQL_NULL_HANDLE)) ||
+        !SQL_SUCCEEDED(handles.connection.allocate(handles.environment.get())) ||
+        !SQL_SUCCEEDED(handles.session.connect(handles.connection.get())) ||
+        !SQL_SUCCEEDED(handles.statement.allocate(handles.connection.get()))) {
+        handles.takeSqlca(*ca);
+        trace.error(10, ca->sqlcode, *ca);
+        return;
+    }
+    char text[statementSize];
+    sqlpiTextBuilder query(text, sizeof text);
+    const char* position = "1";
+    if (!buildQuery(query, {med, decision, name}, nullIndicators, position)) {
+        sqlpiPrepSqlca(*ca, -171, nullptr, {position, retrieve});
+        std::memcpy(ca->sqlstate, "5U0ZZ", sizeof ca->sqlstate);
+        return;
+    }
+    if (!SQL_SUCCEEDED(handles.execute(text))) {
+        handles.takeSqlca(*ca);
+        trace.error(20, ca->sqlcode, *ca);
+        return;
+    }
+    handles.statement.leave();  // the open result set is the caller's
+}
+
+int32_t kelPolicyValidateUdf(...) noexcept {
+    return 0;
+}

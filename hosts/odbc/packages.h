@@ -1,0 +1,85 @@
+/* The packages of static SQL in one session's database, and what of them is running. Internal.
+ *
+ * A bound package is a row of SYSTOOLS.PACKAGE: its bind file, who bound it, and whether all may run it. The statements
+ * that run are those of that row. Used by one thread at a time; functions may throw what the standard library throws.
+ */
+#ifndef KELHOST_PACKAGES_H
+#define KELHOST_PACKAGES_H
+
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bindFile.h"
+#include "embeddedSql.h"
+#include "statementWork.h"
+
+namespace kelhost {
+
+/* Who calls, and for which statement. */
+struct SectionId {
+    std::string collection{};
+    std::string package{};
+    ConsistencyToken token{};
+    uint32_t section = 0;
+
+    friend auto operator<=>(const SectionId&, const SectionId&) = default;
+};
+
+using Variables = std::vector<sqlaVariable>;
+
+class Packages {
+public:
+    explicit Packages(Session& session) noexcept : session_(session) {}
+    Packages(const Packages&) = delete;
+    Packages& operator=(const Packages&) = delete;
+
+    /* The calls of sqlacall. */
+    Outcome execute(const SectionId& id, const Variables& inputs);
+    Outcome prepare(const SectionId& id, const std::string& text);
+    Outcome open(const SectionId& id, const Variables& inputs);
+    Outcome fetch(const SectionId& id, const Variables& outputs);
+    Outcome close(const SectionId& id);
+
+    /* Puts the package in place of one of that name. After a failure `section` (from 1) is the one that cannot be
+     * prepared, or 0. */
+    Outcome bind(const BindFile& file, bool grantToAll, size_t& section);
+
+    /* Closes what is open and forgets what is prepared. */
+    void endUnit() noexcept { running_.clear(); }
+
+private:
+    struct Running {
+        explicit Running(Session& session) noexcept : statement(session) {}
+
+        OwnStatement statement;
+        SQLSMALLINT columns = 0; /* of its rows; 0: it has none */
+        bool isDynamic = false;  /* prepared from a text of the caller's */
+    };
+
+    Outcome authorise(const SectionId& id);
+    Outcome findSection(const SectionId& id, const BindSection*& section);
+    Outcome prepareText(Running& running, std::string_view text);
+    Outcome prepareWhole(Running& running, const std::string& text);
+    Outcome prepareCursor(const SectionId& id, Running& running);
+    Outcome run(Running& running, const Variables& inputs);
+    Outcome readUser(std::string& user);
+    Outcome runOnce(const std::string& text, const Variables& inputs);
+    Outcome check(const BindSection& section);
+    Outcome findTable();
+    Outcome createTable();
+    Outcome store(const BindFile& file, bool grantToAll, const std::string& user);
+
+    Session& session_;
+    BindFile known_{};              /* the package that was last read */
+    ConsistencyToken knownToken_{}; /* its token */
+    std::string compiled_{};        /* the last text that was compiled to see whether it can be */
+    std::map<SectionId, Running> running_{};
+};
+
+}  // namespace kelhost
+
+#endif

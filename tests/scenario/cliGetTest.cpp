@@ -1,0 +1,257 @@
+// kelpolicy get: stored policies as configuration documents.
+#include <sys/stat.h>
+
+#include "configurationScenario.h"
+#include "windowDocument.h"
+
+namespace scenario {
+namespace {
+
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+class CliGet : public ConfigurationScenario {
+protected:
+    std::string serverFile(const std::string& name) const { return instance() + "/tmp/" + name; }
+    json notesOf(const std::vector<std::string>& arguments) const {
+        std::vector<std::string> words = {"--json"};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        const Outcome outcome = run(words);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return objectsOf(outcome.err, "note");
+    }
+};
+
+const std::string nights =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?> \n<KELMaintenanceWindows \nxmlns=\"" + configurationNamespace +
+    "\" >\n\n <!-- Online Maintenance Window  -->\n <OnlineWindow Occurrence=\"During\" startTime=\"22:00:00\" "
+    "duration=\"8\" >\n  <DaysOfWeek>All</DaysOfWeek>\n  <DaysOfMonth>All</DaysOfMonth>\n  <MonthsOfYear>All"
+    "</MonthsOfYear>\n </OnlineWindow>\n</KELMaintenanceWindows> \n";
+
+/* --- where it goes ------------------------------------------------------------------------------------------------ */
+
+TEST_F(CliGet, writesExactlyTheDocument) {
+    set("windows", windowsConfiguration({}));
+    const StoredRow before = row("CommonPolicy");
+    for (const char* type : {"windows", "MAINTENANCE_WINDOW"}) {
+        const Outcome outcome = run({"get", type});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.out, nights);
+        EXPECT_EQ(outcome.err, "");
+    }
+    EXPECT_EQ(json::parse(run({"get", "windows", "--json"}).out), (json{{"type", "MAINTENANCE_WINDOW"},
+                                                                        {"policy", "CommonPolicy"},
+                                                                        {"document", nights},
+                                                                        {"bytes", nights.size()}}));
+    EXPECT_EQ(row("CommonPolicy"), before);
+}
+
+TEST_F(CliGet, writesAFileWholeInPlaceOfTheOldOne) {
+    set("windows", windowsConfiguration({}));
+    fs::create_directory(file("out"));
+    writeFile(file("out/old.xml"), "old");
+    fs::permissions(file("out/old.xml"), fs::perms(0640));
+    fs::create_hard_link(file("out/old.xml"), file("reader"));
+    fs::create_symlink("old.xml", file("out/link.xml"));
+    const struct {
+        const char* given;
+        const char* written;
+    } cases[] = {{"out/new.xml", "out/new.xml"}, {"out/old.xml", "out/old.xml"}, {"out/link.xml", "out/old.xml"}};
+    for (const auto& example : cases) {
+        const Outcome outcome = run({"get", "windows", "--output", file(example.given)});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.out, "written: " + file(example.given) + "\n");
+        EXPECT_EQ(readFile(file(example.written)), nights);
+    }
+    EXPECT_TRUE(fs::is_symlink(file("out/link.xml")));
+    EXPECT_EQ(readFile(file("reader")), "old") << "who had the file open still reads the old one";
+    EXPECT_EQ(fs::status(file("out/old.xml")).permissions(), fs::perms(0640));
+    EXPECT_EQ(std::distance(fs::directory_iterator(file("out")), fs::directory_iterator()), 3)
+        << "nothing is left over";
+
+    const json answer = json::parse(run({"get", "windows", "--output", file("out/new.xml"), "--json"}).out);
+    EXPECT_EQ(answer["written"], file("out/new.xml"));
+    EXPECT_FALSE(answer.contains("document"));
+}
+
+TEST_F(CliGet, writesBesideThePlaceItStandsIn) {
+    set("windows", windowsConfiguration({}));
+    const fs::path here = fs::current_path();
+    fs::current_path(fs::path(instance()).parent_path());
+    EXPECT_EQ(run({"get", "windows", "--output", "relative.xml"}).status, 0);
+    fs::current_path(here);
+    EXPECT_EQ(readFile(file("relative.xml")), nights);
+}
+
+TEST_F(CliGet, tellsThatTheFileCannotBeWritten) {
+    set("windows", windowsConfiguration({}));
+    ASSERT_EQ(::mkfifo(file("pipe").c_str(), 0600), 0);
+    const struct {
+        const char* name;
+        std::string path;
+        std::string inMessage;
+    } cases[] = {{"no directory", file("none/x.xml"), "there is no such directory"},
+                 {"a directory", instance(), "it is no regular file"},
+                 {"below a file", instance() + "/log/diagnostic.log/x.xml", ""},
+                 {"a device", "/dev/null", "it is no regular file"},
+                 {"a pipe", file("pipe"), "it is no regular file"},
+                 {"a name that is too long", file(std::string(300, 'x')), ""}};
+    for (const auto& example : cases) {
+        const json error = failureOf({"get", "windows", "--output", example.path});
+        EXPECT_EQ(error["sqlcode"], -902) << example.name << error;
+        EXPECT_EQ(error["sqlstate"], "58030") << example.name;
+        EXPECT_NE(error["message"].get<std::string>().find(example.inMessage), std::string::npos) << error;
+    }
+    EXPECT_TRUE(fs::is_fifo(file("pipe")));
+    EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(CliGet, refusesACommandLineThatMakesNoSense) {
+    const struct {
+        const char* name;
+        std::vector<std::string> arguments;
+        std::string inMessage;
+    } cases[] = {{"no type", {"get"}, "TYPE is required"},
+                 {"no type of ours", {"get", "stats-profile"}, "\"stats-profile\" is no policy type"},
+                 {"two places", {"get", "backup", "--output", "x", "--server-file", "y"}, "excludes"},
+                 {"an empty path", {"get", "backup", "--output", ""}, "the value is empty"},
+                 {"an empty name", {"get", "backup", "--server-file", ""}, "the value is empty"},
+                 {"a second word", {"get", "backup", "more"}, "more"}};
+    for (const auto& example : cases) {
+        const Outcome outcome = run(example.arguments);
+        EXPECT_EQ(outcome.status, 2) << example.name;
+        EXPECT_NE(outcome.err.find(example.inMessage), std::string::npos) << example.name << outcome.err;
+    }
+}
+
+/* --- files of the server ------------------------------------------------------------------------------------------ */
+
+TEST_F(CliGet, hasTheEngineWriteAFile) {
+    set("windows", windowsConfiguration({}));
+    writeFile(serverFile("old.xml"), "old");
+    const struct {
+        const char* name;
+        const char* written;
+    } cases[] = {{"new.xml", "new.xml"},
+                 {"old.xml", "old.xml"},
+                 {"sub/deep/new.xml", "sub/deep/new.xml"},
+                 {"/etc/new.xml", "etc/new.xml"}};
+    for (const auto& example : cases) {
+        const Outcome outcome = run({"get", "windows", "--server-file", example.name});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.out, "written: " + serverFile(example.written) + "\n");
+        EXPECT_EQ(readFile(serverFile(example.written)), nights);
+        EXPECT_EQ(json::parse(run({"get", "windows", "--server-file", example.name, "--json"}).out),
+                  (json{{"type", "MAINTENANCE_WINDOW"},
+                        {"policy", "CommonPolicy"},
+                        {"written", serverFile(example.written)},
+                        {"bytes", nights.size()}}));
+    }
+}
+
+TEST_F(CliGet, refusesANameThatLeadsElsewhere) {
+    set("windows", windowsConfiguration({}));
+    fs::create_directory(serverFile("directory"));
+    fs::create_symlink(file("outside.xml"), serverFile("link.xml"));
+    fs::create_directory_symlink(fs::path(instance()).parent_path(), serverFile("linked"));
+    writeFile(file("outside.xml"), "outside");
+    ASSERT_EQ(::mkfifo(serverFile("pipe").c_str(), 0600), 0);
+    const std::string longName(60, 'n');
+    const struct {
+        std::string name;
+        int sqlcode;
+        json tokens;
+    } cases[] = {{"../x.xml", -171, {"2", "AUTOMAINT_GET_POLICY"}},
+                 {"sub/../x.xml", -171, {"2", "AUTOMAINT_GET_POLICY"}},
+                 {"c:x.xml", -171, {"2", "AUTOMAINT_GET_POLICY"}},
+                 {"directory", -1448, {"directory"}},
+                 {"link.xml", -1448, {"link.xml"}},
+                 {"linked/x.xml", -1448, {"linked/x.xml"}},
+                 {"pipe", -1448, {"pipe"}},
+                 {"pipe/" + longName, -1448, {("pipe/" + longName).substr(0, 40)}}};
+    for (const auto& example : cases) {
+        const json error = failureOf({"get", "windows", "--server-file", example.name});
+        EXPECT_EQ(error["sqlcode"], example.sqlcode) << example.name << error;
+        EXPECT_EQ(error["sqlstate"], "5U0ZZ") << example.name;
+        EXPECT_EQ(error["tokens"], example.tokens) << example.name;
+        EXPECT_NE(error["detail"].get<std::string>().find(example.name), std::string::npos) << error;
+        EXPECT_NE(error["hint"].get<std::string>().find("tmp"), std::string::npos) << error;
+    }
+    EXPECT_EQ(readFile(file("outside.xml")), "outside");
+    EXPECT_FALSE(fs::exists(file("x.xml")));
+    EXPECT_TRUE(fs::is_fifo(serverFile("pipe")));
+}
+
+/* --- what cannot be got, and what is not the same ----------------------------------------------------------------- */
+
+TEST_F(CliGet, tellsWhereAStoredDocumentCannotBeRead) {
+    store("CommonPolicy", "<PolicyDocument>\n <And></Or>\n</PolicyDocument>");
+    writeFile(file("kept.xml"), "kept");
+    for (const std::vector<std::string>& options :
+         {std::vector<std::string>(), {"--output", file("kept.xml")}, {"--server-file", "new.xml"}}) {
+        std::vector<std::string> arguments = {"get", "windows"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const json error = failureOf(arguments);
+        EXPECT_EQ(error["sqlcode"], -1438) << error;
+        EXPECT_EQ(error["sqlstate"], "5U0ZZ");
+        EXPECT_EQ(error["policy"], "CommonPolicy");
+        EXPECT_EQ(error["document"], "CommonPolicy");
+        EXPECT_EQ(error["line"], 2);
+        EXPECT_NE(error["detail"].get<std::string>().find("does not parse at line 2"), std::string::npos) << error;
+    }
+    EXPECT_EQ(readFile(file("kept.xml")), "kept");
+    EXPECT_FALSE(fs::exists(serverFile("new.xml")));
+    EXPECT_NE(run({"get", "windows"}).err.find("\n <And></Or>\n"), std::string::npos);
+    EXPECT_EQ(run({"get", "backup"}).status, 0) << "another policy is not concerned";
+}
+
+TEST_F(CliGet, failsWithoutARow) {
+    execute("DELETE FROM SYSTOOLS.POLICY WHERE NAME='TableReorgPolicy'");
+    const json error = failureOf({"get", "reorg"});
+    EXPECT_EQ(error["sqlcode"], 100) << error;
+    EXPECT_EQ(error["policy"], "TableReorgPolicy");
+    EXPECT_NE(error["hint"].get<std::string>().find("Insert the row"), std::string::npos);
+}
+
+TEST_F(CliGet, doesNotCutAFilter) {
+    store("TableRunstatsPolicy", "<PolicyDocument><Equals><kel:Sensors>Tables</kel:Sensors><Constant>" +
+                                     std::string(5000, 'x') + "</Constant></Equals></PolicyDocument>");
+    EXPECT_EQ(failureOf({"get", "runstats"})["sqlcode"], -1438);
+}
+
+TEST_F(CliGet, tellsThatTheDocumentIsNotThePolicyInForce) {
+    ASSERT_EQ(run({"init"}).status, 0);
+    EXPECT_EQ(notesOf({"get", "windows"}).size(), 1U) << "24 hours with an equal start and end";
+    EXPECT_NE(notesOf({"get", "windows"})[0].get<std::string>().find("setting this document makes it"),
+              std::string::npos);
+    EXPECT_EQ(notesOf({"get", "backup"}), json({"mode in force is 2; setting this document makes it 1"}));
+    EXPECT_EQ(notesOf({"get", "reorg"}), json::array());
+    EXPECT_EQ(notesOf({"get", "runstats"}), json::array());
+    const struct {
+        const char* name;
+        WindowText window;
+        size_t notes;
+    } cases[] = {
+        {"whole hours", {.time = "T220000/T060000"}, 0},
+        {"to midnight", {.time = "T220000/T235959"}, 0},
+        {"half an hour more", {.time = "T220000/T063000"}, 1},
+        {"an hour before midnight", {.time = "T230000/T235959"}, 1},
+        {"24 hours", {.time = "T080000/T080000"}, 1},
+        {"a period", {.time = "T220000/T060000", .period = "20260101T000000/20301231T000000"}, 1},
+        {"outside", {.time = "T080000/T180000", .isOutside = true}, 0},
+        {"no day", {.time = "T080000/T180000", .dayOfWeek = "0000000"}, 0},
+    };
+    for (const auto& example : cases) {
+        store("CommonPolicy", windowDocument(example.window));
+        for (const std::vector<std::string>& arguments :
+             {std::vector<std::string>{"get", "windows"}, {"get", "windows", "--server-file", "w.xml"}})
+            EXPECT_EQ(notesOf(arguments).size(), example.notes) << example.name << notesOf(arguments);
+    }
+    WindowText offline;
+    offline.type = "offline";
+    store("CommonPolicy", windowDocument(offline));
+    EXPECT_EQ(notesOf({"get", "windows"}).size(), 1U) << "the online window is the default, 24 hours";
+}
+
+}  // namespace
+}  // namespace scenario

@@ -1,0 +1,24 @@
+/* Bytes of any kind in JSON, and their checksums. */
+#ifndef KELPOLICY_BYTES_H
+#define KELPOLICY_BYTES_H
+
+#include <string>
+#include <string_view>
+
+#include "output.h"
+
+namespace kelpolicy {
+
+/* SHA-256 in hexadecimal. */
+std::string sha256(std::string_view bytes);
+
+/* object[name] becomes the text. Bytes that are not UTF-8 are no text: object[name] is null then, and
+ * object[name + "Base64"] has them. */
+void putBytes(Json& object, const std::string& name, std::string_view bytes);
+
+/* What putBytes has put. Throws Json::exception when the object has no such member. */
+std::string takeBytes(const Json& object, const std::string& name);
+
+}  // namespace kelpolicy
+
+#endif

@@ -1,0 +1,33 @@
+// kelpolicy completion
+#include "commandLine.h"
+#include "completionScripts.h"
+
+namespace kelpolicy {
+namespace {
+
+std::string scriptFor(const std::string& shell, const CommandInfo& program) {
+    if (shell == "bash") return bashCompletion(program);
+    return shell == "zsh" ? zshCompletion(program) : fishCompletion(program);
+}
+
+}  // namespace
+
+void addCompletion(CLI::App& parent, RunCommand& chosen) {
+    CLI::App* command =
+        parent.add_subcommand("completion", "Write a script that completes the command line in a shell");
+    const auto shell = std::make_shared<std::string>();
+    command->add_option("SHELL", *shell, "The shell")->required()->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    command->footer(example("source <(kelpolicy completion bash)"));
+    command->callback([&chosen, &parent, shell] {
+        chosen = [&parent, shell](const GlobalOptions& /*globals*/, Output& output) {
+            const std::string script = scriptFor(*shell, describeCommands(parent));
+            if (output.isJson())
+                output.writeJson({{"shell", *shell}, {"script", script}});
+            else
+                output.write(script);
+            return int{exitDone};
+        };
+    });
+}
+
+}  // namespace kelpolicy

@@ -1,0 +1,303 @@
+#include "configurationCheck.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+#include "configurationFacts.h"
+#include "memoryPool.h"
+#include "messages.h"
+#include "procedures.h"
+#include "records.h"
+#include "sqlpiBackup.h"
+#include "sqlpiDomErrorReporter.h"
+#include "sqlpiOwn.h"
+#include "sqlpiPolicyConfig.h"
+#include "sqlpiPolicyGen.h"
+#include "sqlpiPolicyValidate.h"
+#include "sqlpiStatsProf.h"
+#include "windowRecord.h"
+
+namespace kelpolicy {
+namespace {
+
+int32_t lengthOf(const std::string& document) {
+    return static_cast<int32_t>(document.size());
+}
+
+/* --- the engine's two conversions --------------------------------------------------------------------------------- */
+
+/* The policy-language document; throws Failure. */
+std::string generate(const ConfigurationType& type, const std::string& document, const std::string& path) {
+    const FailureWitness witness;
+    sqlca ca = {};
+    sqloinca(&ca);
+    sqlpiDocumentMistake mistake;
+    std::string output(SQLPI_OLD_POLICY_SIZE, '\0');
+    if (sqlpiValidateDocument(type.name, document, output.data(), ca, &mistake) == SQLPI_CONFIG_OK)
+        return output.c_str();
+    Failure failure = witness.failure(fmt::format("cannot set {}", type.name), ca);
+    failure.policy = type.kind.key.name;
+    failure.document = documentInMessages(path);
+    if (mistake.line != 0) {
+        const TextPlace place = placeOfProblem(document, mistake.message, {mistake.line, mistake.column});
+        failure.line = place.line;
+        failure.column = place.column;
+        failure.detail = mistake.message;
+        failure.excerpt = excerptOf(document, place);
+    }
+    throw failure;
+}
+
+std::optional<std::string> tryGenerate(const ConfigurationType& type, const std::string& document) {
+    try {
+        return generate(type, document, "");
+    } catch (const Failure&) {
+        return {};
+    }
+}
+
+/* The configuration document; nothing, and the reason in `ca`, when there is none. */
+std::optional<std::string> tryExtract(const ConfigurationType& type, std::string stored, sqlca& ca) {
+    char* text = nullptr;
+    int length = 0;
+    sqloinca(&ca);
+    const uint32_t status =
+        sqlpiExtractPolicyDoc(type.name, stored.data(), static_cast<int>(stored.size()), &text, &length, ca);
+    const sqlpiBlock document(text, sqlpiFreeBlock{"kelpolicy"});
+    if (status != SQLPI_CONFIG_OK || document == nullptr) return {};
+    return std::string(document.get(), static_cast<size_t>(length));
+}
+
+/* --- what the engine reads ---------------------------------------------------------------------------------------- */
+
+/* The texts that are stored as they are, by the names of their elements. */
+using FreeTexts = std::vector<std::pair<std::string_view, std::string>>;
+
+FreeTexts readFilter(std::string_view element, char* filter) {
+    const sqlpiBlock owned(filter, sqlpiFreeBlock{"sqlpiStatsProf"});
+    return {{element, filter == nullptr ? "" : filter}};
+}
+
+FreeTexts readFreeTexts(const ConfigurationType& type, std::string stored) {
+    if (&type.kind == &backupKind) {
+        sqlpiBackupPolicy policy = {};
+        sqlpiGetBackupPolicy(stored.data(), lengthOf(stored), &policy);
+        const bool hasSessions = policy.targetType == BACKUP_TARGET_VLT || policy.targetType == BACKUP_TARGET_XBSA;
+        const std::string location = hasSessions ? "" : policy.targetLocation;
+        return {{"PathName", location}, {"LibFilename", location}, {"LibOptions", policy.libOptions}};
+    }
+    if (&type.kind == &reorgKind) {
+        sqlpiReorgPolicy policy = {};
+        sqlpiGetReorgPolicy(stored.data(), lengthOf(stored), &policy);
+        return readFilter("FilterClause", policy.tablesFilter);
+    }
+    if (&type.kind == &runstatsKind) {
+        sqlpiRunStatsPolicy policy = {};
+        sqlpiGetAtmSensors(stored.data(), lengthOf(stored), &policy);
+        return readFilter("FilterCondition", policy.tablesFilter);
+    }
+    return {};
+}
+
+/* --- a text that would not come back ------------------------------------------------------------------------------ */
+
+bool isFilter(const ConfigurationFact& fact) {
+    return fact.name.starts_with("Filter");
+}
+
+std::string howToWrite(const ConfigurationFact& fact) {
+    if (!isFilter(fact)) return "Name it without \"<\" and \"&\"; a symbolic link may lead to a path that has them.";
+    const auto has = [&fact](std::string_view sign) { return fact.value.find(sign) != std::string::npos; };
+    const bool hasMarkup = has("<!") || has("</") || has("<?") || has("]]>") || has("\r");
+    std::string advice = hasMarkup ? "the predicate without markup and references" : "";
+    const auto add = [&advice](std::string_view how) {
+        advice += fmt::format("{}{}", advice.empty() ? "" : ", ", how);
+    };
+    if (has("<>")) add("NOT (X = Y) for X <> Y");
+    if (has("<=")) add("Y >= X for X <= Y");
+    if (has("<") || has("&lt;")) add("Y > X or NOT (X >= Y) for X < Y");
+    if (has("&")) add("'R' || CHR(38) || 'D' for 'R&D'");
+    return "Write " + advice + ".";
+}
+
+/* Where the text holds what is not stored as it is meant, or the element begins. */
+TextPlace placeOfTrouble(const std::string& document, const ConfigurationFact& fact) {
+    const size_t end = std::min(document.find("</", fact.offset), document.size());
+    for (size_t i = document.find('>', fact.offset); i < end; ++i)
+        if (document[i] == '&' || document.compare(i, 2, "<!") == 0) return PlaceCounter(document).at(i);
+    return fact.place;
+}
+
+Failure refusalOf(const ConfigurationType& type, const ConfigurationFact& fact, const std::string& document,
+                  const std::string& path, const std::string& engineReads) {
+    Failure refusal(fmt::format("cannot set {}: {} would not come back as it is written", type.name, fact.name),
+                    howToWrite(fact) + " --force stores it as it is.", policyDocumentCode, policyState);
+    const TextPlace place = placeOfTrouble(document, fact);
+    refusal.policy = type.kind.key.name;
+    refusal.document = documentInMessages(path);
+    refusal.line = place.line;
+    refusal.column = place.column;
+    refusal.detail = fmt::format("{} is stored without escaping, and the engine would {}", fact.name, engineReads);
+    refusal.excerpt = excerptOf(document, place);
+    return refusal;
+}
+
+/* Whether the engine reads from the stored document the very texts that the configuration says. */
+std::optional<Failure> findRefusal(const ConfigurationType& type, const std::string& document, const std::string& path,
+                                   const std::vector<ConfigurationFact>& facts, const std::string& stored) {
+    std::optional<Failure> unreadable;
+    const bool isReadable = parseDocument(stored, "what would be stored", unreadable) != nullptr;
+    const FreeTexts found = isReadable ? readFreeTexts(type, stored) : FreeTexts();
+    for (const ConfigurationFact& fact : facts) {
+        if (!fact.isFreeText) continue;
+        if (!isReadable) {
+            // The other texts are not at fault.
+            if (fact.value.find_first_of("<&") == std::string::npos && fact.value.find("]]>") == std::string::npos)
+                continue;
+            return refusalOf(type, fact, document, path,
+                             "read nothing of the policy: it would work with its built-in defaults");
+        }
+        for (const auto& [element, text] : found)
+            if (element == fact.name && text != fact.value)
+                return refusalOf(type, fact, document, path, fmt::format("read \"{}\"", text));
+    }
+    return unreadable;
+}
+
+/* --- what comes back as something else ---------------------------------------------------------------------------- */
+
+/* "OnlineWindow duration" */
+std::string shownName(const ConfigurationFact& fact) {
+    const size_t attribute = fact.name.find("/@");
+    return attribute == std::string::npos ? fact.name
+                                          : fact.name.substr(0, attribute) + " " + fact.name.substr(attribute + 2);
+}
+
+std::vector<std::string> compareFacts(const std::vector<ConfigurationFact>& written,
+                                      const std::vector<ConfigurationFact>& readBack) {
+    std::vector<std::string> notes;
+    for (const ConfigurationFact& fact : written) {
+        const ConfigurationFact* again = findFact(readBack, fact.name);
+        if (again != nullptr && again->sense == fact.sense) continue;
+        notes.push_back(fmt::format("line {}: {}=\"{}\" reads back as {}", fact.place.line, shownName(fact), fact.value,
+                                    again == nullptr ? "nothing" : "\"" + again->value + "\""));
+    }
+    return notes;
+}
+
+int secondsOf(const sqlpiMaintWindowTime& time) {
+    return time.hour * 3600 + time.minute * 60 + time.second;
+}
+
+/* A window is written as whole hours from its start, and stored as its start and end. */
+void compareLength(std::string_view element, const std::vector<ConfigurationFact>& written,
+                   const sqlpiMaintWindowInfo& window, std::vector<std::string>& notes) {
+    const ConfigurationFact* duration = findFact(written, fmt::format("{}/@duration", element));
+    if (duration == nullptr || !window.defined) return;
+    constexpr int day = 86400;
+    const int meant = std::atoi(duration->sense.c_str()) * 3600;
+    const int stored = (secondsOf(window.endTime) - secondsOf(window.startTime) + day - 1) % day + 1;
+    if (std::abs(meant - stored) <= 1) return;  // midnight is stored as 23:59:59
+    notes.push_back(fmt::format("line {}: {} of {} h is stored as {}: the minutes behind midnight are dropped",
+                                duration->place.line, element, duration->sense, shownTimeOfDay(window)));
+}
+
+/* --- the records of two stored documents -------------------------------------------------------------------------- */
+
+std::vector<std::string> compareWindows(const std::string& inForce, const std::string& again) {
+    std::vector<std::string> notes;
+    const sqlpiMaintWindow before = readWindows(inForce);
+    const sqlpiMaintWindow after = readWindows(again);
+    const auto compare = [&notes](const char* name, const sqlpiMaintWindowInfo& one,
+                                  const sqlpiMaintWindowInfo& other) {
+        if (windowObject(one) == windowObject(other)) return;
+        notes.push_back(fmt::format("the {} window in force is \"{}\"; setting this document makes it \"{}\"", name,
+                                    shownRule(one), shownRule(other)));
+    };
+    compare("online", before.online, after.online);
+    compare("offline", before.offline, after.offline);
+    return notes;
+}
+
+std::vector<std::string> compareRecords(Fields (*read)(std::optional<std::string>&), const std::string& inForce,
+                                        const std::string& again) {
+    std::optional<std::string> before = inForce;
+    std::optional<std::string> after = again;
+    const Fields one = read(before);
+    const Fields other = read(after);
+    std::vector<std::string> notes;
+    for (const Field& field : one) {
+        const auto same = std::find_if(other.begin(), other.end(), [&field](const Field& candidate) {
+            return std::string_view(candidate.name) == field.name && candidate.value == field.value;
+        });
+        if (same != other.end()) continue;
+        const auto now = std::find_if(other.begin(), other.end(), [&field](const Field& candidate) {
+            return std::string_view(candidate.name) == field.name;
+        });
+        notes.push_back(fmt::format("{} in force is {}; setting this document makes it {}", field.name,
+                                    jsonText(field.value), now == other.end() ? "none" : jsonText(now->value)));
+    }
+    return notes;
+}
+
+}  // namespace
+
+std::string documentInMessages(const std::string& path) {
+    return path == "-" ? "<stdin>" : path;
+}
+
+sqlpiMaintWindow readWindows(std::string document) {
+    sqlpiMaintWindow windows;
+    sqlpiSetMaintWindowDefaults(&windows);
+    sqlpiGetMaintWindowPolicy(document.data(), lengthOf(document), &windows);
+    return windows;
+}
+
+CheckedConfiguration checkConfiguration(const ConfigurationType& type, const std::string& document,
+                                        const std::string& path) {
+    CheckedConfiguration checked{generate(type, document, path)};
+    const std::vector<ConfigurationFact> facts = readConfigurationFacts(document);
+    checked.refusal = findRefusal(type, document, path, facts, checked.stored);
+    if (checked.refusal.has_value()) return checked;
+
+    sqlca ca = {};
+    const std::optional<std::string> again = tryExtract(type, checked.stored, ca);
+    if (again.has_value() && tryGenerate(type, *again).has_value())
+        checked.notes = compareFacts(facts, readConfigurationFacts(*again));
+    else
+        checked.notes = {"what a get makes of the stored policy could not be set again"};
+    if (&type.kind == &windowsKind) {
+        const sqlpiMaintWindow windows = readWindows(checked.stored);
+        compareLength("OnlineWindow", facts, windows.online, checked.notes);
+        compareLength("OfflineWindow", facts, windows.offline, checked.notes);
+    }
+    return checked;
+}
+
+std::string extractConfiguration(const ConfigurationType& type, std::string stored, const std::string& name) {
+    sqlca ca = {};
+    const FailureWitness witness;
+    std::optional<std::string> configuration = tryExtract(type, stored, ca);
+    if (configuration.has_value()) return *std::move(configuration);
+    std::optional<Failure> failure;
+    if (parseDocument(stored, name, failure) == nullptr) throw Failure(*failure);
+    throw witness.failure(fmt::format("cannot make a configuration document of {}", name), ca);
+}
+
+std::vector<std::string> compareWithStored(const ConfigurationType& type, const std::string& configuration,
+                                           const std::string& stored) {
+    const std::optional<std::string> again = tryGenerate(type, configuration);
+    if (!again.has_value())
+        return {"the policy in force says what a configuration document cannot say: this one could not be set"};
+    if (&type.kind == &windowsKind) return compareWindows(stored, *again);
+    return compareRecords(&type.kind == &backupKind  ? readBackupRecord
+                          : &type.kind == &reorgKind ? readReorgRecord
+                                                     : readRunstatsRecord,
+                          stored, *again);
+}
+
+}  // namespace kelpolicy

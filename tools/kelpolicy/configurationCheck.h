@@ -1,0 +1,42 @@
+/* Whether a configuration document can be set, and whether what is stored then says the same. */
+#ifndef KELPOLICY_CONFIGURATION_CHECK_H
+#define KELPOLICY_CONFIGURATION_CHECK_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "configurationTypes.h"
+#include "failure.h"
+#include "sqlpiCommonPolicy.h"
+
+namespace kelpolicy {
+
+struct CheckedConfiguration {
+    std::string stored;               /* the policy-language document that setting it stores */
+    std::optional<Failure> refusal{}; /* the engine would not read back from that what the document says */
+    std::vector<std::string> notes{}; /* what is stored or read back as something else that comes close */
+};
+
+/* All that a set checks before it stores. `path` names the document in messages. Throws Failure when the document is
+ * refused by the engine's procedures. REQUIRES: an instance is bound to the thread where there is one. */
+CheckedConfiguration checkConfiguration(const ConfigurationType& type, const std::string& document,
+                                        const std::string& path);
+
+/* The configuration document of a stored policy, as a get makes it. `name` names the policy in messages. Throws
+ * Failure. */
+std::string extractConfiguration(const ConfigurationType& type, std::string stored, const std::string& name);
+
+/* What the policy in force has and setting the configuration document made from it would change. */
+std::vector<std::string> compareWithStored(const ConfigurationType& type, const std::string& configuration,
+                                           const std::string& stored);
+
+/* The windows of a policy-language document. */
+sqlpiMaintWindow readWindows(std::string document);
+
+/* "<stdin>" for "-". */
+std::string documentInMessages(const std::string& path);
+
+}  // namespace kelpolicy
+
+#endif

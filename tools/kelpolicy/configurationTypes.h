@@ -1,0 +1,27 @@
+/* The policies that can be got and set as configuration documents. */
+#ifndef KELPOLICY_CONFIGURATION_TYPES_H
+#define KELPOLICY_CONFIGURATION_TYPES_H
+
+#include <CLI/CLI.hpp>
+
+#include "policyKinds.h"
+
+namespace kelpolicy {
+
+struct ConfigurationType {
+    const char* name;      /* as the engine's procedures take it */
+    const char* shortName; /* as a person may write it */
+    const PolicyKind& kind;
+};
+
+inline constexpr ConfigurationType configurationTypes[] = {{"MAINTENANCE_WINDOW", "windows", windowsKind},
+                                                           {"AUTO_BACKUP", "backup", backupKind},
+                                                           {"AUTO_REORG", "reorg", reorgKind},
+                                                           {"AUTO_RUNSTATS", "runstats", runstatsKind}};
+
+/* The argument TYPE: a name in any case, or a short name. */
+void addTypeArgument(CLI::App& command, const ConfigurationType*& type);
+
+}  // namespace kelpolicy
+
+#endif

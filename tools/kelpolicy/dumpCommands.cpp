@@ -1,0 +1,184 @@
+// kelpolicy dump, load: all rows of the policy table as files, and back.
+#include <fmt/format.h>
+
+#include <array>
+#include <map>
+#include <set>
+
+#include "databaseSession.h"
+#include "dumpDirectory.h"
+#include "logs.h"
+#include "policyKinds.h"
+#include "sqlStatement.h"
+#include "sqlpiFormat.h"
+#include "terminal.h"
+#include "text.h"
+
+namespace kelpolicy {
+namespace {
+
+struct LoadOptions {
+    std::string directory{};
+    bool replace = false;
+};
+
+/* Rows that a load met. */
+struct Loaded {
+    size_t inserted = 0;
+    size_t updated = 0;
+    size_t unchanged = 0;
+    size_t kept = 0;
+    size_t removed = 0;
+};
+
+int runDump(const std::string& directory, const GlobalOptions& globals, Output& output) {
+    NewDump dump(directory);
+    DatabaseSession session(globals, output);
+    {
+        Progress progress(output, "dumping row", listPolicyRows().size());
+        forEachPolicyRow([&](const RowKey& key, const PolicyRow& row) {
+            dump.add(key, row);
+            progress.step();
+        });
+    }
+    dump.publish(session.databaseName());
+    session.commit();
+    if (output.isJson())
+        output.writeJson({{"directory", dump.path()}, {"rows", dump.rows()}});
+    else
+        output.writeLine(fmt::format("dumped {} rows: {}", dump.rows(), printable(dump.path())));
+    return exitDone;
+}
+
+using Descriptions = std::map<std::string, std::string>;
+
+Descriptions describeAll() {
+    Descriptions descriptions;
+    for (const PolicyKind* kind : policyKinds) {
+        std::array<char, 4095> text{};
+        if (sqpiGetPolicyFormatString(text.data(), int32_t{text.size()}, kind->key.name) == SQLPI_FORMAT_OK)
+            descriptions[kind->key.name] = text.data();
+    }
+    return descriptions;
+}
+
+/* A load changes policies as the engine's procedures do, so that it leaves the same trace in the administration log. */
+void reportChanges(const Descriptions& before, const Descriptions& after, const std::string& database) {
+    for (const auto& [name, description] : after) {
+        const auto old = before.find(name);
+        if (old == before.end() || old->second == description) continue;
+        const std::string text =
+            fmt::format("{1}{0}{2}{0}{3}{0}{4}", std::string_view("\xFF", 1), name, database, old->second, description);
+        sqlt_logadmin(SQLT_ADMIN_POLICY_CHANGED, PD_INFO, "kelpolicy load", 10, text.data(), text.size());
+    }
+}
+
+/* Writes a row that is not there as it is in the dump. UPDATE_TIME becomes the present: the engine takes a policy for
+ * changed when its time is later than that of the last look. */
+void loadRow(const RowKey& key, const std::string& document, Loaded& loaded) {
+    const std::optional<PolicyRow> stored = readPolicyRow(key);
+    if (stored.has_value() && stored->document == document) {
+        ++loaded.unchanged;
+        return;
+    }
+    SqlStatement statement(fmt::format("cannot load the row {}", shownKey(key)));
+    if (stored.has_value()) {
+        statement.change("UPDATE SYSTOOLS.POLICY SET UPDATE_TIME = CURRENT TIMESTAMP, POLICY = ? " + whereKey(key),
+                         &document);
+        ++loaded.updated;
+        return;
+    }
+    statement.change(fmt::format("INSERT INTO SYSTOOLS.POLICY (MED, DECISION, NAME, UPDATE_TIME, POLICY) VALUES ({}, "
+                                 "{}, {}, CURRENT TIMESTAMP, ?)",
+                                 sqlText(key.med), sqlText(key.decision), sqlText(key.name)),
+                     &document);
+    ++loaded.inserted;
+}
+
+void settleOthers(const Dump& dump, bool replace, Loaded& loaded) {
+    std::set<RowKey> dumped;
+    for (const DumpedRow& row : dump.rows()) dumped.insert(row.key);
+    for (const ListedRow& row : listPolicyRows()) {
+        if (dumped.contains(row.key)) continue;
+        if (!replace) {
+            ++loaded.kept;
+            continue;
+        }
+        SqlStatement("cannot remove a row").change("DELETE FROM SYSTOOLS.POLICY " + whereKey(row.key));
+        ++loaded.removed;
+    }
+}
+
+int runLoad(const LoadOptions& options, const GlobalOptions& globals, Output& output) {
+    const Dump dump(options.directory);
+    {
+        Progress progress(output, "checking row", dump.rows().size());
+        dump.check([&progress] { progress.step(); });
+    }
+    DatabaseSession session(globals, output);
+    const Descriptions before = describeAll();
+    Loaded loaded;
+    // Nobody else changes rows between the look at them and the change.
+    SqlStatement("cannot change the policy table").change("UPDATE SYSTOOLS.POLICY SET MED = MED");
+    {
+        Progress progress(output, "loading row", dump.rows().size());
+        for (const DumpedRow& row : dump.rows()) {
+            loadRow(row.key, dump.document(row), loaded);
+            progress.step();
+        }
+    }
+    settleOthers(dump, options.replace, loaded);
+    const Descriptions after = describeAll();
+    session.commit();
+    reportChanges(before, after, session.databaseName());
+
+    if (output.isJson())
+        output.writeJson({{"directory", options.directory},
+                          {"rows", dump.rows().size()},
+                          {"inserted", loaded.inserted},
+                          {"updated", loaded.updated},
+                          {"unchanged", loaded.unchanged},
+                          {"kept", loaded.kept},
+                          {"removed", loaded.removed}});
+    else
+        output.writeLine(fmt::format(
+            "loaded {} rows: {} inserted, {} updated, {} unchanged; others: {} kept, {} removed", dump.rows().size(),
+            loaded.inserted, loaded.updated, loaded.unchanged, loaded.kept, loaded.removed));
+    return exitDone;
+}
+
+CLI::App* addDirectoryCommand(CLI::App& parent, const char* name, const char* help, const char* directoryHelp,
+                              std::string& directory) {
+    CLI::App* command = parent.add_subcommand(name, help);
+    command->add_option("DIR", directory, directoryHelp)->required()->check(refuseEmpty);
+    return command;
+}
+
+}  // namespace
+
+void addDump(CLI::App& parent, RunCommand& chosen) {
+    const auto directory = std::make_shared<std::string>();
+    CLI::App* command = addDirectoryCommand(parent, "dump", "Write all rows of the policy table as files",
+                                            "A directory that is new, empty, or holds an earlier dump, which is "
+                                            "replaced",
+                                            *directory);
+    command->footer(example("kelpolicy dump /var/backups/policies"));
+    command->callback([&chosen, directory] {
+        chosen = [directory](const GlobalOptions& globals, Output& output) {
+            return runDump(*directory, globals, output);
+        };
+    });
+}
+
+void addLoad(CLI::App& parent, RunCommand& chosen) {
+    const auto options = std::make_shared<LoadOptions>();
+    CLI::App* command = addDirectoryCommand(parent, "load", "Load the rows of a dump into the policy table",
+                                            "The directory that \"kelpolicy dump\" has written", options->directory);
+    command->add_flag("--replace", options->replace, "Remove rows that are not in the dump");
+    command->footer(example("kelpolicy load /var/backups/policies"));
+    command->callback([&chosen, options] {
+        chosen = [options](const GlobalOptions& globals, Output& output) { return runLoad(*options, globals, output); };
+    });
+}
+
+}  // namespace kelpolicy

@@ -1,0 +1,128 @@
+// kelpolicy history: the changes that the administration log tells of.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "bytes.h"
+#include "changeLog.h"
+#include "commandLine.h"
+#include "configurationTypes.h"
+#include "instance.h"
+#include "text.h"
+#include "wordDifference.h"
+
+namespace kelpolicy {
+namespace {
+
+struct HistoryOptions {
+    std::string name{};
+    size_t count = std::numeric_limits<size_t>::max();
+};
+
+/* One policy has two names in the log: the row's, and the configuration's of which it was made. */
+bool isAbout(const PolicyChange& change, const std::string& name) {
+    return change.policy == name ||
+           std::any_of(std::begin(configurationTypes), std::end(configurationTypes),
+                       [&](const ConfigurationType& type) {
+                           const bool isNamed = name == type.name || name == type.kind.key.name;
+                           return isNamed && (change.policy == type.name || change.policy == type.kind.key.name);
+                       });
+}
+
+const char* nameOf(DifferencePart::Kind kind) {
+    return kind == DifferencePart::kept ? "kept" : kind == DifferencePart::removed ? "removed" : "added";
+}
+
+Json changeObject(const PolicyChange& change) {
+    Json object = {{"time", change.time}};
+    putBytes(object, "policy", change.policy);
+    putBytes(object, "database", change.database);
+    putBytes(object, "before", change.before);
+    putBytes(object, "after", change.after);
+    Json difference = Json::array();
+    for (const DifferencePart& part : wordDifference(change.before, change.after)) {
+        Json shown;
+        putBytes(shown, nameOf(part.kind), part.text);
+        difference.push_back(std::move(shown));
+    }
+    object["difference"] = std::move(difference);
+    return object;
+}
+
+/* Colours where there are any, else brackets; the blanks behind a part stay outside. */
+std::string marked(const DifferencePart& part, const Output& output) {
+    std::string shown = printable(part.text);
+    if (part.kind == DifferencePart::kept) return shown;
+    const size_t end = shown.find_last_not_of(' ') + 1;
+    const bool isRemoved = part.kind == DifferencePart::removed;
+    const std::string text = shown.substr(0, end);
+    const std::string coloured = output.styled(isRemoved ? Style::bad : Style::good, text);
+    const std::string inBrackets = fmt::format("{}{}{}", isRemoved ? "[-" : "{+", text, isRemoved ? "-]" : "+}");
+    return (coloured != text ? coloured : inBrackets) + shown.substr(end);
+}
+
+std::string shownDifference(const PolicyChange& change, const Output& output) {
+    std::string line = " ";
+    bool afterRemoved = false;
+    for (const DifferencePart& part : wordDifference(change.before, change.after)) {
+        const bool replaces = afterRemoved && part.kind == DifferencePart::added;  // stands close to what it replaces
+        if (replaces)
+            line.erase(line.find_last_not_of(' ') + 1);
+        else if (!line.ends_with(' '))
+            line += ' ';
+        line += marked(part, output);
+        afterRemoved = part.kind == DifferencePart::removed;
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
+void writeChange(const PolicyChange& change, Output& output) {
+    output.writeLine(fmt::format("{}  {}  (database {})", change.time,
+                                 output.styled(Style::heading, printable(change.policy)), printable(change.database)));
+    output.writeLine(" " + shownDifference(change, output));
+    if (change.before == change.after) output.writeLine("  (described as before)");
+}
+
+int runHistory(const HistoryOptions& options, const GlobalOptions& globals, Output& output) {
+    const kelhost::Instance instance = kelhost::Instance::open(instanceDirectory(globals));
+    ChangeLog log = readChangeLog(instance.logFiles());
+    std::vector<PolicyChange>& changes = log.changes;
+    if (!options.name.empty())
+        std::erase_if(changes, [&options](const PolicyChange& change) { return !isAbout(change, options.name); });
+    if (changes.size() > options.count)
+        changes.erase(changes.begin(), changes.end() - static_cast<ptrdiff_t>(options.count));
+    if (output.isJson()) {
+        Json all = Json::array();
+        for (const PolicyChange& change : changes) all.push_back(changeObject(change));
+        output.writeJson(all);
+    } else {
+        for (const PolicyChange& change : changes) writeChange(change, output);
+    }
+    if (log.unreadable > 0) output.note(fmt::format("{} records of changes are damaged and left out", log.unreadable));
+    if (changes.empty()) output.note(fmt::format("no such change is in the logs of {}", instance.logFiles()));
+    return exitDone;
+}
+
+}  // namespace
+
+void addHistory(CLI::App& parent, RunCommand& chosen) {
+    CLI::App* command =
+        parent.add_subcommand("history", "Show the changes of policies that the administration log tells of");
+    const auto options = std::make_shared<HistoryOptions>();
+    command->add_option("--name", options->name, "Only changes of this policy, for example DBBackupPolicy")
+        ->type_name("NAME")
+        ->check(refuseEmpty);
+    command->add_option("--count", options->count, "Only the latest ones, so many (default: all)")
+        ->type_name("N")
+        ->check(CLI::Range(1, std::numeric_limits<int32_t>::max()));
+    command->footer(example("kelpolicy history --name DBBackupPolicy --count 3"));
+    command->callback([&chosen, options] {
+        chosen = [options](const GlobalOptions& globals, Output& output) {
+            return runHistory(*options, globals, output);
+        };
+    });
+}
+
+}  // namespace kelpolicy

@@ -1,0 +1,245 @@
+// kelpolicy install insert, update, delete: single rows of the policy table, through the engine's procedure.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+
+#include "bytes.h"
+#include "databaseSession.h"
+#include "documentFile.h"
+#include "keyOptions.h"
+#include "policyKinds.h"
+#include "procedures.h"
+#include "terminal.h"
+#include "text.h"
+
+namespace kelpolicy {
+namespace {
+
+struct InstallOptions {
+    KeyOptions keys{};
+    std::string document{};
+    std::string serverFile{};
+    bool yes = false;
+
+    RowKey key() const {
+        return {keys.med.value(), keys.decision.value_or("NOP"), keys.name.value_or("SYSTOOLS.POLICY")};
+    }
+};
+
+/* What a row holds now. */
+Json rowObject(const char* action, const RowKey& key, const PolicyRow& row) {
+    Json object = {{"action", action}};
+    putBytes(object, "med", key.med);
+    putBytes(object, "decision", key.decision);
+    putBytes(object, "name", key.name);
+    object["updateTime"] = row.updateTime;
+    object["bytes"] = row.document.size();
+    return object;
+}
+
+std::string list(const std::set<std::string>& keys) {
+    constexpr size_t most = 10;
+    std::string text;
+    size_t shown = 0;
+    for (const std::string& key : keys) {
+        if (shown == most) return text + fmt::format(" and {} more", keys.size() - most);
+        text += fmt::format("{}\"{}\"", shown++ == 0 ? "" : ", ", printable(key));
+    }
+    return text;
+}
+
+/* Which part of the key meets no row, and what stands there instead. */
+Failure noRow(const InstallOptions& options) {
+    const RowKey key = options.key();
+    std::set<std::string> meds;
+    std::set<std::string> decisions;
+    std::set<std::string> names;
+    for (const ListedRow& row : listPolicyRows()) {
+        meds.insert(row.key.med);
+        if (row.key.med == key.med) decisions.insert(row.key.decision);
+        if (row.key.med == key.med && row.key.decision == key.decision) names.insert(row.key.name);
+    }
+    std::string why = fmt::format("with this MED and DECISION there is only NAME {}", list(names));
+    if (meds.empty())
+        why = "the table is empty";
+    else if (decisions.empty())
+        why = fmt::format("there is only MED {}", list(meds));
+    else if (names.empty())
+        why = fmt::format("with this MED there is only DECISION {}", list(decisions));
+    std::string defaults;
+    if (!options.keys.decision.has_value()) defaults += " Without --decision it is \"NOP\".";
+    if (!options.keys.name.has_value()) defaults += " Without --name it is \"SYSTOOLS.POLICY\".";
+    return {fmt::format("no row has {}: {}; nothing was changed", shownKey(key), why),
+            "\"kelpolicy retrieve\" shows all rows." + defaults, 100, "02000"};
+}
+
+/* A file of the engine's as it is now; nothing when it cannot be told. */
+std::optional<std::string> serverFileContents(const std::string& name, const kelhost::Instance& instance) {
+    try {
+        return readDocument(name.starts_with('/') ? name : instance.path() + "/" + name);
+    } catch (const Failure&) {
+        return {};
+    }
+}
+
+void noteDefects(const RowKey& key, const PolicyRow& row, Output& output) {
+    const DocumentVerdict verdict = judgeRow(key, row.document);
+    if (verdict.problem.has_value())
+        output.note(fmt::format("{}. {}", verdict.problem->what(), verdict.problem->hint));
+    else if (verdict.saysNothing)
+        output.note("the document has no element of this policy: the engine works with its built-in defaults");
+}
+
+/* An update of any row is followed by one that keeps two settings of the reorg policy, as the engine's own tools
+ * expect; it may put another document there than the one given. */
+void noteCarryOver(const PolicyRow& row, Output& output) {
+    const DocumentVerdict verdict = judgeDocument(reorgKind, row.document, DocumentOrigin::stored, "what is stored");
+    if (verdict.problem.has_value() || verdict.saysNothing) {
+        output.note("what is stored is not what the file holds: it was written to meanwhile");
+        return;
+    }
+    output.note(
+        "the document given was replaced: while the reorg policy has a reclaim size or a number of pseudo-empty pages, "
+        "the engine follows every update with a reorg policy of its own making, to keep them. \"install delete\" and "
+        "\"install insert\" store a document as it is");
+}
+
+void writeStored(const char* action, const InstallOptions& options, const std::optional<std::string>& given,
+                 Output& output) {
+    const RowKey key = options.key();
+    const std::optional<PolicyRow> row = readPolicyRow(key);
+    if (!row.has_value())
+        throw Failure(fmt::format("the row {} is not there after the {}", shownKey(key), action),
+                      "Look for triggers of the database that undo it; nothing was changed.", -901, "58004");
+    Json object = rowObject(action, key, *row);
+    object["asGiven"] = given.has_value() ? Json(row->document == *given) : Json(nullptr);
+    object["parses"] = !judgeRow(key, row->document).problem.has_value();
+    if (output.isJson())
+        output.writeJson(object);
+    else
+        output.writeLine(fmt::format("{}: {}, {} bytes, stored {}", action, shownKey(key), row->document.size(),
+                                     printable(row->updateTime)));
+    if (given.has_value() && row->document != *given) noteCarryOver(*row, output);
+    noteDefects(key, *row, output);
+}
+
+int runStore(InstallAction action, const InstallOptions& options, const GlobalOptions& globals, Output& output) {
+    const bool isUpdate = action == InstallAction::update;
+    std::optional<std::string> given;
+    if (!options.document.empty()) given = readDocument(options.document);
+    DatabaseSession session(globals, output);
+    const RowKey key = options.key();
+    if (isUpdate && !holdPolicyRow(key)) throw noRow(options);
+    try {
+        installPolicy(action, key, given, options.serverFile);
+    } catch (const Failure&) {
+        if (isUpdate || !readPolicyRow(key).has_value()) throw;
+        throw Failure(fmt::format("there is a row {} already", shownKey(key)), "\"install update\" replaces it.", -803,
+                      "23505");
+    }
+    if (!given.has_value()) given = serverFileContents(options.serverFile, session.instance());
+    writeStored(isUpdate ? "update" : "insert", options, given, output);
+    session.commit();
+    return exitDone;
+}
+
+void confirm(const RowKey& key, const PolicyRow& row) {
+    const std::string effect =
+        findPolicyKind(key) == nullptr ? "" : ", so that the engine works with its built-in defaults for this policy";
+    if (!ask(fmt::format("Delete {}, stored {}, {} bytes{}?", shownKey(key), printable(row.updateTime),
+                         row.document.size(), effect)))
+        throw Failure("nothing was deleted", "Answer \"y\" to delete the row.", -952, "57014");
+}
+
+int runDelete(const InstallOptions& options, const GlobalOptions& globals, Output& output) {
+    if (!options.yes && !canAsk())
+        throw Failure("nobody can be asked whether the row is to be deleted", "Say --yes in a script.", -952, "57014");
+    DatabaseSession session(globals, output);
+    const RowKey key = options.key();
+    std::optional<PolicyRow> row = readPolicyRow(key);
+    if (!row.has_value()) throw noRow(options);
+    if (!options.yes) {
+        confirm(key, *row);  // nothing is held meanwhile: others may work as long as the answer takes
+        const bool isThere = holdPolicyRow(key);
+        const std::optional<PolicyRow> now = isThere ? readPolicyRow(key) : std::nullopt;
+        if (!now.has_value() || now->document != row->document)
+            throw Failure("the row was changed while you were asked: nothing was deleted",
+                          "\"kelpolicy retrieve\" shows it; run the command again.", -911, "40001");
+    } else if (!holdPolicyRow(key)) {
+        throw noRow(options);
+    }
+    row = readPolicyRow(key);
+    installPolicy(InstallAction::remove, key, {}, "");
+    session.commit();
+    if (output.isJson())
+        output.writeJson(rowObject("delete", key, *row));
+    else
+        output.writeLine(fmt::format("delete: {}, {} bytes, stored {}", shownKey(key), row->document.size(),
+                                     printable(row->updateTime)));
+    return exitDone;
+}
+
+CLI::App* addAction(CLI::App& group, const char* name, const char* help, InstallOptions& options) {
+    CLI::App* command = group.add_subcommand(name, help);
+    addKeyOptions(*command, options.keys, "Key MED of the row", "Key DECISION of the row (default: NOP)",
+                  "Key NAME of the row (default: SYSTOOLS.POLICY)")
+        ->required();
+    return command;
+}
+
+void addStore(CLI::App& group, RunCommand& chosen, InstallAction action, const char* name, const char* help) {
+    const auto options = std::make_shared<InstallOptions>();
+    CLI::App* command = addAction(group, name, help, *options);
+    CLI::Option* policy =
+        command->add_option("--policy", options->document, "The document's file; \"-\" is standard input")
+            ->type_name("PATH")
+            ->check(refuseEmpty);
+    command
+        ->add_option("--policy-file", options->serverFile,
+                     "Have the engine read the document from this file below the instance directory")
+        ->type_name("SERVERFILE")
+        ->check(refuseEmpty)
+        ->excludes(policy);
+    const std::string shown = fmt::format(
+        "kelpolicy install {} --med KELDatabaseRecoveryMED --decision DBBackupDecision --name DBBackupPolicy "
+        "--policy samples/backup-to-disk.xml",
+        name);
+    command->footer(example(shown.c_str()));
+    command->callback([&chosen, options, action] {
+        if (options->document.empty() && options->serverFile.empty())
+            throw CLI::ValidationError("--policy",
+                                       "say from where: --policy PATH, \"-\" for standard input, or "
+                                       "--policy-file");
+        chosen = [options, action](const GlobalOptions& globals, Output& output) {
+            return runStore(action, *options, globals, output);
+        };
+    });
+}
+
+void addDelete(CLI::App& group, RunCommand& chosen) {
+    const auto options = std::make_shared<InstallOptions>();
+    CLI::App* command = addAction(group, "delete", "Delete a row of the policy table", *options);
+    command->add_flag("--yes", options->yes, "Do not ask");
+    command->footer(example("kelpolicy install delete --med MyMED --name MyPolicy --yes"));
+    command->callback([&chosen, options] {
+        chosen = [options](const GlobalOptions& globals, Output& output) {
+            return runDelete(*options, globals, output);
+        };
+    });
+}
+
+}  // namespace
+
+void addInstall(CLI::App& parent, RunCommand& chosen) {
+    CLI::App* group =
+        parent.add_subcommand("install", "Insert, update or delete a row of the policy table as it is given");
+    group->require_subcommand(1);
+    group->footer(example("kelpolicy install update --med KELCommonMED --name CommonPolicy --policy windows.xml"));
+    addStore(*group, chosen, InstallAction::insert, "insert", "Insert a row into the policy table");
+    addStore(*group, chosen, InstallAction::update, "update", "Replace the document of a row of the policy table");
+    addDelete(*group, chosen);
+}
+
+}  // namespace kelpolicy

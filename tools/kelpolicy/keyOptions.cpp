@@ -1,0 +1,28 @@
+#include "keyOptions.h"
+
+#include <fmt/format.h>
+
+namespace kelpolicy {
+namespace {
+
+/* The engine would cut a longer key, and meet another row. */
+std::string refuseLong(const std::string& key) {
+    constexpr size_t longestKey = 128;
+    return key.size() <= longestKey ? "" : fmt::format("the key has {} bytes, the most are {}", key.size(), longestKey);
+}
+
+CLI::Option* addKey(CLI::App& command, const char* option, std::optional<std::string>& key, const char* help) {
+    return command.add_option(option, key, help)->type_name("KEY")->check(refuseLong);
+}
+
+}  // namespace
+
+CLI::Option* addKeyOptions(CLI::App& command, KeyOptions& keys, const char* med, const char* decision,
+                           const char* name) {
+    CLI::Option* first = addKey(command, "--med", keys.med, med);
+    addKey(command, "--decision", keys.decision, decision);
+    addKey(command, "--name", keys.name, name);
+    return first;
+}
+
+}  // namespace kelpolicy

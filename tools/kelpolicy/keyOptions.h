@@ -1,0 +1,23 @@
+/* The options that name rows of the policy table by their keys. */
+#ifndef KELPOLICY_KEY_OPTIONS_H
+#define KELPOLICY_KEY_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+
+namespace kelpolicy {
+
+struct KeyOptions {
+    std::optional<std::string> med{};
+    std::optional<std::string> decision{};
+    std::optional<std::string> name{};
+};
+
+/* Adds --med, --decision and --name with these help texts, and returns --med. */
+CLI::Option* addKeyOptions(CLI::App& command, KeyOptions& keys, const char* med, const char* decision,
+                           const char* name);
+
+}  // namespace kelpolicy
+
+#endif

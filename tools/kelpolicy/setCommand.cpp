@@ -1,0 +1,169 @@
+// kelpolicy set: a configuration document becomes the stored policy.
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "configurationCheck.h"
+#include "databaseSession.h"
+#include "documentFile.h"
+#include "policyRow.h"
+#include "procedures.h"
+#include "windowChange.h"
+#include "windowOptions.h"
+
+namespace kelpolicy {
+namespace {
+
+struct SetOptions : WindowOptions {
+    const ConfigurationType* type = nullptr;
+    std::string serverFile{}; /* in place of `document` */
+    bool dryRun = false;
+    bool force = false;
+};
+
+struct Windows32Days {
+    WindowChange online;
+    WindowChange offline;
+};
+
+/* What a set changes. */
+struct Change {
+    std::string before{}; /* descriptions */
+    std::string after{};
+    std::optional<Windows32Days> windows{};
+};
+
+/* The document of a file below the instance's tmp directory, to look at before the engine reads it. Nothing when the
+ * procedure will have its own say on the name or the file. */
+std::optional<std::string> peekAtServerFile(const std::string& name, const DatabaseSession& session) {
+    if (name.find("..") != std::string::npos || name.find(':') != std::string::npos) return {};
+    const std::string path = session.instance().exchangeFiles() + "/" + name;
+    std::error_code failure;
+    if (!std::filesystem::is_regular_file(std::filesystem::symlink_status(path, failure))) return {};
+    try {
+        return readDocument(path);
+    } catch (const Failure&) {
+        return {};
+    }
+}
+
+std::optional<CheckedConfiguration> check(const SetOptions& options, const std::optional<std::string>& document,
+                                          Output& output) {
+    if (!document.has_value()) return {};
+    const std::string path = options.serverFile.empty() ? options.document : options.serverFile;
+    CheckedConfiguration checked = checkConfiguration(*options.type, *document, path);
+    if (checked.refusal.has_value()) {
+        if (!options.force) throw Failure(*checked.refusal);
+        output.note(
+            fmt::format("{}, --force: {}", options.dryRun ? "would be stored" : "stored", checked.refusal->what()));
+    }
+    for (const std::string& note : checked.notes) output.note(note);
+    return checked;
+}
+
+void storeThrough(const SetOptions& options, const std::optional<std::string>& document,
+                  const std::optional<CheckedConfiguration>& checked) {
+    const ConfigurationType& type = *options.type;
+    if (options.serverFile.empty()) {
+        setPolicyDocument(type, *document);
+        return;
+    }
+    setPolicyFile(type, options.serverFile);
+    const std::optional<PolicyRow> row = readPolicyRow(type.kind.key);
+    const bool isWhatWasChecked = checked.has_value() && row.has_value() && row->document == checked->stored;
+    if (!isWhatWasChecked)
+        throw Failure(fmt::format("the file \"{}\" changed while it was set: nothing is stored", options.serverFile),
+                      "Run the command again when nobody writes to the file.", policyFileCode, policyState);
+}
+
+Change tryOut(const SetOptions& options, const CheckedConfiguration& checked, Output& output) {
+    const ConfigurationType& type = *options.type;
+    Change change{describePolicy(type)};
+    sqlpiMaintWindow before;
+    sqlpiMaintWindow after;
+    sqlpiGetMaintWindow(&before);
+    tryStoring(type, checked.stored);
+    change.after = describePolicy(type);
+    sqlpiGetMaintWindow(&after);
+    if (&type.kind != &windowsKind) return change;
+    enterZone(options.zone, output);
+    constexpr int64_t days = int64_t{32} * 86400;
+    const int64_t from = momentOf(options);
+    change.windows = {compareWindows(before.online, after.online, from, from + days),
+                      compareWindows(before.offline, after.offline, from, from + days)};
+    return change;
+}
+
+void writeChange(const SetOptions& options, const Change& change, Output& output) {
+    const ConfigurationType& type = *options.type;
+    if (output.isJson()) {
+        Json answer = {{"type", type.name},
+                       {"policy", type.kind.key.name},
+                       {"stored", !options.dryRun},
+                       {"before", change.before},
+                       {"after", change.after}};
+        if (change.windows.has_value())
+            answer["windows"] = {{"online", windowChangeObject(change.windows->online)},
+                                 {"offline", windowChangeObject(change.windows->offline)}};
+        output.writeJson(answer);
+        return;
+    }
+    output.writeLine(fmt::format("{}  ({}): {}", output.styled(Style::heading, type.name), type.kind.key.name,
+                                 options.dryRun ? "would be set, nothing is stored" : "set"));
+    output.writeLine("before  " + printable(change.before));
+    output.writeLine("after   " + printable(change.after));
+    if (!change.windows.has_value()) return;
+    output.writeLine("in the next 32 days:");
+    writeWindowChange("online", change.windows->online, output);
+    writeWindowChange("offline", change.windows->offline, output);
+}
+
+int runSet(const SetOptions& options, const GlobalOptions& globals, Output& output) {
+    const bool isServerFile = !options.serverFile.empty();
+    std::optional<std::string> document;
+    if (!isServerFile) document = readDocument(options.document);
+    DatabaseSession session(globals, output);
+    if (isServerFile) document = peekAtServerFile(options.serverFile, session);
+    const std::optional<CheckedConfiguration> checked = check(options, document, output);
+    if (options.dryRun) {
+        writeChange(options, tryOut(options, *checked, output), output);
+        return exitDone;  // the session's end rolls back
+    }
+    Change change{describePolicy(*options.type)};
+    storeThrough(options, document, checked);
+    change.after = describePolicy(*options.type);
+    session.commit();
+    writeChange(options, change, output);
+    return exitDone;
+}
+
+}  // namespace
+
+void addSet(CLI::App& parent, RunCommand& chosen) {
+    CLI::App* command = parent.add_subcommand("set", "Set a policy from a configuration document");
+    const auto options = std::make_shared<SetOptions>();
+    addTypeArgument(*command, options->type);
+    CLI::Option* path = command->add_option("PATH", options->document, "The document's file; \"-\" is standard input")
+                            ->check(refuseEmpty);
+    CLI::Option* serverFile =
+        command
+            ->add_option("--server-file", options->serverFile,
+                         "Have the engine read this file below the tmp directory of the instance, in place of PATH")
+            ->type_name("NAME")
+            ->check(refuseEmpty)
+            ->excludes(path);
+    CLI::Option* dryRun = command->add_flag("--dry-run", options->dryRun, "Show what would change, and store nothing")
+                              ->excludes(serverFile);
+    command->add_flag("--force", options->force, "Store what the engine could not read back, too");
+    addAtOption(*command, *options);
+    addZoneOption(*command, *options);
+    for (const char* name : {"--at", "--tz"}) command->get_option(name)->needs(dryRun);
+    command->footer(example("kelpolicy set windows samples/configuration/windows-nights.xml --dry-run"));
+    command->callback([&chosen, options] {
+        if (options->document.empty() && options->serverFile.empty())
+            throw CLI::ValidationError("PATH", "say from where: a file, \"-\" for standard input, or --server-file");
+        chosen = [options](const GlobalOptions& globals, Output& output) { return runSet(*options, globals, output); };
+    });
+}
+
+}  // namespace kelpolicy

@@ -1,0 +1,46 @@
+#include "terminal.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <iostream>
+
+namespace kelpolicy {
+namespace {
+
+void writeNow(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fflush(stderr);
+}
+
+}  // namespace
+
+bool canAsk() {
+    return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1;
+}
+
+bool ask(const std::string& question) {
+    std::fflush(stdout);
+    writeNow(question + " [y/N] ");
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+Progress::Progress(const Output& output, std::string what, size_t total)
+    : what_(std::move(what)), total_(total), shown_(!output.isJson() && ::isatty(STDERR_FILENO) == 1) {}
+
+Progress::~Progress() {
+    if (width_ > 0) writeNow("\r" + std::string(width_, ' ') + "\r");
+}
+
+void Progress::step() {
+    ++done_;
+    if (!shown_) return;
+    const std::string text = fmt::format("{} {} of {}", what_, done_, total_);
+    width_ = text.size();
+    writeNow("\r" + text);
+}
+
+}  // namespace kelpolicy
