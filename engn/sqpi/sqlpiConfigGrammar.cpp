@@ -1,5 +1,6 @@
 #include "sqlpiConfigGrammar.h"
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <mutex>
@@ -38,38 +39,26 @@ struct Schema {
     const char* text;
     const size_t& length;
     bool hasLists;
-    const char* firstDocument; /* touches every type */
 };
 constexpr Schema schemas[SQLPI_CONFIG_KINDS] = {
-    {"KELMaintenanceWindowPolicy.xsd", SQLPI_MWP_V1, SQLPI_MWP_V1_LENGTH, true,
-     "<KELMaintenanceWindows xmlns='" SQLPI_CONFIG_NAMESPACE "'>"
-     "<OnlineWindow Occurrence='During' startTime='01:00:00' duration='1'><DaysOfWeek>Mon</DaysOfWeek>"
-     "<DaysOfMonth>1 -1</DaysOfMonth><MonthsOfYear>Jan</MonthsOfYear></OnlineWindow>"
-     "<OfflineWindow><DaysOfWeek>All</DaysOfWeek><DaysOfMonth>All</DaysOfMonth><MonthsOfYear>All</MonthsOfYear>"
-     "</OfflineWindow></KELMaintenanceWindows>"},
-    {"KELBackupPolicy.xsd", SQLPI_AUTO_BACKUP_V1, SQLPI_AUTO_BACKUP_V1_LENGTH, false,
-     "<KELAutoBackupPolicy xmlns='" SQLPI_CONFIG_NAMESPACE "'>"
-     "<BackupOptions mode='Online'><BackupTarget><VLTBackupTarget numberOfSessions='1'/></BackupTarget></BackupOptions>"
-     "<BackupCriteria numberOfFullBackups='1' timeSinceLastBackup='1' logSpaceConsumedSinceLastBackup='1'/>"
-     "</KELAutoBackupPolicy>"},
-    {"KELAutoReorgPolicy.xsd", SQLPI_AUTO_REORG_V1, SQLPI_AUTO_REORG_V1_LENGTH, false,
-     "<KELAutoReorgPolicy xmlns='" SQLPI_CONFIG_NAMESPACE "'><ReorgOptions reclaimExtentsSizeForMDCTables='1'/>"
-     "<ReorgTableScope maxOfflineReorgTableSize='0'><FilterClause>f</FilterClause></ReorgTableScope>"
-     "</KELAutoReorgPolicy>"},
-    {"KELAutoRunstatsPolicy.xsd", SQLPI_AUTO_RUNSTATS_V1, SQLPI_AUTO_RUNSTATS_V1_LENGTH, false,
-     "<KELAutoRunstatsPolicy xmlns='" SQLPI_CONFIG_NAMESPACE "'><RunstatsTableScope><FilterCondition>f"
-     "</FilterCondition></RunstatsTableScope></KELAutoRunstatsPolicy>"},
+    {"KELMaintenanceWindowPolicy.xsd", SQLPI_MWP_V1, SQLPI_MWP_V1_LENGTH, true},
+    {"KELBackupPolicy.xsd", SQLPI_AUTO_BACKUP_V1, SQLPI_AUTO_BACKUP_V1_LENGTH, false},
+    {"KELAutoReorgPolicy.xsd", SQLPI_AUTO_REORG_V1, SQLPI_AUTO_REORG_V1_LENGTH, false},
+    {"KELAutoRunstatsPolicy.xsd", SQLPI_AUTO_RUNSTATS_V1, SQLPI_AUTO_RUNSTATS_V1_LENGTH, false},
 };
 
-/* "namespace file:///instance/misc/name" */
+/* "namespace file:///instance/misc/name". Each byte is a character of it: a path need not be text. */
 struct SystemId {
     explicit SystemId(const Schema& schema) noexcept {
         char path[OSS_PATH_SIZE];
         if (sqloInstancePath(path, sizeof path) != OSS_OK) path[0] = '\0';
         sqlpiTextBuilder::continueIn(path, sizeof path).append("/misc/").append(schema.file);
-        sqlpiTextBuilder(text, sizeof text).append(SQLPI_CONFIG_NAMESPACE " file:///").append(path);
+        char bytes[5000];
+        sqlpiTextBuilder id(bytes, sizeof bytes);
+        id.append(SQLPI_CONFIG_NAMESPACE " file:///").append(path);
+        std::copy_n(reinterpret_cast<const unsigned char*>(bytes), id.length() + 1, text);
     }
-    char text[5000];
+    XMLCh text[5000];
 };
 
 bool load(sqlpiSharedGrammar& shared, const Schema& schema) {
@@ -82,34 +71,14 @@ bool load(sqlpiSharedGrammar& shared, const Schema& schema) {
            parser.getErrorCount() == 0;
 }
 
-/* Has the XML library build everything that it would build on first use. What only its messages need, no valid document
- * touches. */
-bool complete(sqlpiSharedGrammar& shared, const Schema& schema) {
+/* Has the XML library write down the content models that its messages show; under full checking it has built everything
+ * else. */
+void complete(sqlpiSharedGrammar& shared) {
     auto grammars = shared.pool.getGrammarEnumerator();
     while (grammars.hasMoreElements()) {
-        auto& grammar = static_cast<xercesc::SchemaGrammar&>(grammars.nextElement());
-        auto elements = grammar.getElemEnumerator();
-        while (elements.hasMoreElements()) {
-            const xercesc::SchemaElementDecl& element = elements.nextElement();
-            element.getFullName();
-            element.getFormattedContentModel();
-        }
-        xercesc::RefHashTableOfEnumerator<xercesc::ComplexTypeInfo> types(grammar.getComplexTypeRegistry(), false,
-                                                                          &shared.memory);
-        while (types.hasMoreElements()) {
-            xercesc::ComplexTypeInfo& type = types.nextElement();
-            type.getContentModel();
-            const xercesc::XMLAttDefList& attributes = type.getAttDefList();
-            for (XMLSize_t i = 0; i < attributes.getAttDefCount(); ++i) attributes.getAttDef(i).getFullName();
-        }
+        auto elements = static_cast<xercesc::SchemaGrammar&>(grammars.nextElement()).getElemEnumerator();
+        while (elements.hasMoreElements()) elements.nextElement().getFormattedContentModel();
     }
-    sqlpi_call_memory memory(*xercesc::XMLPlatformUtils::fgMemoryManager, sqlpiSharedGrammar::mostMemory);
-    sqlpiCallGrammars forCall(shared, memory);
-    XercesDOMParser parser(nullptr, &memory, &forCall);
-    sqlpiSetUpValidation(parser);
-    const sqlpi_document_source source(schema.firstDocument, memory);
-    parser.parse(source);
-    return parser.getErrorCount() == 0;
 }
 
 std::unique_ptr<sqlpiSharedGrammar> build(const Schema& schema) {
@@ -117,8 +86,9 @@ std::unique_ptr<sqlpiSharedGrammar> build(const Schema& schema) {
     shared->names = shared->pool.getURIStringPool();
     shared->hasLists = schema.hasLists;
     if (!load(*shared, schema)) return nullptr;
+    complete(*shared);
     shared->pool.lockPool();
-    return complete(*shared, schema) ? std::move(shared) : nullptr;
+    return shared;
 }
 
 }  // namespace
@@ -130,13 +100,11 @@ void sqlpiSetUpValidation(XercesDOMParser& parser) {
     parser.setValidationSchemaFullChecking(true);
     parser.setExitOnFirstFatalError(true);
     parser.useCachedGrammarInParse(true);
-    parser.setLoadSchema(false);
-    parser.setDisableDefaultEntityResolution(true);
 }
 
 const sqlpiSharedGrammar* sqlpiGrammarOf(sqlpiConfigKind kind) noexcept {
     static constinit std::atomic<const sqlpiSharedGrammar*> grammars[SQLPI_CONFIG_KINDS] = {};
-    static constinit std::mutex building;  // one for all: the kinds share the XML library's built-in types
+    static constinit std::mutex building;
     if (const auto* built = grammars[kind].load(std::memory_order_acquire)) return built;
     try {
         const std::lock_guard lock(building);

@@ -28,16 +28,16 @@ bool sqlpiSetOwnedText(char*& field, std::string_view text) noexcept {
 }
 
 void sqlpiReleaseTexts(backupPolicy& policy) noexcept {
-    for (auto field : {&backupPolicy::mode, &backupPolicy::numberOfFullBackups, &backupPolicy::timeSinceLastBackup,
-                       &backupPolicy::logSpaceConsumedSinceLastBackup, &backupPolicy::numberOfSessions,
-                       &backupPolicy::libOptions})
+    for (auto field :
+         {&backupPolicy::mode, &backupPolicy::numberOfFullBackups, &backupPolicy::timeSinceLastBackup,
+          &backupPolicy::logSpaceConsumedSinceLastBackup, &backupPolicy::numberOfSessions, &backupPolicy::libOptions})
         release(policy.*field);
 }
 
 void sqlpiReleaseTexts(reorgPolicy& policy) noexcept {
-    for (auto field : {&reorgPolicy::dictionaryOption, &reorgPolicy::indexReorgMode,
-                       &reorgPolicy::useSystemTempTableSpace, &reorgPolicy::maxOfflineReorgTableSize,
-                       &reorgPolicy::reclaimExtentsSizeForMDCTables,
-                       &reorgPolicy::numInxPseudoEmptyPagesForVolatileTables})
+    for (auto field :
+         {&reorgPolicy::dictionaryOption, &reorgPolicy::indexReorgMode, &reorgPolicy::useSystemTempTableSpace,
+          &reorgPolicy::maxOfflineReorgTableSize, &reorgPolicy::reclaimExtentsSizeForMDCTables,
+          &reorgPolicy::numInxPseudoEmptyPagesForVolatileTables})
         release(policy.*field);
 }

@@ -3,14 +3,16 @@
 
 #include "sqlpiPolicyRecords.h"
 
-#define SCHEMA_BEGIN                                                                                         \
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"                                                           \
-    "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" xmlns=\"" SQLPI_CONFIG_NAMESPACE "\"\n"        \
-    " targetNamespace=\"" SQLPI_CONFIG_NAMESPACE "\" elementFormDefault=\"qualified\"\n"                     \
-    " attributeFormDefault=\"unqualified\" version=\"1.0\">\n"                                               \
-    "<xs:annotation>\n"                                                                                      \
-    " <xs:documentation>Version 1.0</xs:documentation>\n"                                                    \
-    " <xs:documentation>DO NOT EDIT: the engine reads the text it was built with.</xs:documentation>\n"      \
+#define SCHEMA_BEGIN                                                                                    \
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"                                                      \
+    "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" xmlns=\"" SQLPI_CONFIG_NAMESPACE          \
+    "\"\n"                                                                                              \
+    " targetNamespace=\"" SQLPI_CONFIG_NAMESPACE                                                        \
+    "\" elementFormDefault=\"qualified\"\n"                                                             \
+    " attributeFormDefault=\"unqualified\" version=\"1.0\">\n"                                          \
+    "<xs:annotation>\n"                                                                                 \
+    " <xs:documentation>Version 1.0</xs:documentation>\n"                                               \
+    " <xs:documentation>DO NOT EDIT: the engine reads the text it was built with.</xs:documentation>\n" \
     "</xs:annotation>\n"
 #define SCHEMA_END "</xs:schema>\n"
 

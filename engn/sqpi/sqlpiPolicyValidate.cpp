@@ -1,5 +1,4 @@
-/* Validating parse: one call builds its parser over the shared grammar, parses, reads, generates and destroys it all.
- */
+/* Validating parse: one call builds its parser over the shared grammar, parses, reads, generates, and keeps nothing. */
 #include "sqlpiPolicyValidate.h"
 
 #include <algorithm>
@@ -60,20 +59,27 @@ uint32_t checkLocations(const backupPolicy& policy, sqlca& ca) noexcept {
                : refuse(70, "Backup image storage location does not exist. \n ", SQLPI_REFUSED_DOCUMENT, {"1"}, ca);
 }
 
-/* How each kind of record is read, checked, written and released. `forEachText` visits the texts that are written as
- * they are. */
-struct Windows {
+/* How a kind of record is read, checked, written and released, where nothing else is said: `forEachText` visits the
+ * texts that are written as they are. */
+struct AnyKind {
+    template <class Record>
+    static uint32_t check(const Record& /*policy*/, sqlca& /*ca*/) noexcept {
+        return SQLPI_CONFIG_OK;
+    }
+    template <class Record>
+    static void release(Record& /*policy*/) noexcept {}
+    template <class Record, class Visit>
+    static void forEachText(Record& /*policy*/, Visit& /*visit*/) noexcept {}
+};
+
+struct Windows : AnyKind {
     using Record = maintenanceOldPolicy;
     static constexpr auto read = sqlpiReadAutoMWPolicy;
     static constexpr auto generate = sqlpiGenerateOldMWPolicy;
     static constexpr size_t size = SQLPI_OLD_MW_POLICY_SIZE;
-    static uint32_t check(const Record& /*policy*/, sqlca& /*ca*/) noexcept { return SQLPI_CONFIG_OK; }
-    static void release(Record& /*policy*/) noexcept {}
-    template <class Visit>
-    static void forEachText(Record& /*policy*/, Visit& /*visit*/) noexcept {}
 };
 
-struct Backup {
+struct Backup : AnyKind {
     using Record = backupPolicy;
     static constexpr auto read = sqlpiReadAutoBackupPolicy;
     static constexpr auto generate = sqlpiGenerateOldBackupPolicy;
@@ -91,12 +97,11 @@ struct Backup {
     }
 };
 
-struct Reorg {
+struct Reorg : AnyKind {
     using Record = reorgPolicy;
     static constexpr auto read = sqlpiReadAutoReorgPolicy;
     static constexpr auto generate = sqlpiGenerateOldReorgPolicy;
     static constexpr size_t size = SQLPI_OLD_REORG_POLICY_SIZE;
-    static uint32_t check(const Record& /*policy*/, sqlca& /*ca*/) noexcept { return SQLPI_CONFIG_OK; }
     static void release(Record& policy) noexcept { sqlpiReleaseTexts(policy); }
     template <class Visit>
     static void forEachText(Record& policy, Visit& visit) noexcept {
@@ -107,13 +112,11 @@ struct Reorg {
     }
 };
 
-struct Runstats {
+struct Runstats : AnyKind {
     using Record = runStatsPolicy;
     static constexpr auto read = sqlpiReadAutoRunstatsPolicy;
     static constexpr auto generate = sqlpiGenerateOldRunsatsPolicy;
     static constexpr size_t size = SQLPI_OLD_RUNSTATS_POLICY_SIZE;
-    static uint32_t check(const Record& /*policy*/, sqlca& /*ca*/) noexcept { return SQLPI_CONFIG_OK; }
-    static void release(Record& /*policy*/) noexcept {}
     template <class Visit>
     static void forEachText(Record& policy, Visit& visit) noexcept {
         visit("filter condition", policy.filterCondition);

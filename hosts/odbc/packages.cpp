@@ -155,7 +155,7 @@ Outcome Packages::execute(const SectionId& id, const Variables& inputs) {
     }
     const BindSection* section = nullptr;
     Outcome outcome = findSection(id, section);
-    if (!isFound(outcome)) return outcome;
+    if (section == nullptr) return outcome;
     if (section->kind == SectionKind::dynamic) return failure("07003", "the statement is not prepared");
     if (section->kind != SectionKind::statement) return wrongSection(id);
     return runOnce(section->text, inputs);
@@ -164,7 +164,7 @@ Outcome Packages::execute(const SectionId& id, const Variables& inputs) {
 Outcome Packages::prepare(const SectionId& id, const std::string& text) {
     const BindSection* section = nullptr;
     Outcome outcome = findSection(id, section);
-    if (!isFound(outcome)) return outcome;
+    if (section == nullptr) return outcome;
     if (section->kind != SectionKind::dynamic) return wrongSection(id);
     Running& running = running_.try_emplace(id, session_).first->second;
     if (running.statement.openResult) return failure("24506", "the cursor of the statement is open");
@@ -187,7 +187,7 @@ Outcome Packages::open(const SectionId& id, const Variables& inputs) {
 Outcome Packages::prepareCursor(const SectionId& id, Running& running) {
     const BindSection* section = nullptr;
     Outcome outcome = findSection(id, section);
-    if (!isFound(outcome)) return outcome;
+    if (section == nullptr) return outcome;
     if (section->kind == SectionKind::dynamic) return failure("26501", "the cursor's statement is not prepared");
     if (section->kind != SectionKind::cursor) return wrongSection(id);
     return prepareText(running, section->text);

@@ -26,7 +26,7 @@ struct SectionId {
     ConsistencyToken token{};
     uint32_t section = 0;
 
-    friend auto operator<=>(const SectionId&, const SectionId&) = default;
+    friend auto operator<=>(const SectionId&, const SectionId&) = default;  // NOLINT(modernize-use-nullptr)
 };
 
 using Variables = std::vector<sqlaVariable>;
@@ -61,6 +61,7 @@ private:
     };
 
     Outcome authorise(const SectionId& id);
+    /* `section` stays null when it is not found. */
     Outcome findSection(const SectionId& id, const BindSection*& section);
     Outcome prepareText(Running& running, std::string_view text);
     Outcome prepareWhole(Running& running, const std::string& text);

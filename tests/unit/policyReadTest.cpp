@@ -119,10 +119,10 @@ TEST_F(PolicyReaders, TheTimeRangeEndsAfterTheDuration) {
 TEST_F(PolicyReaders, EveryHourAndDurationGivesARange) {
     for (int hour = 0; hour < 24; ++hour)
         for (int duration = 1; duration <= 24; ++duration) {
-            char start[16];
+            char start[32];
             std::snprintf(start, sizeof start, "%02d:15:30", hour);
             const int end = (hour + duration) % 24;
-            char range[24];
+            char range[64];
             if (end == 0)
                 std::snprintf(range, sizeof range, "T%02d1530/T235959", hour);
             else

@@ -361,6 +361,13 @@ TEST_F(PolicyValidation, InternalEntitiesAreSeen) {
     const Verdict elements = validate("MAINTENANCE_WINDOW", withDeclarations(windows(text({}) + "&w;"), windowsRoot,
                                                                              "<!ENTITY w \"" + offline + "\">"));
     EXPECT_NE(elements.output.find("T000000/T050000"), std::string::npos) << elements.mistake.message;
+    const Verdict lists =
+        validate("MAINTENANCE_WINDOW",
+                 withDeclarations(windows("<OnlineWindow>&first;&second;</OnlineWindow>"), windowsRoot,
+                                  "<!ENTITY first '<DaysOfWeek>Mon</DaysOfWeek> <DaysOfMonth>7</DaysOfMonth>'>"
+                                  "<!ENTITY second '<MonthsOfYear>Feb</MonthsOfYear>'>"));
+    EXPECT_NE(lists.output.find("<MonthOfYearMask>010000000000<"), std::string::npos) << lists.output;
+    EXPECT_NE(lists.output.find("<DayOfMonthMask>0000001000"), std::string::npos) << lists.output;
     expectMistake(withDeclarations(windows(text({}) + "&w;"), windowsRoot, "<!ENTITY w '<Other/>'>"), "Other");
     expectMistake(withDeclarations(runstats("&b;"), runstatsRoot, "<!ENTITY b '<x>'>"), "x");
 }

@@ -2,6 +2,8 @@
 #include <atomic>
 #include <thread>
 
+#include "sqlpiConfigGrammar.h"
+#include "sqlpiXmlPlatform.h"
 #include "unit/validateSupport.h"
 
 namespace {
@@ -9,6 +11,17 @@ namespace {
 using namespace validated;
 
 class ConcurrentValidation : public services::DocumentTest {};
+
+TEST_F(ConcurrentValidation, OnlyAGrammarWithListsIsUsedByOneParserAtATime) {
+    ASSERT_TRUE(sqlpiHoldXmlPlatform());
+    for (const sqlpiConfigKind kind :
+         {SQLPI_CONFIG_MW, SQLPI_CONFIG_BACKUP, SQLPI_CONFIG_REORG, SQLPI_CONFIG_RUNSTATS}) {
+        const sqlpiSharedGrammar* grammar = sqlpiGrammarOf(kind);
+        ASSERT_NE(grammar, nullptr);
+        EXPECT_EQ(sqlpiGrammarOf(kind), grammar);
+        EXPECT_EQ(sqlpiLockGrammar(*grammar).owns_lock(), kind == SQLPI_CONFIG_MW) << kind;
+    }
+}
 
 struct Case {
     std::string document;

@@ -33,8 +33,8 @@ typedef struct OSSHFile OSSHFile; /* an open file, owned by who opened it until 
  * existing file keeps its own. `*file` is null on failure. */
 int32_t ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t permissions);
 
-/* Makes and opens, for writing, a new file in an existing directory (which is no symbolic link), of a name that no other
- * file has and that begins with a dot. Its path goes to `path` of `size` bytes. `*file` is null on failure. */
+/* Makes and opens, for writing, a new file in an existing directory (which is no symbolic link), of a name that no
+ * other file has and that begins with a dot. Its path goes to `path` of `size` bytes. `*file` is null on failure. */
 int32_t ossFileCreateUnique(OSSHFile** file, const char* directory, uint32_t permissions, char* path, size_t size);
 
 /* Reads up to `size` bytes; `*done` receives how many, less than `size` only at the end of the file. */

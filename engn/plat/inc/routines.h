@@ -19,8 +19,9 @@ extern "C" {
 #define SQLUDF_STATE_SIZE 6    /* bytes of the SQLSTATE output */
 #define SQLUDF_MESSAGE_SIZE 71 /* bytes of the diagnostic message output */
 
-#define SQLUDF_LARGEST_LOB 2097152 /* bytes of a policy document as an argument; an output value has room for as many \
-                                    */
+#define SQLUDF_LARGEST_LOB                                                                     \
+    2097152 /* bytes of a policy document as an argument; an output value has room for as many \
+             */
 
 /* A large-object value. */
 struct sqludf_lob {

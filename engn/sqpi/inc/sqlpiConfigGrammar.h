@@ -15,7 +15,7 @@ constexpr size_t SQLPI_CONFIG_KINDS = 4;
 
 struct sqlpiSharedGrammar;
 
-/* Validation against the grammar that the parser was made with, and nothing read from outside the document. */
+/* Validation against the grammar that the parser was made with. */
 void sqlpiSetUpValidation(xercesc::XercesDOMParser& parser);
 
 /* The grammar of a kind; built by the first call. Any number of threads. Null when it could not be built; the next call

@@ -1,5 +1,5 @@
-/* Configuration documents: validation against the schemas that the library carries, and the way from a valid document to
- * the policy-language document that says the same. */
+/* Configuration documents: validation against the schemas that the library carries, and the way from a valid document
+ * to the policy-language document that says the same. */
 #ifndef SQLPI_POLICY_VALIDATE_H
 #define SQLPI_POLICY_VALIDATE_H
 
