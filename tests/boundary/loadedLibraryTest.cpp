@@ -65,8 +65,8 @@ struct CloseLibrary {
 };
 using Library = std::unique_ptr<void, CloseLibrary>;
 
-Library load(const char* path) {
-    Library library(dlopen(path, RTLD_NOW | RTLD_LOCAL));
+Library load(const char* path, int flags = 0) {
+    Library library(dlopen(path, RTLD_NOW | RTLD_LOCAL | flags));
     EXPECT_NE(library, nullptr) << dlerror();
     return library;
 }
@@ -117,7 +117,7 @@ TEST_F(LoadedLibrary, leavesTheCallLevelOfTheEngineInvisibleToDrivers) {
     for (const char* name : {"SQLAllocHandle", "SQLFetch", "sqlogmblkEx", "ossFileOpen", "pdLog", "sqlpiGetBackup"})
         EXPECT_EQ(dlsym(RTLD_DEFAULT, name), nullptr) << name;
 
-    const Library manager = load("libodbc.so.2");
+    const Library manager = load("libodbc.so.2", RTLD_NODELETE);  // it keeps what it has read for the process's life
     const int callsBefore = callLevelCalls_();
     SQLHANDLE environment = nullptr;
     SQLHANDLE connection = nullptr;

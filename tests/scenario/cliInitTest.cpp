@@ -71,7 +71,8 @@ TEST_F(CliInit, saysWhichStoredDocumentsDoNotParse) {
     store("StatsProfilePolicy", "");
     const Outcome outcome = run({"init", "--json"});
     EXPECT_EQ(outcome.status, 1);
-    for (const json& policy : json::parse(outcome.out)["policies"]) EXPECT_EQ(policy["state"], "was there") << policy;
+    const json answer = json::parse(outcome.out);
+    for (const json& policy : answer["policies"]) EXPECT_EQ(policy["state"], "was there") << policy;
 
     std::istringstream lines(outcome.err);
     std::vector<json> errors;
