@@ -29,17 +29,20 @@ bool validate(std::vector<char>& output) {
     return sqlpiValidateAutomaintPolicy("AUTO_BACKUP", configuration, output.data(), ca) == SQLPI_CONFIG_OK;
 }
 
-void getInContext(benchmark::State& state) {
+/* Calls a procedure of the value form again and again. */
+template <class Procedure>
+void inContext(benchmark::State& state, Procedure procedure) {
     const Database database;
     Lob lob;
     char sqlstate[SQLUDF_STATE_SIZE];
     sqlca ca = {};
     for (auto _ : state)
-        if (kelAutomaintGetPolicyDocSpLocal("AUTO_BACKUP", lob.get(), nullptr, nullptr, sqlstate, "", "", nullptr,
-                                            nullptr, &ca) != SQLPI_CONFIG_OK)
-            state.SkipWithError("get failed");
+        if (procedure("AUTO_BACKUP", lob.get(), nullptr, nullptr, sqlstate, "", "", nullptr, nullptr, &ca) !=
+            SQLPI_CONFIG_OK)
+            state.SkipWithError("the procedure failed");
 }
-BENCHMARK(getInContext);
+BENCHMARK_CAPTURE(inContext, get, kelAutomaintGetPolicyDocSpLocal);
+BENCHMARK_CAPTURE(inContext, set, kelAutomaintSetPolicyDocSpLocal);
 
 void yardstickGet(benchmark::State& state) {
     const Database database;
@@ -50,18 +53,6 @@ void yardstickGet(benchmark::State& state) {
             state.SkipWithError("a bare call failed");
 }
 BENCHMARK(yardstickGet);
-
-void setInContext(benchmark::State& state) {
-    const Database database;
-    Lob lob;
-    char sqlstate[SQLUDF_STATE_SIZE];
-    sqlca ca = {};
-    for (auto _ : state)
-        if (kelAutomaintSetPolicyDocSpLocal("AUTO_BACKUP", lob.get(), nullptr, nullptr, sqlstate, "", "", nullptr,
-                                            nullptr, &ca) != SQLPI_CONFIG_OK)
-            state.SkipWithError("set failed");
-}
-BENCHMARK(setInContext);
 
 /* The descriptions before and after read the row as any reader does, and verify the table each time. */
 void yardstickSet(benchmark::State& state) {

@@ -16,6 +16,9 @@ constexpr int64_t STEADY_STRIDE = int64_t{7} * 24 - 2;
  * for Tucuman, which moved its clocks back by an hour and forward again within twelve. */
 constexpr int64_t CALM_STRIDE = int64_t{18} * 24;
 
+/* A stride that is not halved any more. */
+constexpr int64_t LEAST_STRIDE = 100;
+
 /* Whether the difference of two moments, not further apart than that, comes of calm clocks. */
 bool isCalmDifference(const sqlpiLocalMoment& from, const sqlpiLocalMoment& to) {
     const int64_t change = to.offset() - from.offset();
@@ -42,7 +45,7 @@ bool sqlpiLocalClock::ask(int64_t seconds, sqlpiLocalMoment* moment) const noexc
     const time_t platformTime = seconds;
     tm time;
     if (localtime_r(&platformTime, &time) == nullptr) return false;
-    const int64_t day = sqlpiDayNumber(int64_t{time.tm_year} + 1900, time.tm_mon + 1, time.tm_mday);
+    const int64_t day = sqlpiFirstDayOfYear(int64_t{time.tm_year} + 1900) + time.tm_yday;
     moment->seconds = seconds;
     moment->local = day * SQLPI_DAY_SECONDS + int64_t{time.tm_hour} * 3600 + int64_t{time.tm_min} * 60 + time.tm_sec;
     moment->dst = time.tm_isdst > 0;
@@ -78,6 +81,10 @@ bool sqlpiLocalClock::resolve(const sqlpiLocalAsk& ask, int64_t offset, bool aga
     // Like a leap second, seconds past 59 are added to the moment that has been found.
     const int32_t excess = std::max(ask.time.second - 59, 0);
     const int64_t local = ask.day * SQLPI_DAY_SECONDS + sqlpiTimeOfDay(ask.time) - excess;
+    if (excess == 0 && offset == steady_.from.offset() && isSteady(local - offset)) {
+        *moment = {local - offset, local, steady_.from.dst};
+        return true;
+    }
     const auto addExcess = [&] { return excess == 0 || at(moment->seconds + excess, moment); };
     if (!probe(local, Flag::any, offset, moment)) return false;
     const bool exists = moment->local == local;
@@ -96,11 +103,13 @@ bool sqlpiLocalClock::resolveOnce(const sqlpiLocalAsk& ask, int64_t offset, sqlp
 }
 
 bool sqlpiLocalClock::lookAhead(sqlpiClockRest rest, const sqlpiLocalMoment& moment, int64_t days) noexcept {
-    if (restDays(rest, moment) >= days) return false;
     const bool isCalm = rest == sqlpiClockRest::calm;
     const int64_t longest = isCalm ? CALM_STRIDE : STEADY_STRIDE;
     Known& known = isCalm ? calm_ : steady_;
+    if (known.contains(moment.seconds) && known.until.seconds - moment.seconds >= days * SQLPI_DAY_SECONDS)
+        return false;
     if (!known.contains(moment.seconds)) known = {moment, moment, longest};
+    if (isCalm && isSteady(moment.seconds) && steady_.until.seconds > known.until.seconds) known.until = steady_.until;
     if (known.stride == 0) return false;
     sqlpiLocalMoment later;
     bool rests = ask(known.until.seconds + known.stride * HOUR, &later);
@@ -110,8 +119,8 @@ bool sqlpiLocalClock::lookAhead(sqlpiClockRest rest, const sqlpiLocalMoment& mom
     else
         rests = rests && later.offset() == known.from.offset() && later.dst == known.from.dst;
     if (rests) known.until = later;
-    // Once a change is known to lie ahead, go up to it by halves, as long as they are days.
-    if (!rests || known.stride < longest) known.stride = known.stride < 48 ? 0 : known.stride / 2;
+    // Once a change is known to lie ahead, go up to it by halves, as long as that is worth the asking.
+    if (!rests || known.stride < longest) known.stride = known.stride < LEAST_STRIDE ? 0 : known.stride / 2;
     return rests;
 }
 

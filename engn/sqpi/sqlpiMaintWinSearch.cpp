@@ -14,6 +14,15 @@ constexpr int64_t CALM_SETBACK = 3600;
 /* Days from the one before a window starts to its end. */
 constexpr int64_t LONGEST_WINDOW = 3;
 
+/* Days within which a walk begins: the next one's start may be written as hour 255. */
+constexpr int64_t LATEST_BEGIN = 14;
+
+/* Days that the first look ahead for clock changes covers with the window that starts on the last of them. */
+constexpr int64_t FIRST_LOOK = 4;
+
+/* Clocks that change for daylight-saving time rest for about so many days. */
+constexpr int64_t HALF_YEAR = 183;
+
 /* Days up to which looking ahead for clock changes costs less than asking for the moments at their end. */
 constexpr int64_t LONGEST_LOOK = 14;
 
@@ -49,6 +58,8 @@ struct sqlpiMaintWinSearch::Walk {
     sqlpiLocalMoment position = {};  // on the day to look at, at the window's start or later
     int64_t day = 0;                 // the day the masks are asked about
     int64_t lastDay = 0;             // days from this one on need not be looked at
+    int64_t knownFrom = 0;           // from this day on, none is selected ..
+    int64_t knownSelected = -1;      // .. before this one, which is
     int32_t remaining = 0;           // of the least duration, after the days of the stretch so far
     bool lookBack = false;           // `day` is the one before the position's
     bool stepped = false;            // the position is where an earlier step led
@@ -94,15 +105,40 @@ bool sqlpiMaintWinSearch::readLimit(const sqlpiMaintWindowDateTime& limit,
     return found.seconds >= 0;
 }
 
+/* Of a walk that begins on a day of a year: the first day that it need not look at. */
+int64_t sqlpiMaintWinSearch::lastDayFrom(int64_t day, int64_t year) const noexcept {
+    if (endLimit_) return std::min(endLimit_->day() + 2, day + SQLPI_CALENDAR_CYCLE);
+    return sqlpiFirstDayOfYear(year + HORIZON_YEARS + 1);
+}
+
+/* The first selected day from `day` on; at least the last day when there is none before. */
+int64_t sqlpiMaintWinSearch::selectedFrom(Walk* walk, int64_t day) const noexcept {
+    if (day < walk->knownFrom || day > walk->knownSelected) {
+        walk->knownFrom = day;
+        walk->knownSelected = masks_.next(day, walk->lastDay, true);
+    }
+    return walk->knownSelected;
+}
+
+bool sqlpiMaintWinSearch::selectsDay(Walk* walk) const noexcept {
+    return walk->day < walk->lastDay ? selectedFrom(walk, walk->day) == walk->day : masks_.selects(walk->day);
+}
+
 /* Sets the walk's first position: `now` or the start limit, moved to the window's start unless it lies within. */
 bool sqlpiMaintWinSearch::begin(Walk* walk, int64_t now) noexcept {
     sqlpiLocalMoment& position = walk->position;
     if (!clock_.at(now, &position)) return false;
     if (startLimit_ && now < startLimit_->seconds) position = *startLimit_;
     if (position.seconds < 0) return false;
-    if (!alwaysOpen_) clock_.lookAhead(sqlpiClockRest::steady, position, LONGEST_WINDOW);
 
     const int64_t day = position.day();
+    const sqlpiDate latest = sqlpiDateOfDay(day + LATEST_BEGIN);
+    walk->lastDay = lastDayFrom(day + LATEST_BEGIN, latest.year);
+    const int64_t selected = selectedFrom(walk, day);
+    if (selected >= walk->lastDay && masks_.next(day - 2, day, true) >= day) return false;
+    if (!alwaysOpen_ && selected <= day + FIRST_LOOK)
+        clock_.lookAhead(sqlpiClockRest::steady, position, LONGEST_WINDOW);
+
     const int32_t time = position.timeOfDay();
     sqlpiLocalAsk moved = {day, info_.startTime};
     bool moves = false;
@@ -117,8 +153,7 @@ bool sqlpiMaintWinSearch::begin(Walk* walk, int64_t now) noexcept {
     if (moves && (!clock_.resolve(moved, position.offset(), &position) || position.seconds < 0)) return false;
 
     walk->day = position.day();
-    walk->lastDay = endLimit_ ? std::min(endLimit_->day() + 2, walk->day + SQLPI_CALENDAR_CYCLE)
-                              : sqlpiDayNumber(sqlpiDateOfDay(walk->day).year + HORIZON_YEARS + 1, 1, 1);
+    if (endLimit_ || latest.month == 1) walk->lastDay = lastDayFrom(walk->day, sqlpiDateOfDay(walk->day).year);
     if (walk->lookBack) {
         sqlpiLocalMoment before;
         const bool exists = clock_.resolve({day - 1, timeOfSeconds(time)}, position.offset(), &before);
@@ -203,7 +238,7 @@ bool sqlpiMaintWinSearch::advance(Walk* walk, bool selected) noexcept {
     if (walk->lookBack) return step(walk, day, offset);
     if (selected) return step(walk, day + 1, offset);
 
-    const int64_t target = nextSelected(*walk);
+    const int64_t target = nextSelected(walk);
     if (target >= walk->lastDay) return false;
     const sqlpiDate date = sqlpiDateOfDay(day);
     const int64_t next = masks_.selectsMonth(date.month) ? day + 1 : sqlpiDayNumber(date.year, date.month + 1, 1);
@@ -223,24 +258,30 @@ bool sqlpiMaintWinSearch::willRest(sqlpiClockRest rest, const sqlpiLocalMoment& 
 
 /* The next selected day; of a 24-hour window, the next that begins enough selected days in a row, or about as many
  * where the clocks may be set back meanwhile, or pass over a day. */
-int64_t sqlpiMaintWinSearch::nextSelected(const Walk& walk) noexcept {
-    const sqlpiLocalMoment& position = walk.position;
+int64_t sqlpiMaintWinSearch::nextSelected(Walk* walk) noexcept {
+    const sqlpiLocalMoment& position = walk->position;
     const int64_t today = position.day();
-    int64_t day = masks_.next(today + 1, walk.lastDay, true);
+    int64_t day = selectedFrom(walk, today + 1);
     if (!sameTime_ || !regular_ || position.timeOfDay() != start_) return day;
-    const int64_t enough = (int64_t{walk.remaining} + SQLPI_DAY_SECONDS - 1) / SQLPI_DAY_SECONDS;
+    const int64_t enough = (int64_t{walk->remaining} + SQLPI_DAY_SECONDS - 1) / SQLPI_DAY_SECONDS;
     if (enough <= 1) return day;
     // While the clocks are calm, so many are the fewest that can last long enough.
-    const int64_t fewest = walk.remaining - (enough - 1) * SQLPI_DAY_SECONDS > CALM_SETBACK ? enough : enough - 1;
+    const int64_t fewest = walk->remaining - (enough - 1) * SQLPI_DAY_SECONDS > CALM_SETBACK ? enough : enough - 1;
     for (;;) {
-        const int64_t run = masks_.nextRun(day, walk.lastDay, fewest);
-        const int64_t end = run < walk.lastDay ? masks_.next(run + 1, run + enough, false) : run + enough;
+        const int64_t run = masks_.nextRun(day, walk->lastDay, fewest);
+        const int64_t end = run + fewest;
         const int64_t days = end + 1 - today;
-        if (end - run < enough && days - clock_.restDays(sqlpiClockRest::steady, position) <= LONGEST_LOOK &&
+        const bool tooShort = fewest < enough && run < walk->lastDay && !masks_.selects(end);
+        if (tooShort && days - clock_.restDays(sqlpiClockRest::steady, position) <= LONGEST_LOOK &&
             willRest(sqlpiClockRest::steady, position, days)) {
-            day = masks_.next(end, walk.lastDay, true);
+            // So are the others, up to a longer one, while the clocks are steady.
+            const int64_t longer = masks_.nextRun(end, std::min(end + HALF_YEAR, walk->lastDay), enough);
+            (void)willRest(sqlpiClockRest::steady, position, longer - today);
+            const int64_t steadyEnd = today + clock_.restDays(sqlpiClockRest::steady, position);
+            day = std::max(end, std::min(longer, steadyEnd - fewest));
             continue;
         }
+        day = selectedFrom(walk, day);
         if (run > day && !willRest(sqlpiClockRest::calm, position, run - today))
             return nextRunPast(day, run, today + clock_.restDays(sqlpiClockRest::calm, position));
         return run;
@@ -301,7 +342,7 @@ bool sqlpiMaintWinSearch::findInside(int64_t now, int32_t minDuration, sqlpiStre
         masks_.selectsWholeYear(SQLPI_LEAP_YEAR + 1))
         return false;
     while (isBeforeEnd(walk)) {
-        const bool selected = masks_.selects(walk.day);
+        const bool selected = selectsDay(&walk);
         if (selected && takeSteadyDays(&walk)) continue;
         walk.tooShortNow = false;
         bool ends = walk.extending;

@@ -47,6 +47,7 @@ TEST(MaintWinDays, EveryDayOf400YearsHasItsDate) {
         ASSERT_EQ(date.month, static_cast<int>(static_cast<unsigned>(wanted.month()))) << day;
         ASSERT_EQ(date.day, static_cast<int>(static_cast<unsigned>(wanted.day()))) << day;
         ASSERT_EQ(sqlpiDayNumber(date.year, date.month, date.day), day);
+        ASSERT_EQ(sqlpiFirstDayOfYear(date.year), sqlpiDayNumber(date.year, 1, 1));
         ASSERT_EQ(sqlpiWeekday(day), static_cast<int>(weekday(sys_days(days(day))).c_encoding())) << day;
         ASSERT_EQ(sqlpiDaysOfMonth(date.year, date.month), static_cast<int>(daysOfMonth(wanted))) << day;
         ASSERT_EQ(sqlpiGetTotalDayInMonth(static_cast<int32_t>(date.year), date.month),
@@ -65,6 +66,7 @@ TEST(MaintWinDays, DatesRepeatEvery400Years) {
             ASSERT_EQ(shifted.month, date.month);
             ASSERT_EQ(shifted.day, date.day);
             ASSERT_EQ(sqlpiDayNumber(shifted.year, shifted.month, shifted.day), other);
+            ASSERT_EQ(sqlpiFirstDayOfYear(shifted.year), sqlpiDayNumber(shifted.year, 1, 1));
             ASSERT_EQ(sqlpiWeekday(other), sqlpiWeekday(day));
         }
     }

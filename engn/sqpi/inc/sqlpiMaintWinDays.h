@@ -50,6 +50,14 @@ constexpr int64_t sqlpiDayNumber(int64_t year, int64_t month, int64_t day) noexc
     return era * SQLPI_CALENDAR_CYCLE + dayOfEra - 719468;
 }
 
+/* The number of a year's first day, for the years that fit a platform record. */
+constexpr int64_t sqlpiFirstDayOfYear(int64_t year) noexcept {
+    constexpr int64_t cycles = 6'000'000;  // lead over the negative years, for unsigned division costs less
+    const auto before = static_cast<uint64_t>(year + cycles * 400 - 1);
+    const uint64_t days = before * 365 + before / 4 - before / 100 + before / 400;
+    return static_cast<int64_t>(days) - cycles * SQLPI_CALENDAR_CYCLE - 719162;
+}
+
 constexpr sqlpiDate sqlpiDateOfDay(int64_t number) noexcept {
     const int64_t shifted = number + 719468;
     const int64_t era = sqlpiFloorDivide(shifted, SQLPI_CALENDAR_CYCLE);

@@ -47,6 +47,9 @@ private:
     struct Walk;
 
     bool readLimit(const sqlpiMaintWindowDateTime& limit, std::optional<sqlpiLocalMoment>* moment) const noexcept;
+    int64_t lastDayFrom(int64_t day, int64_t year) const noexcept;
+    int64_t selectedFrom(Walk* walk, int64_t day) const noexcept;
+    bool selectsDay(Walk* walk) const noexcept;
     bool begin(Walk* walk, int64_t now) noexcept;
     bool isBeforeEnd(const Walk& walk) const noexcept;
     int64_t windowEnd(const sqlpiLocalMoment& position) const noexcept;
@@ -54,7 +57,7 @@ private:
     bool takeSteadyDays(Walk* walk) noexcept;
     bool advance(Walk* walk, bool selected) noexcept;
     bool willRest(sqlpiClockRest rest, const sqlpiLocalMoment& from, int64_t days) noexcept;
-    int64_t nextSelected(const Walk& walk) noexcept;
+    int64_t nextSelected(Walk* walk) noexcept;
     int64_t nextRunPast(int64_t day, int64_t limit, int64_t past) const noexcept;
     bool standBefore(const sqlpiLocalMoment& position, int64_t target, sqlpiLocalMoment* stand) const noexcept;
     bool step(Walk* walk, int64_t day, int64_t offset) const noexcept;
