@@ -1,4 +1,5 @@
 #include "sqlpiParserMemory.h"
+#include "sqlpiMemory.h"
 
 #include <algorithm>
 #include <new>
@@ -32,7 +33,7 @@ private:
 }  // namespace
 
 void* sqlpi_alloc_mem_debug(SQLO_MEM_POOL* pool, unsigned long size) noexcept {
-    return sqlogmblkEx(pool, size, tag, __LINE__);
+    return sqlpiTakeMemory(pool, size, tag, __LINE__);
 }
 
 void sqlpi_free_mem_debug(void* block) noexcept {

@@ -6,7 +6,7 @@
 #include <xercesc/sax/AttributeList.hpp>
 #include <xercesc/sax/SAXException.hpp>
 
-#include "memoryPool.h"
+#include "sqlpiMemory.h"
 #include "sqlpiNumber.h"
 #include "sqlpiUtf8.h"
 
@@ -40,7 +40,7 @@ void resetCursor(SQLPIPolicyElement* element) noexcept {
 /* --- allocation and lists ----------------------------------------------------------------------------------------- */
 
 void* SQLPIBase::operator new(size_t size) noexcept {
-    return sqlogmblkEx(nullptr, size, tag, __LINE__);
+    return sqlpiTakeMemory(nullptr, size, tag, __LINE__);
 }
 
 void SQLPIBase::operator delete(void* block) noexcept {
@@ -124,7 +124,7 @@ void SQLPIPolicyElement::appendText(const char* chunk) noexcept {
 
 void SQLPIPolicyElement::appendText(const char* chunk, size_t length) noexcept {
     const size_t oldLength = text == nullptr ? 0 : std::strlen(text);
-    auto* joined = static_cast<char*>(sqlogmblkEx(nullptr, oldLength + length + 1, tag, __LINE__));
+    auto* joined = static_cast<char*>(sqlpiTakeMemory(nullptr, oldLength + length + 1, tag, __LINE__));
     if (joined == nullptr) return;
     if (oldLength > 0) std::memcpy(joined, text, oldLength);
     if (length > 0) std::memcpy(joined + oldLength, chunk, length);
@@ -277,7 +277,7 @@ void SQLPIStatsProfType::setProfileGen(const char* generation) noexcept {
     if (generation == nullptr) return;
     const size_t size = std::strlen(generation) + 1;
     sqlofmblkEx(profileGeneration, "sqlpiStatsProf", __LINE__);
-    profileGeneration = static_cast<char*>(sqlogmblkEx(nullptr, size, "sqlpiStatsProf", __LINE__));
+    profileGeneration = static_cast<char*>(sqlpiTakeMemory(nullptr, size, "sqlpiStatsProf", __LINE__));
     if (profileGeneration != nullptr) std::memcpy(profileGeneration, generation, size);
 }
 

@@ -8,6 +8,7 @@
 
 #include "engineState.h"
 #include "logs.h"
+#include "sqlpiMemory.h"
 #include "sqlpiParserMemory.h"
 #include "sqlpiPolicyParserHooks.h"
 #include "sqlpiText.h"
@@ -52,6 +53,7 @@ struct Companions {
             try {
                 return makeOne() ? 0U : number;
             } catch (...) {
+                sqlpiNoteMemoryShortage();
                 return number;
             }
         };

@@ -8,6 +8,7 @@
 #include "logs.h"
 #include "messages.h"
 #include "sqlpiFormat.h"
+#include "sqlpiMemory.h"
 #include "sqlpiPolicyConfigSql.h"
 #include "sqlpiPolicyGen.h"
 #include "sqlpiPolicyKeys.h"
@@ -90,7 +91,7 @@ constexpr PolicyType policyTypes[] = {
 const PolicyType* findType(const char* name) noexcept {
     const auto* const found =
         std::find_if(std::begin(policyTypes), std::end(policyTypes),
-                     [name](const PolicyType& type) { return std::strcmp(type.name, name) == 0; });
+                     [name](const PolicyType& type) { return type.name == sqlpiTextOrEmpty(name); });
     return found == std::end(policyTypes) ? nullptr : found;
 }
 
@@ -163,7 +164,7 @@ uint32_t setPolicy(const char* policyType, std::string_view document, sqlca& ca)
     constexpr const char* function = "sqlpiAutomaintSetPolicySpCommon";
     if (document.data() == nullptr) {
         pdLog(PD_ERROR, function, 5, "The input Policy document is null.");
-        sqlpiPrepSqlca(ca, -171, nullptr, {"2", setRoutine});
+        sqlpiPrepSqlca(ca, SQLPI_BAD_ARGUMENT, nullptr, {"2", setRoutine});
         return SQLPI_CONFIG_FAILED;
     }
     if (!checkTableAndPackage(function, true, ca)) return SQLPI_CONFIG_FAILED;
@@ -190,7 +191,11 @@ uint32_t getPolicy(const char* policyType, char** document, int* length, sqlca& 
     int textLength = 0;
     const uint32_t status = sqlpiReadPolicyFromTable(policyType, &text, &textLength, ca);
     const sqlpiBlock stored(text, sqlpiFreeBlock{tag});
-    if (status != SQLPI_CONFIG_OK || stored == nullptr || textLength == 0) return SQLPI_CONFIG_FAILED;
+    if (status != SQLPI_CONFIG_OK) return SQLPI_CONFIG_FAILED;
+    if (textLength == 0) {
+        sqlpiPrepSqlca(ca, SQLPI_UNUSABLE_DOCUMENT, nullptr, {});
+        return SQLPI_CONFIG_FAILED;
+    }
     if (sqlpiExtractPolicyDoc(policyType, stored.get(), textLength, document, length, ca) == SQLPI_CONFIG_OK)
         return SQLPI_CONFIG_OK;
     pdLog(PD_ERROR, function, 40, "AutoMaintSetPolicy,Policy document retrival error \n");
@@ -225,9 +230,15 @@ uint32_t sqlpiExtractPolicyDoc(const char* policyType, char* stored, int length,
     *document = nullptr;
     *documentLength = 0;
     const PolicyType* type = findType(policyType);
-    if (type != nullptr && type->extract(stored, length, document, documentLength) == SQLPI_CONFIG_OK)
-        return trace.exit(SQLPI_CONFIG_OK);
-    if (ca.sqlcode == 0) sqlpiPrepSqlca(ca, -1438, nullptr, {});
+    const sqlpiMemoryWatch watch;
+    if (type != nullptr && type->extract(stored, length, document, documentLength) == SQLPI_CONFIG_OK) {
+        if (!watch.sawShortage()) return trace.exit(SQLPI_CONFIG_OK);
+        // What the stored policy says may have been left out.
+        sqlofmblkEx(*document, tag, __LINE__);
+        *document = nullptr;
+        *documentLength = 0;
+    }
+    if (ca.sqlcode == 0) sqlpiPrepSqlca(ca, SQLPI_UNUSABLE_DOCUMENT, nullptr, {});
     return trace.exit(SQLPI_CONFIG_FAILED);
 }
 
@@ -238,7 +249,7 @@ uint32_t sqpiGetPolicyOldFormatString(const char* policyType, char* buffer, int3
     if (type != nullptr && sqpiGetPolicyFormatString(buffer, capacity, type->key.name) == SQLPI_FORMAT_OK)
         return trace.exit(SQLPI_CONFIG_OK);
     pdLogPrintf(PD_ERROR, function, 10, "Unable to obtain policy format message. Type %s is unknown ", policyType);
-    if (ca.sqlcode == 0) sqlpiPrepSqlca(ca, -171, nullptr, {"1", setRoutine});
+    if (ca.sqlcode == 0) sqlpiPrepSqlca(ca, SQLPI_BAD_ARGUMENT, nullptr, {"1", setRoutine});
     return trace.exit(SQLPI_CONFIG_FAILED);
 }
 

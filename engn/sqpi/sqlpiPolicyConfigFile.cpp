@@ -87,7 +87,7 @@ bool sqlpiPolicyFile::resolve(sqlca& ca) noexcept {
     if (name.find("..") != std::string_view::npos || name.find(':') != std::string_view::npos) {
         pdLogPrintf(PD_ERROR, procedure_.entry, 30, "%s error, input policy file %s contains relative path \n",
                     procedure_.prefix, name_);
-        sqlpiPrepSqlca(ca, -171, nullptr, {"2", procedure_.routine});
+        sqlpiPrepSqlca(ca, SQLPI_BAD_ARGUMENT, nullptr, {"2", procedure_.routine});
         return false;
     }
     constexpr const char* unusable = " error, input policy file %s does not exist \n";
@@ -106,13 +106,14 @@ bool sqlpiPolicyFile::resolve(sqlca& ca) noexcept {
     if (std::strcmp(named, ".") != 0) directory.append(named);
     sqlpiTextBuilder path(path_, sizeof path_);
     path.append(directory_).append("/").append(base);
-    if (directory.wasCut() || path.wasCut() || !isBelowTmp()) return fail(ca, 50, unusable, longToken);
+    if (directory.wasCut() || path.wasCut()) return fail(ca, 50, unusable, longToken);
     return true;
 }
 
 bool sqlpiPolicyFile::makeDirectory(sqlca& ca) const noexcept {
-    if (ossIsDirectory(directory_) == 1) return true;
-    if (ossDirectoryCreate(directory_, permissions) == OSS_OK && isBelowTmp()) return true;
+    if (isBelowTmp() &&
+        (ossIsDirectory(directory_) == 1 || (ossDirectoryCreate(directory_, permissions) == OSS_OK && isBelowTmp())))
+        return true;
     pdLog(PD_ERROR, procedure_.entry, 60,
           "unable to create the directory under instance-home/tmp, for writing the  policy file \n");
     sqlpiPrepSqlca(ca, procedure_.fileCode, nullptr, {sqlpiCutUtf8(name_, longToken)});
@@ -132,7 +133,8 @@ bool sqlpiPolicyFile::replace(std::string_view text, sqlca& ca) const noexcept {
 }
 
 bool sqlpiPolicyFile::read(sqlpiBlock& text, size_t& length, sqlca& ca) const noexcept {
-    if (ossPathExists(path_) == 0) return fail(ca, 60, " error, input policy file %s does not exist \n", wholeToken);
+    if (!isBelowTmp() || ossPathExists(path_) == 0)
+        return fail(ca, 60, " error, input policy file %s does not exist \n", wholeToken);
     constexpr const char* unreadable = " error, input policy file %s does not have reade permission \n";
     int32_t status = OSS_OK;
     const OpenFile file = openToRead(path_, status);

@@ -35,12 +35,12 @@ public:
     bool check(const char* policyType, bool typeGiven, bool secondGiven, const char* typeRoutine) noexcept {
         if (!typeGiven || !secondGiven) {
             pdLog(PD_ERROR, procedure_.entry, 10, "input values are null\n. ");
-            sqlpiPrepSqlca(ca_, -171, nullptr, {typeGiven ? "2" : "1", procedure_.routine});
+            sqlpiPrepSqlca(ca_, SQLPI_BAD_ARGUMENT, nullptr, {typeGiven ? "2" : "1", procedure_.routine});
             return false;
         }
         if (sqlpiIsPolicyType(policyType)) return true;
         pdLog(PD_ERROR, procedure_.entry, 20, "Input PolicyType is invalid \n. ");
-        sqlpiPrepSqlca(ca_, -171, nullptr, {"1", typeRoutine});
+        sqlpiPrepSqlca(ca_, SQLPI_BAD_ARGUMENT, nullptr, {"1", typeRoutine});
         return false;
     }
 
@@ -68,9 +68,11 @@ private:
     sqlpiFunctionTrace trace_;
 };
 
-constexpr sqlpiFileProcedure getFile = {"kelAutomaintGetPolicyFileSpLocal", "AutoMaintGetPolicy", getRoutine, -1448};
+constexpr sqlpiFileProcedure getFile = {"kelAutomaintGetPolicyFileSpLocal", "AutoMaintGetPolicy", getRoutine,
+                                        SQLPI_UNWRITABLE_FILE};
 constexpr sqlpiFileProcedure getDocument = {"kelAutomaintGetPolicyDocSpLocal", "AutoMaintGetPolicy", getRoutine, 0};
-constexpr sqlpiFileProcedure setFile = {"kelAutomaintSetPolicyFileSpLocal", "AutoMaintSetPolicy", setRoutine, -1436};
+constexpr sqlpiFileProcedure setFile = {"kelAutomaintSetPolicyFileSpLocal", "AutoMaintSetPolicy", setRoutine,
+                                        SQLPI_UNREADABLE_FILE};
 constexpr sqlpiFileProcedure setDocument = {"kelAutomaintSetPolicyDocSpLocal", "AutoMaintSetPolicy", setRoutine, 0};
 
 /* A configuration document as a block; null on any failure. */
@@ -148,6 +150,11 @@ uint32_t kelAutomaintSetPolicyDocSpLocal(const char* policyType, const sqludf_lo
     if (!call.check(policyType, call.isGiven(policyType, policyTypeNull), call.isGiven(document, documentNull),
                     setRoutine))
         return call.end(SQLPI_CONFIG_FAILED);
+    if (document->length > SQLUDF_LARGEST_LOB) {
+        pdLog(PD_ERROR, setDocument.entry, 25, "The input Policy document is longer than 2097152 bytes.");
+        sqlpiPrepSqlca(*ca, SQLPI_BAD_ARGUMENT, nullptr, {"2", setRoutine});
+        return call.end(SQLPI_CONFIG_FAILED);
+    }
     const sqlpiBlock copy = sqlpiTakeBlock(size_t{document->length} + 1, tag);
     if (copy == nullptr) {
         sqlpiReportNoMemory(*ca, setDocument.entry, 30,

@@ -85,7 +85,7 @@ uint32_t guarded(const char* function, sqlca& ca, Steps steps) noexcept {
     } catch (const TextTooLong& text) {
         sqlpiRefuseLongText(function, text.what, text.most, text.length, ca);
     } catch (...) {
-        sqlpiReportNoMemory(function, ca);
+        sqlpiReportNoMemory(ca, function, 20);
     }
     return trace.exit(SQLPI_CONFIG_FAILED);
 }
@@ -260,10 +260,5 @@ uint32_t sqlpiReadAutoRunstatsPolicy(const DOMElement& root, runStatsPolicy& pol
 void sqlpiRefuseLongText(const char* function, const char* what, size_t most, size_t length, sqlca& ca) noexcept {
     pdLogPrintf(PD_ERROR, function, 10, "The %s may be %zu bytes long; this one is %zu bytes long.", what, most,
                 length);
-    sqlpiPrepSqlca(ca, SQLPI_REFUSED_DOCUMENT, nullptr, {"6"});
-}
-
-void sqlpiReportNoMemory(const char* function, sqlca& ca) noexcept {
-    pdLog(PD_SEVERE, function, 20, "Out of memory. Unable to allocate object.");
-    sqlpiPrepSqlca(ca, SQLPI_UNUSABLE_DOCUMENT, nullptr, {});
+    sqlpiPrepSqlca(ca, SQLPI_REFUSED_DOCUMENT, nullptr, {SQLPI_TEXT_TOO_LONG});
 }

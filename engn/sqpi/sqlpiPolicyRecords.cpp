@@ -1,9 +1,7 @@
 /* Owned texts of the configuration records. */
 #include "sqlpiPolicyRecords.h"
 
-#include <cstring>
-
-#include "memoryPool.h"
+#include "sqlpiOwn.h"
 
 namespace {
 
@@ -17,14 +15,11 @@ void release(char*& field) noexcept {
 }  // namespace
 
 bool sqlpiSetOwnedText(char*& field, std::string_view text) noexcept {
-    auto* copy = static_cast<char*>(sqlogmblkEx(nullptr, text.size() + 1, tag, __LINE__));
-    if (copy != nullptr) {
-        if (!text.empty()) std::memcpy(copy, text.data(), text.size());
-        copy[text.size()] = '\0';
-    }
+    sqlpiBlock copy = sqlpiTakeBlock(text.size() + 1, tag);
+    if (copy != nullptr) copy.get()[text.copy(copy.get(), text.size())] = '\0';
     release(field);
-    field = copy;
-    return copy != nullptr;
+    field = copy.release();
+    return field != nullptr;
 }
 
 void sqlpiReleaseTexts(backupPolicy& policy) noexcept {

@@ -10,9 +10,11 @@
 #include "messages.h"
 #include "sqlpiCliHandles.h"
 #include "sqlpiFormat.h"
+#include "sqlpiMemory.h"
 #include "sqlpiNumber.h"
 #include "sqlpiOwn.h"
 #include "sqlpiPolicyGen.h"
+#include "sqlpiPolicyKeys.h"
 #include "sqlpiPolicyUtil.h"
 #include "sqlpiStatsProfAppl.h"
 #include "sqlpiText.h"
@@ -58,12 +60,27 @@ void appendLiteral(sqlpiTextBuilder& statement, const Key& key) noexcept {
     statement.append("'");
 }
 
-/* The number behind the last such label of a description; -1 without one. */
-int64_t numberBehind(const char* description, const char* label) noexcept {
-    const std::string_view text(description);
-    const size_t place = text.rfind(label);
-    return place == std::string_view::npos ? -1 : sqlpiToInt64(description + place + std::strlen(label));
+/* What stands behind the last such label of a terminated text; null without one. */
+const char* findBehind(const char* text, std::string_view label) noexcept {
+    const size_t place = std::string_view(text).rfind(label);
+    return place == std::string_view::npos ? nullptr : text + place + label.size();
 }
+
+/* The settings in a description of the reorg policy, each the number behind its label; -1 without one. */
+struct DescribedSettings {
+    int64_t reclaim = -1;
+    int64_t pages = -1;
+
+    /* Labels count behind the options only: a table filter stands before them. */
+    explicit DescribedSettings(const char* description) noexcept {
+        const char* const options = findBehind(description, "Reorganization options: ");
+        if (options == nullptr) return;
+        if (const char* number = findBehind(options, "Reclaim Extents Size for MDC Tables: "))
+            reclaim = sqlpiToInt64(number);
+        if (const char* number = findBehind(options, "Number of Index Pseudo Emptypage for Volatile Tables: "))
+            pages = sqlpiToInt64(number);
+    }
+};
 
 class Install {
 public:
@@ -101,7 +118,10 @@ public:
 private:
     void setState(const char* state) noexcept { std::memcpy(sqlstate_, state, SQLUDF_STATE_SIZE); }
 
+    /* The first failure of a call is the one that is told. */
     bool fail(const sqlca& ca) noexcept {
+        if (failed_) return false;
+        failed_ = true;
         setState("58004");
         const sqlpiBlock text = sqlpiTakeBlock(messageBufferSize, tag);
         if (text != nullptr && sqlaintp_api(text.get(), messageBufferSize, 0, SQL_MESSAGE_FILE, &ca) > 0)
@@ -118,7 +138,7 @@ private:
     bool failArgument(const char* position) noexcept {
         sqlca ca;
         sqloinca(&ca);
-        sqlpiPrepSqlca(ca, -171, nullptr, {position, install});
+        sqlpiPrepSqlca(ca, SQLPI_BAD_ARGUMENT, nullptr, {position, install});
         return fail(ca);
     }
 
@@ -199,19 +219,26 @@ private:
     int32_t replace() noexcept {
         const sqlpiBlock before = sqlpiTakeBlock(descriptionSize, tag);
         const sqlpiBlock after = sqlpiTakeBlock(descriptionSize, tag);
-        if (before == nullptr || after == nullptr) return failNoMemory();
+        if (before == nullptr || after == nullptr) {
+            failNoMemory();
+            return -1;
+        }
+        const sqlpiMemoryWatch watch;
         describe(before.get(), 20);
+        if (watch.sawShortage()) {
+            failNoMemory();  // the description may lack a setting that is to be kept
+            return -1;
+        }
         const bool replaced = execute();
         const bool carried = carryReorgSettingsOver(before.get());
         if (describe(after.get(), 40)) notify(before.get(), after.get());
         return replaced && carried ? 0 : -1;
     }
-    int32_t failNoMemory() noexcept {
+    bool failNoMemory() noexcept {
         sqlca ca;
         sqloinca(&ca);
-        sqlpiReportNoMemory(ca, install, 30, "Out of memory. Unable to allocate object.");
-        fail(ca);
-        return -1;
+        sqlpiReportNoMemory(ca, install, 30);
+        return fail(ca);
     }
 
     /* Whatever the keys are: administrators' tools write reorg policies that do not know these two settings, and rely
@@ -219,28 +246,30 @@ private:
     bool carryReorgSettingsOver(const char* before) noexcept {
         sqlpiReorgPolicy reorg = {};
         bool changed = false;
+        const sqlpiMemoryWatch watch;
         sqlpiGetReorg(&reorg, nullptr, &changed);
         const sqlpiBlock filter(reorg.tablesFilter, sqlpiFreeBlock{tag});
-        const int64_t reclaim = numberBehind(before, "Reclaim Extents Size for MDC Tables: ");
-        const int64_t pages = numberBehind(before, "Number of Index Pseudo Emptypage for Volatile Tables: ");
-        const bool carriesReclaim = reorg.reclaimExtentsSizeForMDCTables != 0 || reclaim >= 0;
-        const bool carriesPages = reorg.numInxPseudoEmptyPagesForVolatileTables != 0 || pages >= 0;
-        if (!carriesReclaim && !carriesPages) return true;
-        if (carriesReclaim) reorg.reclaimExtentsSizeForMDCTables = reclaim < 0 ? 0 : static_cast<uint64_t>(reclaim);
-        if (carriesPages) reorg.numInxPseudoEmptyPagesForVolatileTables = pages < 0 ? 0 : static_cast<uint64_t>(pages);
+        if (watch.sawShortage()) return failNoMemory();
+        // Only the reorg policy is described with them; others may have a filter that reads like its description.
+        const DescribedSettings old(SQLPI_REORG_KEY.name == std::string_view(name_.text) ? before : "");
+        uint64_t& reclaim = reorg.reclaimExtentsSizeForMDCTables;
+        uint64_t& pages = reorg.numInxPseudoEmptyPagesForVolatileTables;
+        if (reclaim == 0 && pages == 0 && old.reclaim < 0 && old.pages < 0) return true;
+        reclaim = static_cast<uint64_t>(std::max<int64_t>(old.reclaim, 0));
+        pages = static_cast<uint64_t>(std::max<int64_t>(old.pages, 0));
         return storeReorg(reorg);
     }
 
     bool storeReorg(const sqlpiReorgPolicy& reorg) noexcept {
         const auto record = sqlpiMakePlain<sqlpiReleasedRecord<reorgPolicy>>();
         const sqlpiBlock document = sqlpiTakeBlock(carriedDocumentSize, tag);
-        if (record == nullptr || document == nullptr) return failNoMemory() == 0;
+        if (record == nullptr || document == nullptr) return failNoMemory();
         std::memset(document.get(), 0, carriedDocumentSize);
         if (sqlpiFillAutoReorgValues(&reorg, record.get()) != SQLPI_CONFIG_OK ||
             sqlpiGenerateOldReorgPolicy(*record, document.get()) != SQLPI_CONFIG_OK) {
             sqlca ca;
             sqloinca(&ca);
-            sqlpiPrepSqlca(ca, -1447, nullptr, {"6"});
+            sqlpiPrepSqlca(ca, SQLPI_REFUSED_DOCUMENT, nullptr, {SQLPI_TEXT_TOO_LONG});
             return fail(ca);
         }
         return bind(document.get(), std::strlen(document.get())) && execute();
@@ -269,6 +298,7 @@ private:
     char* message_;
     const sqludf_dbinfo* dbinfo_;
 
+    bool failed_ = false;
     SQLSMALLINT fileNameLength_ = 0;
     SQLUINTEGER fileOptions_ = SQL_FILE_READ;
     SQLLEN boundLength_ = 0;
@@ -332,7 +362,7 @@ void kelPolicyRetrieve(const char* med, const char* decision, const char* name, 
     sqlpiTextBuilder query(text, sizeof text);
     const char* position = "1";
     if (!buildQuery(query, {med, decision, name}, nullIndicators, position)) {
-        sqlpiPrepSqlca(*ca, -171, nullptr, {position, retrieve});
+        sqlpiPrepSqlca(*ca, SQLPI_BAD_ARGUMENT, nullptr, {position, retrieve});
         std::memcpy(ca->sqlstate, "5U0ZZ", sizeof ca->sqlstate);
         return;
     }

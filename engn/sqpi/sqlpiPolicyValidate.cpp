@@ -216,6 +216,12 @@ public:
         setIncludeIgnorableWhitespace(false);
     }
 
+    /* What later versions allow in a text, the stored document does not, which is 1.0. */
+    void XMLDecl(const XMLCh* const version, const XMLCh* const encoding, const XMLCh* const standalone,
+                 const XMLCh* const actualEncoding) override {
+        if (std::u16string_view(version) != u"1.0") endIf(u"The document is not of XML version 1.0.");
+        sqlpiBoundedParser::XMLDecl(version, encoding, standalone, actualEncoding);
+    }
     void doctypeDecl(const xercesc::DTDElementDecl& root, const XMLCh* const publicId, const XMLCh* const systemId,
                      const bool hasInternalPart, const bool hasExternalPart) override {
         if (hasExternalPart) endIf(u"The document refers to an external entity, which is never read.");
@@ -224,6 +230,21 @@ public:
     void startAttList(const xercesc::DTDElementDecl& /*element*/) override {
         endIf(u"The document declares attributes of its own, which have no effect.");
     }
+    /* A root that the document declares itself would be judged by the document instead of the schema. */
+    void elementDecl(const xercesc::DTDElementDecl& /*element*/, const bool /*isIgnored*/) override {
+        endIf(u"The document declares elements of its own, which no policy has.");
+    }
+    /* The XML library goes through all attributes of a tag before it tells of the element. Each one that the schema
+     * does not know is a mistake, and is remembered in a table that names can be made to be slow in. */
+    void error(const unsigned int code, const XMLCh* const domain, const xercesc::XMLErrorReporter::ErrTypes type,
+               const XMLCh* const text, const XMLCh* const systemId, const XMLCh* const publicId, const XMLFileLoc line,
+               const XMLFileLoc column) override {
+        checkAttributes(++mistakes_);
+        sqlpiBoundedParser::error(code, domain, type, text, systemId, publicId, line, column);
+    }
+
+private:
+    size_t mistakes_ = 0;
 };
 
 /* Neither the encoding that the parser used nor the one that the document declares is another one. */
@@ -275,15 +296,20 @@ uint32_t validate(const PolicyType* type, std::string_view document, char* worki
     ConfigParser parser(memory, grammars, document.size());
     const sqlpi_document_source source(document, memory, u"policy", &parser);
     parser.setErrorHandler(&reporter);
+    const auto refuseBeginning = [&ca] {
+        return refuse(20, "Parse first element is failed. ", SQLPI_REFUSED_DOCUMENT, {"4"}, ca);
+    };
     xercesc::XMLPScanToken place;
     try {
-        if (!parser.parseFirst(source, place))
-            return refuse(20, "Parse first element is failed. ", SQLPI_REFUSED_DOCUMENT, {"4"}, ca);
+        if (!parser.parseFirst(source, place)) return refuseBeginning();
         while (parser.getErrorCount() == 0 && parser.parseNext(place)) {
         }
     } catch (const xercesc::SAXParseException& ended) {
         reporter.fatalError(ended);
         return refuseMistake(reporter.last(), ca);
+    } catch (const xercesc::XMLException& ended) {  // a declaration that cannot be decoded
+        reporter.fatalError({ended.getMessage(), u"", u"", 1, 1});
+        return refuseBeginning();
     } catch (...) {
         if (!memory.passedStackBound()) throw;
         reporter.fatalError({u"The document's declarations are nested too deeply.", u"", u"", 0, 0});
@@ -323,7 +349,7 @@ uint32_t sqlpiValidateDocument(const char* policyType, std::string_view document
         status = validate(findType(policyType), document, working.get(), reporter, ca);
         if (status == SQLPI_CONFIG_OK) std::memcpy(output, working.get(), std::strlen(working.get()) + 1);
     } catch (...) {
-        sqlpiReportNoMemory(function, ca);
+        sqlpiReportNoMemory(ca, function, 20);
     }
     if (mistake != nullptr && reporter.foundMistake()) *mistake = reporter.last();
     return trace.exit(status);

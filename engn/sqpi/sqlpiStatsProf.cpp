@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "logs.h"
+#include "sqlpiMemory.h"
 #include "sqlpiNumber.h"
 #include "sqlpiTrace.h"
 #include "sqlpiTreeWalk.h"
@@ -30,7 +31,7 @@ const char* filterOf(SQLPIPolicyElement& element) noexcept {
 char* copyToPool(const char* text) noexcept {
     if (text == nullptr) return nullptr;
     const size_t size = std::strlen(text) + 1;
-    void* copy = sqlogmblkEx(nullptr, size, "sqlpiStatsProf", __LINE__);
+    void* copy = sqlpiTakeMemory(nullptr, size, "sqlpiStatsProf", __LINE__);
     return static_cast<char*>(copy == nullptr ? nullptr : std::memcpy(copy, text, size));
 }
 

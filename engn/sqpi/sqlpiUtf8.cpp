@@ -1,5 +1,6 @@
 #include "sqlpiUtf8.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -26,7 +27,7 @@ char32_t nextCharacter(std::u16string_view text, size_t& at) noexcept {
 size_t copyAscii(std::u16string_view text, char* out) noexcept {
     constexpr size_t step = 4;
     size_t done = 0;
-    while (text.size() - done >= step) {
+    while (std::endian::native == std::endian::little && text.size() - done >= step) {
         uint64_t units;
         std::memcpy(&units, text.data() + done, sizeof units);
         if ((units & 0xFF80FF80FF80FF80U) != 0) break;

@@ -90,7 +90,9 @@ TEST_F(LoadedLibrary, offersItsEntries) {
     for (const char* name : functions) EXPECT_NE(dlsym(library_.get(), name), nullptr) << name;
     for (const char* name : data) EXPECT_NE(dlsym(library_.get(), name), nullptr) << name;
     for (const char* name : classes) EXPECT_NE(dlsym(library_.get(), name), nullptr) << name;
-    for (const char* name : {"sqlpiPrepSqlca", "sqlpiGetBackupFormatStrings", "_Z14sqlpiPrepSqlca"})
+    for (const char* name :
+         {"_Z14sqlpiPrepSqlcaR5sqlcaiPKcSt16initializer_listISt17basic_string_viewIcSt11char_traitsIcEEE",
+          "_Z27sqlpiGetBackupFormatStringsPciRK17sqlpiBackupPolicy"})
         EXPECT_EQ(dlsym(library_.get(), name), nullptr) << name << " is the library's own";
 }
 

@@ -3,12 +3,12 @@
 #define TESTS_UNIT_CONFIG_SUPPORT_H
 
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/wholeFile.h"
 #include "sqlpiPolicyConfig.h"
 #include "unit/servicesSupport.h"
 
@@ -157,21 +157,7 @@ inline Outcome setFile(const Argument& type, const Argument& name, int16_t typeN
     });
 }
 
-/* The row as it is stored; nothing when there is none. */
-inline std::optional<std::string> storedText(const Type& type) {
-    sqlca ca = {};
-    char* text = nullptr;
-    int length = 0;
-    if (sqlpiReadPolicyFromTable(type.name, &text, &length, ca) != SQLPI_CONFIG_OK) return {};
-    std::string stored(text, static_cast<size_t>(length));
-    sqlofmblkEx(text, "test", 0);
-    return stored;
-}
-
-inline std::string readWhole(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+using hosttest::readWhole;
 inline void writeWhole(const std::string& path, const std::string& content) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << content;

@@ -1,7 +1,9 @@
 // The host that fails on demand does so at the planned call, and leaves the real host in order.
 #include <vector>
 
+#include "bindFile.h"
 #include "clock.h"
+#include "embeddedSql.h"
 #include "engineState.h"
 #include "faulty.h"
 #include "files.h"
@@ -229,6 +231,23 @@ TEST_F(FaultyHost, SuccessWithInformationIsCarriedOut) {
     faulty::failCall(Service::SQLExecute, 1, Duration::once, SQL_SUCCESS_WITH_INFO);
     EXPECT_EQ(client.insert("a", "<x/>"), SQL_SUCCESS_WITH_INFO);
     EXPECT_EQ(client.document("a"), "<x/>");
+}
+
+// What is written is on the device when the close says so.
+TEST_F(FaultyHost, ABinderSaysThatItsMessagesMayBeLost) {
+    const std::string bindFile = instancePath() + "/bnd/p.bnd";
+    const std::string messages = instancePath() + "/bnd/messages";
+    std::ofstream(bindFile) << kelhost::writeBindFile(
+        {"NULLID", "P", {{kelhost::SectionKind::cursor, "SELECT 1", {}, {{}}}}});
+    for (const Service service : {Service::ossFileWrite, Service::ossFileClose}) {
+        const faulty::Scope scope;
+        sqlca ca;
+        EXPECT_EQ(sqlabndx(bindFile.c_str(), messages.c_str(), nullptr, &ca), 0);
+        ASSERT_TRUE(faulty::failCall(service, service == Service::ossFileClose ? 2 : 1));
+        EXPECT_EQ(sqlabndx(bindFile.c_str(), messages.c_str(), nullptr, &ca), 25) << faulty::serviceName(service);
+        EXPECT_EQ(hosttest::tokensOf(ca), "no messages could be written to \"messages\"");
+        EXPECT_EQ(faulty::failures(service), 1U);
+    }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <map>
 #include <random>
 
+#include "proofSize.h"
 #include "unit/maintWinCases.h"
 #include "unit/maintWinMinutes.h"
 
@@ -90,7 +91,7 @@ TEST_P(MaintWinMinutes, AnswersAsTheClockOnTheWallDoes) {
     const Zone& zone = GetParam();
     const ZoneScope scope(zone.name);
     const std::vector<int64_t> changes = clockChanges(zone);
-    constexpr uint64_t cases = 1500;
+    const auto cases = static_cast<uint64_t>(proofSize("KELPOLICY_WINDOW_MINUTES", 1500));
     std::map<Difference, int> differences;
     int undecided = 0;
     int alike = 0;
@@ -143,6 +144,7 @@ TEST_P(MaintWinMinutes, AnswersAsTheClockOnTheWallDoes) {
         EXPECT_GT(differences[Difference::skippedTime], 0);
         EXPECT_GT(differences[Difference::doubledTime], 0);
     }
+    RecordProperty("alike", alike);
     for (const auto& [why, count] : differences)
         RecordProperty("difference" + std::to_string(static_cast<int>(why)), count);
 }

@@ -3,6 +3,7 @@
 
 #include <ostream>
 
+#include "proofSize.h"
 #include "unit/maintWinCases.h"
 #include "unit/maintWinReference.h"
 
@@ -21,7 +22,7 @@ void PrintTo(const Batch& batch, std::ostream* stream) {
 }
 
 constexpr int BATCHES = 4;
-constexpr uint64_t CASES = 36000;
+const auto CASES = static_cast<uint64_t>(proofSize("KELPOLICY_WINDOWS", 36000));  // of a batch
 
 class MaintWinRandom : public testing::TestWithParam<Batch> {};
 
@@ -52,6 +53,7 @@ TEST_P(MaintWinRandom, AnswersAsAWalkOverTheDaysDoes) {
         ASSERT_EQ(sqlpiIs24x7MaintWindow(&question.info), maintWinReference::is24x7(question.info) ? 1 : 0) << where;
         found += static_cast<uint64_t>(wanted);
     }
+    RecordProperty("cases", std::to_string(CASES));
     // The draw must ask questions of both kinds.
     EXPECT_GT(found, CASES / 4);
     EXPECT_LT(found, CASES - CASES / 20);

@@ -2,13 +2,12 @@
 #ifndef TESTS_UNIT_PARSER_SUPPORT_H
 #define TESTS_UNIT_PARSER_SUPPORT_H
 
-#include <pthread.h>
-
 #include <string>
 #include <vector>
 
 #include "balance.h"
 #include "hostLogs.h"
+#include "smallStack.h"
 #include "sqlpiPolicyParserHooks.h"
 #include "sqlpiXmlPlatform.h"
 #include "trees.h"
@@ -54,25 +53,16 @@ inline std::string repeated(const std::string& text, size_t times) {
     return result;
 }
 
+/* Of `length` pairs of letters; the XML library has one hash for all of one length. */
+inline std::string collidingName(size_t number, size_t length) {
+    std::string name;
+    for (size_t i = 0; i < length; ++i) name += (number >> i & 1U) != 0 ? "az" : "bT";
+    return name;
+}
+
 inline std::string textOf(const std::string& document) {
     const Tree tree = parseTree(document);
     return tree == nullptr ? "no tree" : tree->text == nullptr ? "no text" : tree->text;
-}
-
-/* Runs on a thread whose stack is as small as an engine's agents may have. */
-template <class Work>
-void onSmallStack(Work work) {
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 64 * 1024), 0);
-    pthread_t thread{};
-    const auto run = [](void* argument) -> void* {
-        (*static_cast<Work*>(argument))();
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, &attributes, run, &work), 0);
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
 }
 
 #endif

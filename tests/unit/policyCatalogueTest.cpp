@@ -200,8 +200,38 @@ static_assert(
     haveOrdinaryBase<SQLPIArithmeticOperator, SQLPIPlus, SQLPIMinus, SQLPIMult, SQLPIDiv, SQLPIUnaryOperator>);
 static_assert(haveOrdinaryBase<SQLPIUnaryOperator, SQLPIUnaryMinus>);
 static_assert(haveOrdinaryBase<SQLPIDateTimeRange, SQLPITimePeriod>);
-/* Classes without data of their own add none. */
-static_assert(sizeof(SQLPIMetadata) == sizeof(SQLPIOperator) && sizeof(SQLPIAnd) == sizeof(SQLPIOperator));
+/* Classes without data of their own are as large as classes that are empty. */
+template <class Base>
+struct EmptyOverVirtual : virtual Base {};
+template <class Base>
+struct EmptyOver : Base {};
+template <class Empty, class... Classes>
+constexpr bool addNoData = ((sizeof(Classes) == sizeof(Empty)) && ...);
+
+static_assert(sizeof(EmptyOverVirtual<SQLPIPolicyElement>) < sizeof(SQLPIStatsProfPopulation));
+static_assert(addNoData<EmptyOverVirtual<SQLPIPolicyElement>, SQLPIExpression, SQLPIOperator, SQLPIDateTimeRange>);
+static_assert(
+    addNoData<EmptyOverVirtual<SQLPIPolicyElement>, SQLPIPolicyDocument, SQLPIMetadata, SQLPIDecisionSection,
+              SQLPIPreconditionSection, SQLPIPolicySection, SQLPIMEDScopeName, SQLPIASValue, SQLPIASName,
+              SQLPIResultValue, SQLPIResultName, SQLPIDecisionName, SQLPIPrecondition, SQLPIDecisionReference,
+              SQLPIACPolicy, SQLPIScope, SQLPIBusinessValue, SQLPIPreconditionReference, SQLPIConst,
+              SQLPISimplePolicyCondition, SQLPILowerBound, SQLPIUpperBound, SQLPISet, SQLPIMonthOfYearMask,
+              SQLPIDayOfMonthMask, SQLPIDayOfWeekMask, SQLPITimeOfDayMask, SQLPINop, SQLPISensors, SQLPITables,
+              SQLPIIndexes, SQLPIMode, SQLPIPathname, SQLPIStatsProfFlag, SQLPIStatsProfSensors, SQLPIStatsProfDecision,
+              SQLPIStatsProfActionName, SQLPIStatsProfAction, SQLPIStatsProfFeedbackWh>);
+static_assert(addNoData<EmptyOverVirtual<SQLPIReferredElement>, SQLPIDecision, SQLPIGoalConstraint,
+                        SQLPISimplePolicyAction, SQLPIPolicyTimePeriodCondition>);
+static_assert(addNoData<EmptyOver<SQLPIPolicyDocument>, SQLPIKELPolicyDocument>);
+static_assert(addNoData<EmptyOver<SQLPIString>, SQLPIDescription, SQLPISimplePolicyActionName>);
+static_assert(addNoData<EmptyOver<SQLPIExpression>, SQLPILogicalExpression, SQLPIArithmeticExpression>);
+static_assert(addNoData<EmptyOver<SQLPIOperator>, SQLPILogicalOperator, SQLPIArithmeticOperator>);
+static_assert(addNoData<EmptyOver<SQLPILogicalOperator>, SQLPIAnd, SQLPIOr, SQLPINot, SQLPIEqual, SQLPIGreaterThan,
+                        SQLPILessThan, SQLPILessThanEq, SQLPIGreaterThanEq, SQLPIStrlen, SQLPIStrExpr, SQLPIStrEq,
+                        SQLPIStrLT, SQLPIStrGT, SQLPIStrsw, SQLPIStrew>);
+static_assert(
+    addNoData<EmptyOver<SQLPIArithmeticOperator>, SQLPIPlus, SQLPIMinus, SQLPIMult, SQLPIDiv, SQLPIUnaryOperator>);
+static_assert(addNoData<EmptyOver<SQLPIUnaryOperator>, SQLPIUnaryMinus>);
+static_assert(addNoData<EmptyOver<SQLPIDateTimeRange>, SQLPITimePeriod>);
 
 TEST_F(PolicyCatalogue, AnIdentifierInADocumentIsNotKept) {
     for (const char* name : {"Decision", "Interval", "GoalConstraint", "SimplePolicyAction",

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <optional>
 #include <thread>
 
 #include "faulty.h"
@@ -27,7 +28,7 @@ protected:
         EXPECT_EQ(outcome.tokens, tokens);
         EXPECT_EQ(takeComplaints(), logged);
     }
-    std::string row() const { return *config::storedText(config::types[1]); }
+    static std::string row() { return *services::stored(SQLPI_BACKUP_KEY); }
     Strings filesInTmp() const {
         Strings names;
         for (const auto& entry : fs::recursive_directory_iterator(tmp(""))) names.push_back(entry.path().filename());
@@ -121,14 +122,17 @@ TEST_F(PolicyConfigFile, APathThatBecomesTooLongIsRefused) {
 }
 
 TEST_F(PolicyConfigFile, ADirectoryThatCannotBeMadeIsTold) {
+    const std::string unable =
+        "unable to create the directory under instance-home/tmp, for writing the  policy file \n";
     config::writeWhole(tmp("file"), "x");
-    expectRefused(getFile("AUTO_BACKUP", "file/p.xml"), -1448, {"file/p.xml"},
-                  {"AutoMaintGetPolicy error, input policy file file/p.xml does not exist \n"});
+    expectRefused(getFile("AUTO_BACKUP", "file/p.xml"), -1448, {"file/p.xml"}, {unable});
+    expectRefused(getFile("AUTO_BACKUP", "file/deeper/p.xml"), -1448, {"file/deeper/p.xml"}, {unable});
+    expectRefused(setFile("AUTO_BACKUP", "file/p.xml"), -1436, {"file/p.xml"},
+                  {"AutoMaintSetPolicy error, input policy file file/p.xml does not exist \n"});
     const faulty::Scope scope;
     faulty::failCall(Service::ossDirectoryCreate, 1);
     const std::string name = std::string(45, 'n') + "/p.xml";
-    expectRefused(getFile("AUTO_BACKUP", name), -1448, {std::string(40, 'n')},
-                  {"unable to create the directory under instance-home/tmp, for writing the  policy file \n"});
+    expectRefused(getFile("AUTO_BACKUP", name), -1448, {std::string(40, 'n')}, {unable});
 }
 
 TEST_F(PolicyConfigFile, LinksPipesAndDirectoriesAreRefused) {
@@ -255,7 +259,7 @@ TEST_F(PolicyConfigFile, AReaderSeesTheOldFileOrTheNew) {
     ASSERT_NE(newDocument, document_);
     std::atomic<bool> done = false;
     std::atomic<int> seen = 0;
-    std::string strange;
+    std::optional<std::string> strange;
     std::thread reader([&] {
         while (!done) {
             const std::string content = config::readWhole(tmp("p.xml"));
@@ -267,7 +271,7 @@ TEST_F(PolicyConfigFile, AReaderSeesTheOldFileOrTheNew) {
     for (int i = 0; i < 50; ++i) EXPECT_TRUE(getFile("AUTO_BACKUP", "p.xml").isDone());
     done = true;
     reader.join();
-    EXPECT_EQ(strange, "");
+    EXPECT_EQ(strange, std::nullopt);
     EXPECT_EQ(config::readWhole(tmp("p.xml")), newDocument);
 }
 

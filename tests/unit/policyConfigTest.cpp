@@ -1,7 +1,6 @@
 /* Getting and setting policies as documents: what is stored, what comes back, what is told. */
 #include "unit/configSupport.h"
 
-#include "sqlpiFormat.h"
 #include "sqlpiPolicyGen.h"
 #include "trace.h"
 
@@ -11,16 +10,12 @@ using config::getDocument;
 using config::Outcome;
 using config::setDocument;
 using config::types;
+using services::describe;
+using services::stored;
 
 using Strings = std::vector<std::string>;
 
 class PolicyConfig : public config::ProceduresTest {};
-
-std::string describe(const char* name) {
-    char text[4096];
-    EXPECT_EQ(sqpiGetPolicyFormatString(text, sizeof text, name), SQLPI_FORMAT_OK);
-    return text;
-}
 
 TEST_F(PolicyConfig, WhatIsSetIsInForceAndComesBack) {
     for (const config::Type& type : types) {
@@ -53,10 +48,10 @@ TEST_F(PolicyConfig, WhatIsSetIsInForceAndComesBack) {
 TEST_F(PolicyConfig, ChangesOnlyTheRowOfTheType) {
     for (const config::Type& type : types) {
         std::vector<std::optional<std::string>> before;
-        for (const config::Type& other : types) before.push_back(config::storedText(other));
+        for (const config::Type& other : types) before.push_back(stored(other.key));
         ASSERT_TRUE(setDocument(type.name, config::soundDocument(type.name)).isDone());
         for (size_t i = 0; i < std::size(types); ++i)
-            EXPECT_EQ(config::storedText(types[i]) != before[i], types[i].name == type.name)
+            EXPECT_EQ(stored(types[i].key) != before[i], types[i].name == type.name)
                 << types[i].name << " after a set of " << type.name;
     }
 }
@@ -67,7 +62,7 @@ TEST_F(PolicyConfig, StoresTheGeneratedTextToTheByte) {
     std::strcpy(record->filterCondition, "X > 1");
     std::vector<char> text(SQLPI_OLD_POLICY_SIZE);
     ASSERT_EQ(sqlpiGenerateOldRunsatsPolicy(*record, text.data()), SQLPI_CONFIG_OK);
-    EXPECT_EQ(config::storedText(types[3]), text.data());
+    EXPECT_EQ(stored(types[3].key), text.data());
 }
 
 TEST_F(PolicyConfig, TellsTheAdministratorsWhatChanged) {
@@ -165,11 +160,11 @@ TEST_F(PolicyConfig, ANullDocumentIsRefusedBelowTheEntriesToo) {
 }
 
 TEST_F(PolicyConfig, ADocumentThatIsNotValidLeavesTheRow) {
-    const std::string before = *config::storedText(types[1]);
+    const std::string before = *stored(types[1].key);
     const Outcome outcome = setDocument("AUTO_BACKUP", config::backup("<CloudBackupTarget/>"));
     EXPECT_EQ(outcome.sqlcode, -1437) << outcome;
     EXPECT_EQ(outcome.sqlstate, "5U0ZZ");
-    EXPECT_EQ(config::storedText(types[1]), before);
+    EXPECT_EQ(stored(types[1].key), before);
     EXPECT_TRUE(recordsOf(kelhost::LogKind::administration).empty());
     const Strings complaints = takeComplaints();
     ASSERT_EQ(complaints.size(), 4u);
@@ -192,11 +187,11 @@ TEST_F(PolicyConfig, TextThatWouldBeCutIsRefused) {
           std::pair(types[2], config::reorg(std::string(4000, 'x'))),
           std::pair(types[1], config::backup("<TapeBackupTarget><PathName>/" + std::string(2047, 'p') +
                                              "</PathName></TapeBackupTarget>"))}) {
-        const auto before = config::storedText(type);
+        const auto before = stored(type.key);
         const Outcome outcome = setDocument(type.name, document);
         EXPECT_EQ(outcome.sqlcode, -1447) << type.name;
         EXPECT_EQ(outcome.tokens, Strings{"6"}) << type.name;
-        EXPECT_EQ(config::storedText(type), before) << type.name;
+        EXPECT_EQ(stored(type.key), before) << type.name;
     }
 }
 
@@ -210,7 +205,7 @@ TEST_F(PolicyConfig, ARowThatIsNotThereIsAFailure) {
             EXPECT_EQ(outcome.sqlcode, 100);
             EXPECT_EQ(outcome.sqlstate, "02000");
         }
-        EXPECT_FALSE(config::storedText(type).has_value());
+        EXPECT_FALSE(stored(type.key).has_value());
     }
     EXPECT_TRUE(recordsOf(kelhost::LogKind::administration).empty());
 }
@@ -247,7 +242,9 @@ TEST_F(PolicyConfig, AnEmptyStoredTextFailsTheGet) {
     services::store(SQLPI_BACKUP_KEY, "");
     const Outcome outcome = getDocument("AUTO_BACKUP");
     EXPECT_EQ(outcome.status, SQLPI_CONFIG_FAILED);
+    EXPECT_EQ(outcome.sqlcode, -1438);
     EXPECT_EQ(outcome.sqlstate, "5U0ZZ");
+    EXPECT_EQ(outcome.documentNull, SQLUDF_NULL);
     EXPECT_EQ(outcome.document, "");
 }
 

@@ -7,11 +7,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "host/wholeFile.h"
 #include "memoryPool.h"
 #include "sqlpiPolicyGen.h"
 #include "unit/balance.h"
@@ -20,9 +20,8 @@ namespace generated {
 
 inline std::string golden(const std::string& name) {
     const std::string path = std::string(KELPOLICY_TEST_DATA) + "/generated/" + name + ".xml";
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file.is_open()) << path;
-    return {std::istreambuf_iterator<char>(file), {}};
+    EXPECT_TRUE(std::filesystem::exists(path)) << path;
+    return hosttest::readWhole(path);
 }
 
 /* A zeroed configuration record that gives its owned texts back. */

@@ -119,11 +119,17 @@ TEST_F(PolicyList, InsertsBeforeAPosition) {
     EXPECT_EQ(list.last, &c);
 }
 
-TEST_F(PolicyList, InsertingBeforePositionOneComesBehindTheHead) {
+class FirstPosition : public PolicyList, public testing::WithParamInterface<uint32_t> {};
+INSTANTIATE_TEST_SUITE_P(IsBoth, FirstPosition, testing::Values(0U, 1U));
+
+TEST_P(FirstPosition, InsertsBehindTheHead) {
     addAll();
-    list.insertElement(&d, 1);
+    list.insertElement(&d, GetParam());
     EXPECT_EQ(walk(), (std::vector{&a, &d, &b, &c}));
     EXPECT_EQ(list.first, &a);
+    EXPECT_EQ(list.last, &c);
+    EXPECT_EQ(d.getPrevious(), &a);
+    EXPECT_EQ(b.getPrevious(), &d);
 }
 
 TEST_F(PolicyList, DeletesTheTail) {
@@ -134,10 +140,12 @@ TEST_F(PolicyList, DeletesTheTail) {
     EXPECT_EQ(c.getPrevious(), &b) << "the node itself is left alone";
 }
 
-TEST_F(PolicyList, DeletesInTheMiddleAndLeavesTheCursor) {
+TEST_P(FirstPosition, DeletesBehindTheHeadAndLeavesTheCursor) {
     addAll();
     list.getNextElement();
-    list.deleteElement(1);
+    list.deleteElement(GetParam());
+    EXPECT_EQ(list.first, &a);
+    EXPECT_EQ(list.last, &c);
     EXPECT_EQ(list.current, &b);
     EXPECT_EQ(a.getNext(), &c);
     EXPECT_EQ(c.getPrevious(), &a);
@@ -172,6 +180,7 @@ TEST_F(PolicyList, AStringKeepsThePointerItIsGiven) {
     EXPECT_EQ(string.data, characters);
     EXPECT_EQ(string.length, 7U);
     EXPECT_EQ(static_cast<char*>(string), characters);
+    EXPECT_EQ(SQLPIString(nullptr).length, 0U);
     char other[] = "abc";
     string.setData(other, 2);
     EXPECT_EQ(static_cast<char*>(string), other);

@@ -1,6 +1,7 @@
 /* What a parse is made of: handlers, resolver, source, trace. */
 #include <memory>
 #include <stdexcept>
+#include <tuple>
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/BinInputStream.hpp>
 #include <xercesc/util/PanicHandler.hpp>
@@ -55,6 +56,7 @@ TEST_F(ParserCompanions, TheErrorHandlerForgetsOnReset) {
     EXPECT_EQ(logs.texts(LogKind::diagnostic),
               (std::vector<std::string>{"XMLRD Warning: m\xC3\xA4ssage", "XMLRD Panic: m\xC3\xA4ssage",
                                         "XMLRD Panic: m\xC3\xA4ssage"}));
+    EXPECT_EQ(logs.records(LogKind::diagnostic).front().probe, 10U) << "of the warning";
 }
 
 TEST_F(ParserCompanions, TheHandlerKeepsTrackOfTags) {
@@ -71,18 +73,49 @@ TEST_F(ParserCompanions, TheHandlerKeepsTrackOfTags) {
     handler.characters(nullptr, 5);
     handler.characters(u"", 0);
     handler.endElement(u"And");
+    EXPECT_EQ(handler.currentType, SQLPI_ELEMENT_AND);
+    EXPECT_EQ(handler.previousType, SQLPI_ELEMENT_AND) << "its start tag";
     EXPECT_EQ(handler.lastAction, 1);
     EXPECT_EQ(handler.previousAction, 0);
     EXPECT_EQ(handler.current, handler.root);
     handler.endElement(u"PolicyDocument");
+    EXPECT_EQ(handler.currentType, SQLPI_ELEMENT_POLICY_DOCUMENT);
+    EXPECT_EQ(handler.previousType, SQLPI_ELEMENT_AND);
     EXPECT_EQ(handler.previousAction, 1);
     EXPECT_EQ(handler.current, nullptr);
     handler.endElement(u"Stray");
+    EXPECT_EQ(handler.currentType, SQLPI_ELEMENT_NONE);
+    EXPECT_EQ(handler.previousType, SQLPI_ELEMENT_POLICY_DOCUMENT);
     handler.characters(u"nowhere", 7);
     handler.startElement(u"Or", attributes);
     EXPECT_EQ(handler.current, nullptr) << "an element with nothing around it is dropped";
     const Tree tree(handler.takeRoot());
     EXPECT_EQ(outline(tree.get()), "1(19)");
+}
+
+TEST_F(ParserCompanions, SomeNotificationsChangeNothing) {
+    sqlpi_sax_handler handler;
+    Attributes attributes({});
+    handler.startDocument();
+    handler.startElement(u"PolicyDocument", attributes);
+    handler.startElement(u"And", attributes);
+    handler.characters(u"te", 2);
+    const auto state = [&handler] {
+        return std::tuple(handler.currentType, handler.previousType, handler.lastAction, handler.previousAction,
+                          handler.current, handler.parentOfCurrent, handler.root, handler.attributes);
+    };
+    const auto before = state();
+    handler.ignorableWhitespace(u" \n", 2);
+    EXPECT_EQ(state(), before);
+    handler.endDocument();
+    EXPECT_EQ(state(), before);
+    handler.resetDocument();
+    EXPECT_EQ(state(), before);
+    handler.characters(u"xt", 2);
+    handler.endElement(u"And");
+    handler.endElement(u"PolicyDocument");
+    const Tree tree(handler.takeRoot());
+    EXPECT_EQ(outline(tree.get()), "1(19'text')");
 }
 
 TEST_F(ParserCompanions, ASecondDocumentBeginsAnew) {

@@ -225,6 +225,11 @@ TEST_F(PolicyParser, TextOutsideAsciiArrivesAsUtf8WhereverItIsCut) {
             const std::string text = std::string(lead, '.') + repeated(character, 40000) + "end";
             EXPECT_EQ(textOf(inDocument(text)), text) << character << " behind " << lead;
         }
+    // The XML library hands text over in parts of a megabyte, and parts a pair that lies on the border.
+    for (size_t lead = (1U << 20) - 3; lead <= 1U << 20; ++lead) {
+        const std::string text = std::string(lead, '.') + "\xF0\x9F\x98\x80" + "end";
+        EXPECT_TRUE(textOf(inDocument(text)) == text) << lead;
+    }
     EXPECT_EQ(textOf("<?xml version='1.0' encoding='ISO-8859-1'?><PolicyDocument>\xE4</PolicyDocument>"), "\xC3\xA4");
     EXPECT_EQ(textOf("<PolicyDocument>&#x1F600;&#228;</PolicyDocument>"), "\xF0\x9F\x98\x80\xC3\xA4");
 }

@@ -139,6 +139,25 @@ TEST_F(PolicyRetrieve, EachStepThatFailsIsReportedAndCleanedUp) {
     EXPECT_TRUE(takeDiagnosticLog().empty());
 }
 
+TEST_F(PolicyRetrieve, AReleaseThatFailsTakesTheResultSetFromNobody) {
+    const std::pair<Service, uint64_t> releases[] = {
+        {Service::SQLDisconnect, 1}, {Service::SQLFreeHandle, 1}, {Service::SQLFreeHandle, 2}};
+    for (const auto& [service, call] : releases) {
+        SCOPED_TRACE(std::string(faulty::serviceName(service)) + " " + std::to_string(call));
+        const faulty::Scope scope;
+        faulty::failCall(service, call);
+        EXPECT_EQ(retrieve("A", {}, {}), (Rows{allRows[0], allRows[1]}));
+        EXPECT_EQ(faulty::failures(service), 1U);
+    }
+}
+
+TEST_F(PolicyRetrieve, TakesNoMemoryOfTheEngine) {
+    const faulty::Scope scope;
+    faulty::failCall(Service::anyMemory, 1, faulty::Duration::forEver);
+    EXPECT_EQ(retrieve({}, {}, {}), allRows);
+    EXPECT_EQ(faulty::calls(Service::anyMemory), 0U);
+}
+
 TEST_F(PolicyRetrieve, AMissingTableIsReported) {
     services::execute("DROP TABLE SYSTOOLS.POLICY");
     sqlca ca = {};

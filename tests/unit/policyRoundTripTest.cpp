@@ -8,6 +8,7 @@
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/HandlerBase.hpp>
 
+#include "proofSize.h"
 #include "sqlpiPolicyRead.h"
 #include "sqlpiUtf8.h"
 #include "sqlpiXmlPlatform.h"
@@ -225,7 +226,7 @@ std::array<std::string, 62> monthDays() {
 }
 
 constexpr int batches = 8;
-constexpr int casesOfBatch = 12500;
+const int casesOfBatch = proofSize("KELPOLICY_ROUND_TRIPS", 100000) / batches;
 
 class PolicyRoundTrip : public BalancedTest, public testing::WithParamInterface<int> {
 protected:

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "balance.h"
+#include "proofSize.h"
 #include "trees.h"
 
 namespace {
@@ -160,7 +161,8 @@ std::string randomTree(std::mt19937& random, int elements) {
 }
 
 TEST_F(PolicySearch, SearchesAgreeWithTheRecursiveDescription) {
-    for (uint32_t seed = 0; seed < 3000; ++seed) {
+    const auto trees = static_cast<uint32_t>(proofSize("KELPOLICY_TREES", 3000));
+    for (uint32_t seed = 0; seed < trees; ++seed) {
         std::mt19937 random(seed);
         const std::string document = randomTree(random, static_cast<int>(random() % 30));
         const Tree tree = parseTree(document);

@@ -11,14 +11,11 @@ namespace {
 
 using faulty::Duration;
 using faulty::Service;
+using hosttest::stateOf;
 using services::LogRecord;
 
 const LogRecord exists = {PD_INFO, "Poliy Table exist "};
 const LogRecord missing = {PD_WARNING, "Poliy Table does not exist "};
-
-std::string stateOf(const sqlca& ca) {
-    return {ca.sqlstate, sizeof ca.sqlstate};
-}
 
 TEST(PrepSqlca, fillsCodeAndTokensOverABlankState) {
     struct Case {
@@ -85,6 +82,7 @@ protected:
         EXPECT_EQ(kelhost::openHandles(), kelhost::HandleCounts{});
         return checked;
     }
+    void commit() { context_.commit(); }
     void rollback() { context_.rollback(); }
 
     const faulty::Scope faults_;
@@ -204,17 +202,26 @@ TEST_F(FailingCheck, reportsWhyTheTableCannotBeCreated) {
 }
 
 TEST_F(FailingCheck, resultStaysAsItIsWhateverTheReleaseDoes) {
-    for (const Service service : {Service::SQLFreeHandle, Service::SQLDisconnect}) {
-        for (uint64_t number = 1; number <= 4; ++number) {
-            for (const Duration duration : durations) {
-                faulty::reset();
-                ASSERT_TRUE(faulty::failCall(service, number, duration));
-                const bool exist = check(false).result == 0;
-                EXPECT_EQ(check(false).result, exist ? 0 : -204) << faulty::serviceName(service) << number;
-                faulty::reset();
+    for (const bool isThere : {false, true}) {
+        if (isThere) {
+            ASSERT_EQ(check(true).result, 0);
+            commit();
+        }
+        for (const bool create : {false, true}) {
+            const uint64_t statements = create && !isThere ? 2 : 1;
+            for (const auto& [service, calls] :
+                 {std::pair(Service::SQLFreeHandle, statements + 2), std::pair(Service::SQLDisconnect, uint64_t{1})}) {
+                for (uint64_t number = 1; number <= calls; ++number) {
+                    for (const Duration duration : durations) {
+                        const Checked checked = checkFailing({"release", service, number}, duration, create);
+                        EXPECT_EQ(checked.result, isThere || create ? 0 : -204)
+                            << faulty::serviceName(service) << number << isThere << create;
+                        EXPECT_EQ(checked.log, std::vector{isThere ? exists : missing});
+                        rollback();
+                    }
+                }
             }
         }
-        ASSERT_EQ(check(true).result, 0);
     }
 }
 

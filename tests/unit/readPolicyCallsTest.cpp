@@ -1,71 +1,24 @@
 /* Policy table reader: every call that it makes on its engine, in order, with its arguments. The linker hands these
  * calls to this file, which writes them down and passes them on to the real host, or answers as planned. */
 #include <algorithm>
-#include <map>
 
 #include "sqlpiApplReadPolicyTable.h"
+#include "unit/recordedCalls.h"
 #include "unit/servicesSupport.h"
 
 namespace {
 
-/* The calls of the reader, while one is under way. */
-struct Recorder {
-    bool isOn = false;
-    std::map<std::string, SQLRETURN> plan;   /* what a call answers instead, by how it is written down */
-    std::map<std::string, SQLLEN> lengths{}; /* what length SQLGetData tells instead */
-    std::vector<std::string> calls{};
-};
-Recorder recorder;
+using recorded::present;
+using recorded::record;
+using recorded::recorder;
 
-/* Writes a call down. A planned answer replaces the call, but for success with information. */
-template <class Real>
-SQLRETURN record(const std::string& call, Real real) {
-    if (!recorder.isOn) return real();
-    recorder.calls.push_back(call);
-    const auto planned = recorder.plan.find(call);
-    if (planned == recorder.plan.end()) return real();
-    if (planned->second == SQL_SUCCESS_WITH_INFO) real();
-    return planned->second;
-}
-
-std::string present(const void* handle) {
-    return handle == nullptr ? " -" : " +";
-}
+std::map<std::string, SQLLEN> lengths; /* what length SQLGetData tells instead */
 
 constexpr const char* readerTag = "sqlpiApplReadPolicyTable";
 
 }  // namespace
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
-#define WRAP(Result, name, parameters)          \
-    extern "C" Result __real_##name parameters; \
-    extern "C" Result __wrap_##name parameters; \
-    extern "C" Result __wrap_##name parameters
-
-WRAP(SQLRETURN, SQLAllocHandle, (SQLSMALLINT type, SQLHANDLE parent, SQLHANDLE* handle)) {
-    return record("allocate " + std::to_string(type) + present(parent),
-                  [&] { return __real_SQLAllocHandle(type, parent, handle); });
-}
-WRAP(SQLRETURN, SQLFreeHandle, (SQLSMALLINT type, SQLHANDLE handle)) {
-    return record("free " + std::to_string(type), [&] { return __real_SQLFreeHandle(type, handle); });
-}
-WRAP(SQLRETURN, SQLConnect,
-     (SQLHDBC connection, SQLCHAR* server, SQLSMALLINT serverLength, SQLCHAR* user, SQLSMALLINT userLength,
-      SQLCHAR* password, SQLSMALLINT passwordLength)) {
-    return record("connect" + present(server) + std::to_string(serverLength) + present(user) +
-                      std::to_string(userLength) + present(password) + std::to_string(passwordLength),
-                  [&] {
-                      return __real_SQLConnect(connection, server, serverLength, user, userLength, password,
-                                               passwordLength);
-                  });
-}
-WRAP(SQLRETURN, SQLDisconnect, (SQLHDBC connection)) {
-    return record("disconnect", [&] { return __real_SQLDisconnect(connection); });
-}
-WRAP(SQLRETURN, SQLExecDirect, (SQLHSTMT statement, SQLCHAR* text, SQLINTEGER length)) {
-    return record("execute " + std::to_string(length) + " " + std::string(reinterpret_cast<char*>(text)),
-                  [&] { return __real_SQLExecDirect(statement, text, length); });
-}
 WRAP(SQLRETURN, SQLFetch, (SQLHSTMT statement)) {
     return record("fetch", [&] { return __real_SQLFetch(statement); });
 }
@@ -75,12 +28,8 @@ WRAP(SQLRETURN, SQLGetData,
         "data " + std::to_string(column) + " " + std::to_string(type) + present(value) + std::to_string(size);
     const SQLRETURN status =
         record(call, [&] { return __real_SQLGetData(statement, column, type, value, size, length); });
-    if (recorder.isOn && recorder.lengths.contains(call)) *length = recorder.lengths.at(call);
+    if (recorder.isOn && lengths.contains(call)) *length = lengths.at(call);
     return status;
-}
-WRAP(SQLRETURN, SQLGetSQLCA, (SQLHENV environment, SQLHDBC connection, SQLHSTMT statement, sqlca* ca)) {
-    return record("sqlca" + present(environment) + present(connection) + present(statement),
-                  [&] { return __real_SQLGetSQLCA(environment, connection, statement, ca); });
 }
 WRAP(void*, sqlogmblkEx, (SQLO_MEM_POOL * pool, size_t size, const char* tag, uint32_t line)) {
     if (recorder.isOn && std::strcmp(tag, readerTag) == 0) {
@@ -102,10 +51,10 @@ const std::string environment = "allocate 1 -";
 const std::string connection = "allocate 2 +";
 const std::string connect = "connect --3 --3 --3";
 const std::string statement = "allocate 3 +";
-const std::string verify = "execute -3 CALL SYSPROC.SYSINSTALLOBJECTS('POLICY','V','','')";
-const std::string create = "execute -3 CALL SYSPROC.SYSINSTALLOBJECTS('POLICY','C','','')";
+const std::string verify = "run -3 CALL SYSPROC.SYSINSTALLOBJECTS('POLICY','V','','')";
+const std::string create = "run -3 CALL SYSPROC.SYSINSTALLOBJECTS('POLICY','C','','')";
 const std::string query =
-    "execute -3 SELECT POLICY FROM SYSTOOLS.POLICY WHERE MED='KELDatabaseRecoveryMED' AND DECISION='DBBackupDecision' "
+    "run -3 SELECT POLICY FROM SYSTOOLS.POLICY WHERE MED='KELDatabaseRecoveryMED' AND DECISION='DBBackupDecision' "
     "AND NAME='DBBackupPolicy' ";
 const std::string fetch = "fetch";
 const std::string probe = "data 1 -2 +0";
@@ -121,18 +70,16 @@ struct Case {
     const char* name;
     std::map<std::string, SQLRETURN> plan;
     int32_t status;
-    std::vector<std::string> calls;
+    Calls calls;
 };
-
-std::vector<std::string> operator+(std::vector<std::string> first, const std::vector<std::string>& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
 
 class ReaderCalls : public services::EngineTest {
 protected:
     ReaderCalls() { services::store(SQLPI_BACKUP_KEY, "backup"); }
-    ~ReaderCalls() override { recorder = {}; }
+    ~ReaderCalls() override {
+        recorder = {};
+        lengths.clear();
+    }
 
     /* Reads as the recorder says; the status and the document. */
     static std::pair<int32_t, std::string> read() {
@@ -150,12 +97,12 @@ protected:
 };
 
 TEST_F(ReaderCalls, areReleasedInReverseOrder) {
-    const std::vector<std::string> connected = {environment, connection, connect, statement};
-    const std::vector<std::string> selected = connected + std::vector<std::string>{verify, query};
-    const std::vector<std::string> release = {freeStatement, disconnect, freeConnection, freeEnvironment};
+    const Calls connected = {environment, connection, connect, statement};
+    const Calls selected = connected + Calls{verify, query};
+    const Calls release = {freeStatement, disconnect, freeConnection, freeEnvironment};
     const std::string askAll = "sqlca + + +";
     for (const Case& one : std::vector<Case>{
-             {"success", {}, 0, selected + std::vector{fetch, probe, take, data} + release},
+             {"success", {}, 0, selected + Calls{fetch, probe, take, data} + release},
              {"no environment", {{environment, -1}}, -1, {environment, "sqlca - - -"}},
              {"no connection handle",
               {{connection, -2}},
@@ -168,37 +115,37 @@ TEST_F(ReaderCalls, areReleasedInReverseOrder) {
              {"no statement handle",
               {{statement, -1}},
               -1,
-              connected + std::vector<std::string>{"sqlca + + -", disconnect, freeConnection, freeEnvironment}},
+              connected + Calls{"sqlca + + -", disconnect, freeConnection, freeEnvironment}},
              {"verify fails",
               {{verify, -1}},
               0,
-              connected + std::vector{verify, askAll, create, query, fetch, probe, take, data} + release},
+              connected + Calls{verify, askAll, create, query, fetch, probe, take, data} + release},
              {"verify and create fail",
               {{verify, -1}, {create, -2}},
               0,
-              connected + std::vector{verify, askAll, create, askAll, query, fetch, probe, take, data} + release},
-             {"query fails", {{query, -1}}, -1, selected + std::vector{askAll} + release},
-             {"no row", {{fetch, 100}}, 100, selected + std::vector{fetch, askAll} + release},
-             {"fetch fails", {{fetch, -1}}, -1, selected + std::vector{fetch, askAll} + release},
-             {"length probe fails", {{probe, -1}}, -1, selected + std::vector{fetch, probe, askAll} + release},
-             {"length probe without data", {{probe, 100}}, 100, selected + std::vector{fetch, probe, askAll} + release},
-             {"no memory", {{take, 0}}, -1, selected + std::vector{fetch, probe, take, askAll} + release},
+              connected + Calls{verify, askAll, create, askAll, query, fetch, probe, take, data} + release},
+             {"query fails", {{query, -1}}, -1, selected + Calls{askAll} + release},
+             {"no row", {{fetch, 100}}, 100, selected + Calls{fetch, askAll} + release},
+             {"fetch fails", {{fetch, -1}}, -1, selected + Calls{fetch, askAll} + release},
+             {"length probe fails", {{probe, -1}}, -1, selected + Calls{fetch, probe, askAll} + release},
+             {"length probe without data", {{probe, 100}}, 100, selected + Calls{fetch, probe, askAll} + release},
+             {"no memory", {{take, 0}}, -1, selected + Calls{fetch, probe, take, askAll} + release},
              {"data read fails",
               {{data, -1}},
               -1,
-              selected + std::vector{fetch, probe, take, data, askAll, giveBack} + release},
+              selected + Calls{fetch, probe, take, data, askAll, giveBack} + release},
              {"data incomplete",
               {{data, 1}},
               1,
-              selected + std::vector{fetch, probe, take, data, askAll, giveBack} + release},
+              selected + Calls{fetch, probe, take, data, askAll, giveBack} + release},
              {"success with information counts as success",
               {{environment, 1}, {connection, 1}, {connect, 1}, {statement, 1}, {verify, 1}, {query, 1}, {fetch, 1}},
               0,
-              selected + std::vector{fetch, probe, take, data} + release},
+              selected + Calls{fetch, probe, take, data} + release},
              {"create with information counts as success",
               {{verify, -1}, {create, 1}},
               0,
-              connected + std::vector{verify, askAll, create, query, fetch, probe, take, data} + release},
+              connected + Calls{verify, askAll, create, query, fetch, probe, take, data} + release},
          }) {
         SCOPED_TRACE(one.name);
         recorder = {true, one.plan};
@@ -213,7 +160,8 @@ TEST_F(ReaderCalls, areReleasedInReverseOrder) {
 /* Lengths that no document has. */
 TEST_F(ReaderCalls, areNotTrustedForTheirLengths) {
     for (const SQLLEN length : {SQLLEN{-1}, SQLLEN{-4}, SQLLEN{INT64_MIN}, SQLLEN{INT32_MAX} + 1, SQLLEN{INT64_MAX}}) {
-        recorder = {true, {}, {{probe, length}}};
+        recorder = {true};
+        lengths = {{probe, length}};
         EXPECT_EQ(read(), (std::pair<int32_t, std::string>(-1, ""))) << length;
         EXPECT_EQ(std::count(recorder.calls.begin(), recorder.calls.end(), "sqlca + + +"), 1) << length;
         EXPECT_EQ(std::count_if(recorder.calls.begin(), recorder.calls.end(),
@@ -222,11 +170,13 @@ TEST_F(ReaderCalls, areNotTrustedForTheirLengths) {
             << length;
     }
     for (const SQLLEN length : {SQLLEN{-1}, SQLLEN{7}, SQLLEN{INT64_MAX}}) {
-        recorder = {true, {}, {{data, length}}};
+        recorder = {true};
+        lengths = {{data, length}};
         EXPECT_EQ(read(), (std::pair<int32_t, std::string>(-1, ""))) << length;
         EXPECT_EQ(recorder.calls.at(recorder.calls.size() - 5), giveBack) << length;
     }
-    recorder = {true, {}, {{data, 3}}};
+    recorder = {true};
+    lengths = {{data, 3}};
     EXPECT_EQ(read(), (std::pair<int32_t, std::string>(0, "bac"))) << "a document that has become shorter";
 }
 

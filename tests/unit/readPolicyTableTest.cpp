@@ -190,6 +190,23 @@ TEST_F(PolicyTable, selectsByTheKeysThatAreGiven) {
     EXPECT_TRUE(first == "backup" || first == "reorg") << first;
 }
 
+TEST_F(PolicyTable, makesNothingOfTheKindsOfTheKeys) {
+    store(SQLPI_BACKUP_KEY, "backup");
+    for (const int32_t kind : {SQLPI_KEY_KIND, 0, 1, -1, INT32_MIN, INT32_MAX}) {
+        for (const size_t which : {0U, 1U, 2U}) {
+            int32_t kinds[] = {SQLPI_KEY_KIND, SQLPI_KEY_KIND, SQLPI_KEY_KIND};
+            kinds[which] = kind;
+            char* buffer = nullptr;
+            int32_t length = 0;
+            EXPECT_EQ(sqlpiGetPolicy("KELDatabaseRecoveryMED", kinds[0], "DBBackupDecision", kinds[1], "DBBackupPolicy",
+                                     kinds[2], &buffer, &length, nullptr),
+                      0);
+            EXPECT_EQ(std::string_view(buffer, static_cast<size_t>(length)), "backup") << kind << " of key " << which;
+            sqlofmblkEx(buffer, "test", 0);
+        }
+    }
+}
+
 TEST_F(PolicyTable, selectsRowsThatAreLaterThanTheTime) {
     setZone("America/New_York");
     const int64_t noon = 1717257600;  // 2024-06-01 12:00:00

@@ -1,5 +1,6 @@
 /* All policy services at once, on many threads with an engine context each. */
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "sqlpiApplReadPolicyTable.h"
@@ -51,7 +52,7 @@ TEST_F(ConcurrentServices, giveEveryThreadTheSameAnswers) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([&] {
-            kelhost::EngineContext context(instance());
+            kelhost::EngineContext context(instance(), {.lockTimeout = std::chrono::hours(1)});
             const kelhost::EngineContext::Scope scope(context);
             for (int round = 0; round < rounds; ++round)
                 if (answers() == expected) ++agreed;

@@ -156,16 +156,19 @@ TEST_F(FailingEngine, withoutMemoryForTheFilterThereIsNone) {
 }
 
 TEST_F(FailingEngine, anUnknownBackupPathIsReported) {
-    clearLogs();
-    const faulty::Scope scope;
-    faulty::failCall(Service::sqlpiGetDefaultAutoBackupPath, 1);
-    sqlpiBackupPolicy policy;
-    std::memset(&policy, 0x2A, sizeof policy);
-    sqlpiGetBackup(&policy);
-    EXPECT_STREQ(policy.targetLocation, "");
-    EXPECT_EQ(policy.mode, BACKUP_MODE_ONLINE) << "the stored policy is read all the same";
-    EXPECT_EQ(takeDiagnosticLog(),
-              (std::vector<LogRecord>{{PD_WARNING, "Auto backup Policy: Unknown default backup location"}}));
+    for (const int32_t sqlcode : {-902, -1, 1, 100}) {  // a warning of the engine is as good as its failure
+        SCOPED_TRACE(sqlcode);
+        clearLogs();
+        const faulty::Scope scope;
+        faulty::failCall(Service::sqlpiGetDefaultAutoBackupPath, 1, faulty::Duration::once, sqlcode);
+        sqlpiBackupPolicy policy;
+        std::memset(&policy, 0x2A, sizeof policy);
+        sqlpiGetBackup(&policy);
+        EXPECT_STREQ(policy.targetLocation, "");
+        EXPECT_EQ(policy.mode, BACKUP_MODE_ONLINE) << "the stored policy is read all the same";
+        EXPECT_EQ(takeDiagnosticLog(),
+                  (std::vector<LogRecord>{{PD_WARNING, "Auto backup Policy: Unknown default backup location"}}));
+    }
 }
 
 /* The reader's buffer is released, whatever the parser makes of it. */

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -18,7 +19,8 @@
 #include "engineContext.h"
 #include "hostLogs.h"
 #include "logs.h"
-#include "sqlpiPolicyKeys.h"
+#include "sqlpiFormat.h"
+#include "sqlpiStoredPolicy.h"
 #include "unit/balance.h"
 #include "unit/trees.h"
 
@@ -135,6 +137,20 @@ inline void store(const sqlpiPolicyKey& key, const std::string& document,
     execute(std::string("INSERT INTO SYSTOOLS.POLICY (MED, DECISION, NAME, UPDATE_TIME, POLICY) VALUES ('") + key.med +
                 "','" + key.decision + "','" + key.name + "'," + updateTime + ",?)",
             {document});
+}
+
+/* The document as it is stored; nothing when there is no row. */
+inline std::optional<std::string> stored(const sqlpiPolicyKey& key) {
+    const sqlpiStoredPolicy policy(key);
+    if (!policy.isPresent()) return {};
+    return std::string(policy.document.get(), static_cast<size_t>(policy.length));
+}
+
+/* How the policy of that name is described to administrators. */
+inline std::string describe(const char* name) {
+    char text[4096];
+    EXPECT_EQ(sqpiGetPolicyFormatString(text, sizeof text, name), SQLPI_FORMAT_OK) << name;
+    return text;
 }
 
 /* An engine whose policy table holds the default policies; demands that all handles have been given back. */

@@ -84,6 +84,15 @@ TEST(Text, FormatsWhatFits) {
                     [](sqlpiTextBuilder& text) { text.appendFormat("%s", "\xC3\xA4\xF0\x9F\x98\x80\xE2\x82\xAC"); });
 }
 
+TEST(Text, AFormatThatFailsAppendsNothing) {
+    char buffer[16];
+    sqlpiTextBuilder text(buffer, sizeof buffer);
+    text.append("abc").appendFormat("d%lc", static_cast<wint_t>(0xE4));  // no character of the process's locale
+    EXPECT_TRUE(text.wasCut());
+    EXPECT_STREQ(buffer, "abc");
+    EXPECT_EQ(text.length(), 3U);
+}
+
 TEST(Text, GoesOnBehindWhatIsThere) {
     char buffer[8] = "abc";
     sqlpiTextBuilder::continueIn(buffer, sizeof buffer).append("defgh");

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "balance.h"
+#include "endProcess.h"
 #include "sqlpiPolicyCommonParser.h"
 #include "sqlpiPolicyParserHooks.h"
 #include "sqlpiXmlPlatform.h"
@@ -58,7 +59,7 @@ TEST_F(XmlPlatform, WithoutItNothingParsesAndNothingBreaks) {
     for (long call = 1; call < 3000; call += call < 60 ? 1 : 97) {
         const pid_t child = fork();
         ASSERT_GE(child, 0);
-        if (child == 0) _exit(attempt(call));
+        if (child == 0) endProcess(attempt(call));
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);
         ASSERT_TRUE(WIFEXITED(status)) << "allocation " << call << " kills it by signal " << WTERMSIG(status);

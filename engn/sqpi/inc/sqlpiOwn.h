@@ -6,7 +6,7 @@
 #include <new>
 #include <utility>
 
-#include "memoryPool.h"
+#include "sqlpiMemory.h"
 #include "sqlpiPolicyBase.h"
 
 /* An element tree. */
@@ -21,7 +21,7 @@ using sqlpiBlock = std::unique_ptr<char, sqlpiFreeBlock>;
 
 /* A block of `size` bytes, or null when there is no memory. `tag` names the source file. */
 inline sqlpiBlock sqlpiTakeBlock(size_t size, const char* tag, uint32_t line = __builtin_LINE()) noexcept {
-    return {static_cast<char*>(sqlogmblkEx(nullptr, size, tag, line)), sqlpiFreeBlock{tag}};
+    return {static_cast<char*>(sqlpiTakeMemory(nullptr, size, tag, line)), sqlpiFreeBlock{tag}};
 }
 
 /* An object from the engine's plain allocation; null when there is no memory. An exception of the constructor passes
@@ -41,10 +41,10 @@ sqlpiPlain<Object> sqlpiMakePlain(Arguments&&... arguments) {
     struct FreeMemory {
         void operator()(void* memory) const noexcept { _ossMemFree(memory); }
     };
-    std::unique_ptr<void, FreeMemory> memory(_ossMemAlloc(sizeof(Object)));
+    std::unique_ptr<void, FreeMemory> memory(sqlpiTakePlainMemory(sizeof(Object)));
     if (memory == nullptr) return nullptr;
     auto* object = ::new (memory.get()) Object(std::forward<Arguments>(arguments)...);
-    memory.release();
+    static_cast<void>(memory.release());  // the object's from here on
     return sqlpiPlain<Object>(object);
 }
 

@@ -34,7 +34,7 @@ private:
  * exception, because that library does not survive a null block. Used by one thread. */
 class sqlpi_call_memory : public xercesc::MemoryManager {
 public:
-    static constexpr size_t defaultChunk = 32 * 1024;
+    static constexpr size_t defaultChunk = size_t{32} * 1024;
 
     /* `bound`: the most bytes it takes from `source`. */
     sqlpi_call_memory(xercesc::MemoryManager& source, size_t bound, size_t chunk = defaultChunk) noexcept

@@ -11,9 +11,6 @@
 #include "sqlca.h"
 #include "sqlpiOwn.h"
 
-/* Large objects of the policy table have at most so many bytes. */
-constexpr uint32_t SQLPI_MOST_POLICY_BYTES = 2097152;
-
 /* Runs the package's probe (section 1): opens a cursor on the policy table and closes it. The SQLCODE is the open's. */
 int32_t sqlpiRunPolicyProbe(sqlca& ca) noexcept;
 

@@ -11,11 +11,6 @@
 #include "sqlca.h"
 #include "sqlpiPolicyRecords.h"
 
-/* SQLCODEs, with their tokens. */
-constexpr int32_t SQLPI_INVALID_DOCUMENT = -1437;  /* line, column, message */
-constexpr int32_t SQLPI_UNUSABLE_DOCUMENT = -1438; /* no schema, no content, no memory */
-constexpr int32_t SQLPI_REFUSED_DOCUMENT = -1447;  /* reason */
-
 uint32_t sqlpiReadAutoMWPolicy(const xercesc::DOMElement& root, maintenanceOldPolicy& policy, sqlca& ca) noexcept;
 uint32_t sqlpiReadAutoBackupPolicy(const xercesc::DOMElement& root, backupPolicy& policy, sqlca& ca) noexcept;
 uint32_t sqlpiReadAutoReorgPolicy(const xercesc::DOMElement& root, reorgPolicy& policy, sqlca& ca) noexcept;
@@ -26,8 +21,5 @@ void sqlpiReadWindowValuesFromTree(const xercesc::DOMElement& element, maintenan
 
 /* Reports a text of `length` bytes where the policy can hold `most`. */
 void sqlpiRefuseLongText(const char* function, const char* what, size_t most, size_t length, sqlca& ca) noexcept;
-
-/* Reports that memory ran out. */
-void sqlpiReportNoMemory(const char* function, sqlca& ca) noexcept;
 
 #endif

@@ -31,12 +31,12 @@ struct kelPolicyInstallNulls {
  * of `policyFile`, a file on the server (as SQLBindFileToParam reads one), or, where none is named, `policy`.
  *
  * A replacement is reported to the administration log with the policy's descriptions before and after. While the stored
- * reorg policy, or the description before, has a reclaim size or a number of pseudo-empty pages, every replacement,
- * whatever its keys, is followed by a second one: the reorg policy, generated anew with the values that the description
- * before shows, takes the place of the row.
+ * reorg policy has a reclaim size or a number of pseudo-empty pages, or the replaced reorg policy was described with
+ * one, every replacement, whatever its keys, is followed by a second one: the reorg policy, generated anew with the
+ * values of that description (0 where it shows none), takes the place of the row.
  *
  * Returns 0 with SQLSTATE "00000", also when no row had the keys; or -1 with SQLSTATE "56038" (no such action) or
- * "58004" (anything else), and then the beginning of the engine's message in `message`.
+ * "58004" (anything else), and then the beginning of the engine's message on the first failure in `message`.
  * REQUIRES: `sqlstate` has SQLUDF_STATE_SIZE bytes, `message` SQLUDF_MESSAGE_SIZE. */
 SQLPI_ENTRY int32_t kelPolicyInstallSp(const char* action, const char* med, const char* decision, const char* name,
                                        const char* policyFile, const sqludf_lob* policy,

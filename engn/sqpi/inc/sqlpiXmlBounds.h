@@ -23,7 +23,7 @@ constexpr size_t sqlpiParseMemoryBudget(size_t length) noexcept {
 }
 
 /* The most stack that one parse takes, from where it begins. The XML library goes one call deeper for each parenthesis
- * of a declared content model; engines give their agents little stack. */
+ * of a declared content model; engines give their processes little stack. */
 constexpr size_t sqlpiMostParseStack = size_t{20} << 10;
 
 /* What one document may still declare, and make of it. Each call returns null, or why the document is refused. */
@@ -122,6 +122,9 @@ protected:
     void endIf(const XMLCh* why) const {
         if (why != nullptr) throw xercesc::SAXParseException(why, *scanner().getLocator());
     }
+    void checkAttributes(size_t count) const {
+        if (count > sqlpiXmlBounds::mostAttributes) endIf(u"An element has more attributes than a policy may have.");
+    }
 
 private:
     /* Reads a member that the XML library protects: the attributes of the widest tag so far. */
@@ -135,9 +138,6 @@ private:
     static const xercesc::XMLScanner& asReference(const xercesc::XMLScanner& scanner) { return scanner; }
     static const xercesc::XMLScanner& asReference(const xercesc::XMLScanner* scanner) { return *scanner; }
 
-    void checkAttributes(size_t count) const {
-        if (count > sqlpiXmlBounds::mostAttributes) endIf(u"An element has more attributes than a policy may have.");
-    }
     void spendAttributes(const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, size_t count) {
         for (size_t i = 0; i < count; ++i)
             endIf(bounds_.spendText(std::u16string_view(attributes.elementAt(i)->getName()).size() +
