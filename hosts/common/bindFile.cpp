@@ -126,6 +126,7 @@ Value valueNamed(const std::string_view (&names)[Count], std::string_view name) 
 std::vector<BindVariable> readVariables(Reader& reader, std::string_view usage) {
     std::vector<BindVariable> variables;
     while (reader.follows(usage)) {
+        if (variables.size() == mostBindVariables) throw Malformed{"there are too many host variables"};
         std::string_view line = reader.valueOf(usage);
         BindVariable variable;
         variable.type = valueNamed<HostType>(typeNames, takeWord(line));

@@ -18,4 +18,11 @@ std::optional<Fault> countCall(Service service) noexcept;
 
 }  // namespace faulty
 
+/* Begins the definition of the wrapper of a function. The linker's names: __wrap_f is called in place of f, __real_f is
+ * f. */
+#define FAULTY_WRAP(result, name, parameters)   \
+    extern "C" result __real_##name parameters; \
+    extern "C" result __wrap_##name parameters; \
+    result __wrap_##name parameters
+
 #endif

@@ -10,13 +10,6 @@ using faulty::countCall;
 using faulty::Fault;
 using faulty::Service;
 
-// The linker's names: __wrap_f is called in place of f, __real_f is f.
-// NOLINTBEGIN(bugprone-reserved-identifier)
-#define FAULTY_WRAP(result, name, parameters)   \
-    extern "C" result __real_##name parameters; \
-    extern "C" result __wrap_##name parameters; \
-    result __wrap_##name parameters
-
 namespace {
 
 struct Report {
@@ -158,4 +151,3 @@ FAULTY_WRAP(SQLRETURN, SQLGetSQLCA, (SQLHENV env, SQLHDBC dbc, SQLHSTMT stmt, st
     }
     return __real_SQLGetSQLCA(env, dbc, stmt, ca);
 }
-// NOLINTEND(bugprone-reserved-identifier)

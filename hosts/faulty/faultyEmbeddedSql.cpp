@@ -7,13 +7,6 @@ using faulty::countCall;
 using faulty::Fault;
 using faulty::Service;
 
-// The linker's names: __wrap_f is called in place of f, __real_f is f.
-// NOLINTBEGIN(bugprone-reserved-identifier)
-#define FAULTY_WRAP(result, name, parameters)   \
-    extern "C" result __real_##name parameters; \
-    extern "C" result __wrap_##name parameters; \
-    result __wrap_##name parameters
-
 namespace {
 
 thread_local sqlca* area = nullptr;  // of the thread's last sqlastrt
@@ -63,4 +56,3 @@ FAULTY_WRAP(int32_t, sqlabndx,
     report(*fault, ca);
     return fault->sqlcode;
 }
-// NOLINTEND(bugprone-reserved-identifier)

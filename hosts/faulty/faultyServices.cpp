@@ -15,56 +15,6 @@ using faulty::Service;
 using faulty::shortTransfer;
 using faulty::usualFailure;
 
-// The linker's names: __wrap_f is called in place of f, __real_f is f.
-// NOLINTBEGIN(bugprone-reserved-identifier)
-extern "C" {
-void* __real_sqlogmblkEx(SQLO_MEM_POOL* pool, size_t size, const char* tag, uint32_t line);
-void* __real__ossMemAlloc(size_t size);
-int32_t __real_ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t permissions);
-int32_t __real_ossFileCreateUnique(OSSHFile** file, const char* directory, uint32_t permissions, char* path,
-                                   size_t size);
-int32_t __real_ossFileRead(OSSHFile* file, void* buffer, size_t size, size_t* done);
-int32_t __real_ossFileWrite(OSSHFile* file, const void* buffer, size_t size, size_t* done);
-int32_t __real_ossFileSize(OSSHFile* file, uint64_t* size);
-int32_t __real_ossFileClose(OSSHFile* file);
-int32_t __real_ossFileRename(const char* from, const char* to);
-int32_t __real_ossFileDelete(const char* path);
-int32_t __real_ossPathExists(const char* path);
-int32_t __real_ossIsDirectory(const char* path);
-int32_t __real_ossDirectoryCreate(const char* path, uint32_t permissions);
-int32_t __real_ossBaseName(const char* path, char* out, size_t size);
-int32_t __real_ossDirectoryName(const char* path, char* out, size_t size);
-int32_t __real_sqloInstancePath(char* out, size_t size);
-int32_t __real_sqlo_localtime(const int64_t* seconds, struct tm* out);
-int32_t __real_isSharedLibInitSuccess(void);
-void __real_sqlpiGetDefaultAutoBackupPath(char* path, int32_t size, struct sqlca* ca);
-int32_t __real_sqlaintp_api(char* buffer, size_t size, uint32_t lineWidth, const char* messageFile,
-                            const struct sqlca* ca);
-
-void* __wrap_sqlogmblkEx(SQLO_MEM_POOL* pool, size_t size, const char* tag, uint32_t line);
-void* __wrap__ossMemAlloc(size_t size);
-int32_t __wrap_ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t permissions);
-int32_t __wrap_ossFileCreateUnique(OSSHFile** file, const char* directory, uint32_t permissions, char* path,
-                                   size_t size);
-int32_t __wrap_ossFileRead(OSSHFile* file, void* buffer, size_t size, size_t* done);
-int32_t __wrap_ossFileWrite(OSSHFile* file, const void* buffer, size_t size, size_t* done);
-int32_t __wrap_ossFileSize(OSSHFile* file, uint64_t* size);
-int32_t __wrap_ossFileClose(OSSHFile* file);
-int32_t __wrap_ossFileRename(const char* from, const char* to);
-int32_t __wrap_ossFileDelete(const char* path);
-int32_t __wrap_ossPathExists(const char* path);
-int32_t __wrap_ossIsDirectory(const char* path);
-int32_t __wrap_ossDirectoryCreate(const char* path, uint32_t permissions);
-int32_t __wrap_ossBaseName(const char* path, char* out, size_t size);
-int32_t __wrap_ossDirectoryName(const char* path, char* out, size_t size);
-int32_t __wrap_sqloInstancePath(char* out, size_t size);
-int32_t __wrap_sqlo_localtime(const int64_t* seconds, struct tm* out);
-int32_t __wrap_isSharedLibInitSuccess(void);
-void __wrap_sqlpiGetDefaultAutoBackupPath(char* path, int32_t size, struct sqlca* ca);
-int32_t __wrap_sqlaintp_api(char* buffer, size_t size, uint32_t lineWidth, const char* messageFile,
-                            const struct sqlca* ca);
-}
-
 namespace {
 
 int32_t codeOf(const Fault& fault, int32_t usual) noexcept {
@@ -88,30 +38,30 @@ int32_t wrapText(Service service, int32_t usual, char* out, size_t size, Real re
 
 }  // namespace
 
-void* __wrap_sqlogmblkEx(SQLO_MEM_POOL* pool, size_t size, const char* tag, uint32_t line) {
+FAULTY_WRAP(void*, sqlogmblkEx, (SQLO_MEM_POOL * pool, size_t size, const char* tag, uint32_t line)) {
     return countCall(Service::sqlogmblkEx) ? nullptr : __real_sqlogmblkEx(pool, size, tag, line);
 }
 
-void* __wrap__ossMemAlloc(size_t size) {
+FAULTY_WRAP(void*, _ossMemAlloc, (size_t size)) {
     return countCall(Service::ossMemAlloc) ? nullptr : __real__ossMemAlloc(size);
 }
 
-int32_t __wrap_ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t permissions) {
+FAULTY_WRAP(int32_t, ossFileOpen, (OSSHFile * *file, const char* path, uint32_t mode, uint32_t permissions)) {
     const auto fault = countCall(Service::ossFileOpen);
     if (!fault) return __real_ossFileOpen(file, path, mode, permissions);
     *file = nullptr;
     return codeOf(*fault, OSS_ERROR);
 }
 
-int32_t __wrap_ossFileCreateUnique(OSSHFile** file, const char* directory, uint32_t permissions, char* path,
-                                   size_t size) {
+FAULTY_WRAP(int32_t, ossFileCreateUnique,
+            (OSSHFile * *file, const char* directory, uint32_t permissions, char* path, size_t size)) {
     const auto fault = countCall(Service::ossFileCreateUnique);
     if (!fault) return __real_ossFileCreateUnique(file, directory, permissions, path, size);
     *file = nullptr;
     return codeOf(*fault, OSS_ERROR);
 }
 
-int32_t __wrap_ossFileRead(OSSHFile* file, void* buffer, size_t size, size_t* done) {
+FAULTY_WRAP(int32_t, ossFileRead, (OSSHFile * file, void* buffer, size_t size, size_t* done)) {
     const auto fault = countCall(Service::ossFileRead);
     if (!fault) return __real_ossFileRead(file, buffer, size, done);
     if (fault->code == shortTransfer) return __real_ossFileRead(file, buffer, size / 2, done);
@@ -119,7 +69,7 @@ int32_t __wrap_ossFileRead(OSSHFile* file, void* buffer, size_t size, size_t* do
     return codeOf(*fault, OSS_ERROR);
 }
 
-int32_t __wrap_ossFileWrite(OSSHFile* file, const void* buffer, size_t size, size_t* done) {
+FAULTY_WRAP(int32_t, ossFileWrite, (OSSHFile * file, const void* buffer, size_t size, size_t* done)) {
     const auto fault = countCall(Service::ossFileWrite);
     if (!fault) return __real_ossFileWrite(file, buffer, size, done);
     *done = 0;
@@ -128,75 +78,74 @@ int32_t __wrap_ossFileWrite(OSSHFile* file, const void* buffer, size_t size, siz
     return result == OSS_OK ? OSS_NO_SPACE : result;
 }
 
-int32_t __wrap_ossFileSize(OSSHFile* file, uint64_t* size) {
+FAULTY_WRAP(int32_t, ossFileSize, (OSSHFile * file, uint64_t* size)) {
     const auto fault = countCall(Service::ossFileSize);
     if (!fault) return __real_ossFileSize(file, size);
     *size = 0;
     return codeOf(*fault, OSS_ERROR);
 }
 
-int32_t __wrap_ossFileClose(OSSHFile* file) {
+FAULTY_WRAP(int32_t, ossFileClose, (OSSHFile * file)) {
     const auto fault = countCall(Service::ossFileClose);
     const int32_t result = __real_ossFileClose(file);
     return fault ? codeOf(*fault, OSS_ERROR) : result;
 }
 
-int32_t __wrap_ossFileRename(const char* from, const char* to) {
+FAULTY_WRAP(int32_t, ossFileRename, (const char* from, const char* to)) {
     return wrapStatus(Service::ossFileRename, OSS_ERROR, [&] { return __real_ossFileRename(from, to); });
 }
 
-int32_t __wrap_ossFileDelete(const char* path) {
+FAULTY_WRAP(int32_t, ossFileDelete, (const char* path)) {
     return wrapStatus(Service::ossFileDelete, OSS_ERROR, [&] { return __real_ossFileDelete(path); });
 }
 
-int32_t __wrap_ossPathExists(const char* path) {
+FAULTY_WRAP(int32_t, ossPathExists, (const char* path)) {
     return wrapStatus(Service::ossPathExists, 0, [&] { return __real_ossPathExists(path); });
 }
 
-int32_t __wrap_ossIsDirectory(const char* path) {
+FAULTY_WRAP(int32_t, ossIsDirectory, (const char* path)) {
     return wrapStatus(Service::ossIsDirectory, 0, [&] { return __real_ossIsDirectory(path); });
 }
 
-int32_t __wrap_ossDirectoryCreate(const char* path, uint32_t permissions) {
+FAULTY_WRAP(int32_t, ossDirectoryCreate, (const char* path, uint32_t permissions)) {
     return wrapStatus(Service::ossDirectoryCreate, OSS_ERROR,
                       [&] { return __real_ossDirectoryCreate(path, permissions); });
 }
 
-int32_t __wrap_ossBaseName(const char* path, char* out, size_t size) {
+FAULTY_WRAP(int32_t, ossBaseName, (const char* path, char* out, size_t size)) {
     return wrapText(Service::ossBaseName, OSS_ERROR, out, size, [&] { return __real_ossBaseName(path, out, size); });
 }
 
-int32_t __wrap_ossDirectoryName(const char* path, char* out, size_t size) {
+FAULTY_WRAP(int32_t, ossDirectoryName, (const char* path, char* out, size_t size)) {
     return wrapText(Service::ossDirectoryName, OSS_ERROR, out, size,
                     [&] { return __real_ossDirectoryName(path, out, size); });
 }
 
-int32_t __wrap_sqloInstancePath(char* out, size_t size) {
+FAULTY_WRAP(int32_t, sqloInstancePath, (char* out, size_t size)) {
     return wrapText(Service::sqloInstancePath, OSS_NOT_FOUND, out, size,
                     [&] { return __real_sqloInstancePath(out, size); });
 }
 
-int32_t __wrap_sqlo_localtime(const int64_t* seconds, struct tm* out) {
+FAULTY_WRAP(int32_t, sqlo_localtime, (const int64_t* seconds, struct tm* out)) {
     const auto fault = countCall(Service::sqlo_localtime);
     if (!fault) return __real_sqlo_localtime(seconds, out);
     *out = {};
     return codeOf(*fault, -1);
 }
 
-int32_t __wrap_isSharedLibInitSuccess(void) {
+FAULTY_WRAP(int32_t, isSharedLibInitSuccess, (void)) {
     return wrapStatus(Service::isSharedLibInitSuccess, 0, [] { return __real_isSharedLibInitSuccess(); });
 }
 
-void __wrap_sqlpiGetDefaultAutoBackupPath(char* path, int32_t size, struct sqlca* ca) {
+FAULTY_WRAP(void, sqlpiGetDefaultAutoBackupPath, (char* path, int32_t size, struct sqlca* ca)) {
     const auto fault = countCall(Service::sqlpiGetDefaultAutoBackupPath);
     if (!fault) return __real_sqlpiGetDefaultAutoBackupPath(path, size, ca);
     if (size > 0) path[0] = '\0';
     kelhost::fillSqlca(*ca, codeOf(*fault, -902), "58030", "");
 }
 
-int32_t __wrap_sqlaintp_api(char* buffer, size_t size, uint32_t lineWidth, const char* messageFile,
-                            const struct sqlca* ca) {
+FAULTY_WRAP(int32_t, sqlaintp_api,
+            (char* buffer, size_t size, uint32_t lineWidth, const char* messageFile, const struct sqlca* ca)) {
     return wrapText(Service::sqlaintp_api, -1, buffer, size,
                     [&] { return __real_sqlaintp_api(buffer, size, lineWidth, messageFile, ca); });
 }
-// NOLINTEND(bugprone-reserved-identifier)

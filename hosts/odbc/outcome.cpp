@@ -90,6 +90,20 @@ std::string detailOf(const char* sqlstate, std::string_view text) {
     return std::string(colon == std::string_view::npos ? text : text.substr(colon + 2));
 }
 
+Outcome diagnostics(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& dialect) {
+    SQLCHAR state[SQLCA_STATE_LENGTH + 1] = "00000";
+    SQLCHAR message[SQL_MAX_MESSAGE_LENGTH] = "";
+    SQLINTEGER nativeCode = 0;
+    SQLSMALLINT length = 0;
+    driverManager().getDiagRec(handleType, handle, 1, state, &nativeCode, message, sizeof message, &length);
+    const auto* stateText = reinterpret_cast<const char*>(state);
+    const std::string_view text = databaseText(reinterpret_cast<const char*>(message));
+    const char* engine = nativeState(dialect, stateText, nativeCode, text);
+    if (engine == nullptr) engine = engineState(stateText);
+    if (engine == nullptr) engine = stateText;
+    return failure(engine, detailOf(engine, text));
+}
+
 }  // namespace
 
 int32_t sqlcodeOf(const char* sqlstate) noexcept {
@@ -111,17 +125,13 @@ Outcome failure(const char* sqlstate, std::string detail) {
 }
 
 Outcome driverOutcome(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& dialect) {
-    SQLCHAR state[SQLCA_STATE_LENGTH + 1] = "HY000";
-    SQLCHAR message[SQL_MAX_MESSAGE_LENGTH] = "";
-    SQLINTEGER nativeCode = 0;
-    SQLSMALLINT length = 0;
-    driverManager().getDiagRec(handleType, handle, 1, state, &nativeCode, message, sizeof message, &length);
-    const auto* stateText = reinterpret_cast<const char*>(state);
-    const std::string_view text = databaseText(reinterpret_cast<const char*>(message));
-    const char* engine = nativeState(dialect, stateText, nativeCode, text);
-    if (engine == nullptr) engine = engineState(stateText);
-    if (engine == nullptr) engine = stateText;
-    return failure(engine, detailOf(engine, text));
+    Outcome outcome = diagnostics(handleType, handle, dialect);
+    return outcome.failed() ? outcome : failure("HY000", std::move(outcome.detail));
+}
+
+Outcome driverInformation(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& dialect) {
+    Outcome outcome = diagnostics(handleType, handle, dialect);
+    return outcome.sqlcode == 0 ? outcome : failure("01000", std::move(outcome.detail));
 }
 
 void fillSqlca(sqlca& ca, const Outcome& outcome) noexcept {

@@ -31,8 +31,10 @@ int32_t sqlcodeOf(const char* sqlstate) noexcept;
 /* The outcome "failed with this SQLSTATE". */
 Outcome failure(const char* sqlstate, std::string detail);
 
-/* The driver's first diagnostic record of a handle whose call returned SQL_ERROR or SQL_SUCCESS_WITH_INFO. */
+/* The driver's first diagnostic record of a handle whose call failed; and of one whose call succeeded with information.
+ * Whatever the driver says, or does not say: the first is a failure, the second none. */
 Outcome driverOutcome(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& dialect);
+Outcome driverInformation(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& dialect);
 
 void fillSqlca(sqlca& ca, const Outcome& outcome) noexcept;
 

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <utility>
 
 #include "engineContext.h"
 #include "files.h"
@@ -66,8 +67,8 @@ Outcome readOptions(const sqloptList* list, BindOptions& options) {
 /* Where the binder's messages go; nowhere without a name. */
 class MessageFile {
 public:
-    ~MessageFile() { ossFileClose(file_); }
     MessageFile() = default;
+    ~MessageFile() { close(); }
     MessageFile(const MessageFile&) = delete;
     MessageFile& operator=(const MessageFile&) = delete;
 
@@ -76,12 +77,16 @@ public:
         return path == nullptr || ossFileOpen(&file_, path, OSS_FILE_CREATE, permissions) == OSS_OK;
     }
 
-    bool write(const std::string& line) {
+    /* All there is to say: false when it does not stand in the file. */
+    bool writeAll(const std::string& text) {
         size_t done = 0;
-        return file_ == nullptr || ossFileWrite(file_, line.data(), line.size(), &done) == OSS_OK;
+        const bool written = file_ == nullptr || ossFileWrite(file_, text.data(), text.size(), &done) == OSS_OK;
+        return close() && written;
     }
 
 private:
+    bool close() { return file_ == nullptr || ossFileClose(std::exchange(file_, nullptr)) == OSS_OK; }
+
     OSSHFile* file_ = nullptr;
 };
 
@@ -93,36 +98,36 @@ std::string messageOf(const Outcome& outcome) {
     return text;
 }
 
-Outcome bindInto(Packages& packages, const char* path, const sqloptList* list, std::string& message) {
-    BindOptions options;
-    BindFile file;
-    size_t section = 0;
-    Outcome outcome = readOptions(list, options);
-    if (!outcome.failed()) outcome = readFile(path, file);
-    if (!outcome.failed()) outcome = packages.bind(file, options.grantToAll, section);
-    if (!outcome.failed() && !options.unknown.empty()) {
-        outcome = failure("01000", "these bind options are not known:" + options.unknown);
-        outcome.sqlcode = boundWithWarnings;
-    }
-    if (outcome.sqlcode == 0) {
-        message = fmt::format("The package {}.{} was bound: {} sections.\n", file.collection, file.package,
-                              file.sections.size());
-    } else {
-        message = (section == 0 ? "" : fmt::format("Section {}: ", section)) + messageOf(outcome) + '\n';
-    }
+Outcome boundBut(std::string detail) {
+    Outcome outcome = failure("01000", std::move(detail));
+    outcome.sqlcode = boundWithWarnings;
     return outcome;
+}
+
+std::string messageOf(const Outcome& outcome, const BindFile& file, size_t section) {
+    if (outcome.sqlcode == 0) {
+        return fmt::format("The package {}.{} was bound: {} sections.\n", file.collection, file.package,
+                           file.sections.size());
+    }
+    return (section == 0 ? "" : fmt::format("Section {}: ", section)) + messageOf(outcome) + '\n';
 }
 
 Outcome bindFileAt(const char* path, const char* messageFile, const sqloptList* list) {
     EngineContext* context = EngineContext::current();
     if (context == nullptr) return failure("08003", "the thread has no engine context");
-    MessageFile messages;
+    BindOptions options;
+    BindFile file;
+    Outcome outcome = readOptions(list, options);
+    if (!outcome.failed()) outcome = readFile(path, file);
+    MessageFile messages;  // opened only now: it may be the bind file itself
     if (!messages.open(messageFile)) return failure("58030", "no messages can be written to " + inQuotes(messageFile));
-    std::string message;
-    Outcome outcome = bindInto(context->session().packages(), path, list, message);
-    if (!messages.write(message) && outcome.sqlcode == 0) {
-        outcome = failure("01000", "no messages could be written to " + inQuotes(messageFile));
-        outcome.sqlcode = boundWithWarnings;
+    size_t section = 0;
+    if (!outcome.failed()) outcome = context->session().packages().bind(file, options.grantToAll, section);
+    if (!outcome.failed() && !options.unknown.empty()) {
+        outcome = boundBut("these bind options are not known:" + options.unknown);
+    }
+    if (!messages.writeAll(messageOf(outcome, file, section)) && outcome.sqlcode == 0) {
+        outcome = boundBut("no messages could be written to " + inQuotes(messageFile));
     }
     return outcome;
 }
@@ -130,6 +135,8 @@ Outcome bindFileAt(const char* path, const char* messageFile, const sqloptList* 
 }  // namespace
 
 Outcome Packages::bind(const BindFile& file, bool grantToAll, size_t& section) {
+    compiled_.clear();  // what the texts refer to may have gone since
+    session_.forgetPrepared();
     for (section = 1; section <= file.sections.size(); ++section) {
         Outcome outcome = check(file.sections[section - 1]);
         if (outcome.failed()) return outcome;

@@ -13,8 +13,6 @@ using kelhost::Outcome;
 using kelhost::Packages;
 using kelhost::reportTo;
 
-constexpr uint32_t mostVariables = 1000;
-
 /* What the calling thread has handed over since sqlastrt. */
 struct CurrentStatement {
     sqlca* ca = nullptr; /* null: none is started */
@@ -35,8 +33,11 @@ Outcome badArgument(int position, const char* function) {
     return failure("42815", std::to_string(position) + "\xFF" + function);
 }
 
-bool isKnownType(const sqlaVariable& variable) noexcept {
-    return variable.sqlType == SQL_VARCHAR || variable.sqlType == SQL_LONGVARBINARY || variable.sqlType == SQL_INTEGER;
+// Whether the bytes at `data` are what the type needs.
+bool isUsable(const sqlaVariable& variable) noexcept {
+    if (variable.data == nullptr && variable.length > 0) return false;
+    if (variable.sqlType == SQL_INTEGER) return variable.length == sizeof(int32_t);
+    return variable.sqlType == SQL_VARCHAR || variable.sqlType == SQL_LONGVARBINARY;
 }
 
 // One step of handing over; after one that failed the statement does not run.
@@ -82,7 +83,7 @@ int32_t sqlaaloc(uint32_t usage, uint32_t count) {
     return handOver([&]() -> Outcome {
         kelhost::Variables* variables = current.of(usage);
         if (variables == nullptr) return badArgument(1, "sqlaaloc");
-        if (count > mostVariables) return badArgument(2, "sqlaaloc");
+        if (count > kelhost::mostBindVariables) return badArgument(2, "sqlaaloc");
         variables->assign(count, sqlaVariable{SQL_VARCHAR, 0, nullptr, nullptr, nullptr});
         return {};
     });
@@ -94,7 +95,8 @@ int32_t sqlasetdata(uint32_t usage, uint32_t first, uint32_t count, const struct
         if (variables == nullptr) return badArgument(1, "sqlasetdata");
         if (first > variables->size()) return badArgument(2, "sqlasetdata");
         if (count > variables->size() - first) return badArgument(3, "sqlasetdata");
-        if (!std::all_of(given, given + count, isKnownType)) return badArgument(4, "sqlasetdata");
+        if (given == nullptr && count > 0) return badArgument(4, "sqlasetdata");
+        if (!std::all_of(given, given + count, isUsable)) return badArgument(4, "sqlasetdata");
         std::copy(given, given + count, variables->begin() + first);
         return {};
     });

@@ -57,13 +57,13 @@ bool takeLength(Statement& statement, const sqlaVariable& variable, bool isNull,
 // Each takes one column and says whether the value had to be cut; failures are in the statement's outcome.
 bool takeText(Statement& statement, SQLUSMALLINT column, const sqlaVariable& variable) {
     Value value;
-    if (variable.length == 0 || !SQL_SUCCEEDED(readValue(statement, column, SQL_C_CHAR, value))) return false;
-    auto* const room = static_cast<char*>(variable.data);
-    room[0] = '\0';
-    if (!takeLength(statement, variable, value.isNull, value.bytes.size())) return false;
-    const std::string_view kept = cutText(value.bytes, variable.length - 1);
-    room[kept.copy(room, kept.size())] = '\0';
-    return kept.size() < value.bytes.size();
+    if (!SQL_SUCCEEDED(readValue(statement, column, SQL_C_CHAR, value))) return false;
+    const std::string_view kept = cutText(value.bytes, std::max<uint32_t>(variable.length, 1) - 1);
+    if (variable.length > 0) {
+        auto* const room = static_cast<char*>(variable.data);
+        room[kept.copy(room, kept.size())] = '\0';
+    }
+    return takeLength(statement, variable, value.isNull, value.bytes.size()) && kept.size() < value.bytes.size();
 }
 
 bool takeBytes(Statement& statement, SQLUSMALLINT column, const sqlaVariable& variable) {
@@ -71,10 +71,6 @@ bool takeBytes(Statement& statement, SQLUSMALLINT column, const sqlaVariable& va
     char none = '\0';
     void* room = variable.length == 0 ? &none : variable.data;
     if (!SQL_SUCCEEDED(getValue(statement, column, SQL_C_BINARY, room, variable.length, &length))) return false;
-    if (length < 0 && length != SQL_NULL_DATA) {
-        statement.outcome = failure("58004", "the driver does not tell how long a value is");
-        return false;
-    }
     return takeLength(statement, variable, length == SQL_NULL_DATA, static_cast<size_t>(length)) &&
            length > SQLLEN{variable.length};
 }
@@ -84,7 +80,7 @@ void takeNumber(Statement& statement, SQLUSMALLINT column, const sqlaVariable& v
     SQLLEN length = 0;
     if (!SQL_SUCCEEDED(getValue(statement, column, SQL_C_SLONG, &number, sizeof number, &length))) return;
     if (!takeLength(statement, variable, length == SQL_NULL_DATA, sizeof number)) number = 0;
-    if (variable.length >= sizeof number) std::memcpy(variable.data, &number, sizeof number);
+    std::memcpy(variable.data, &number, sizeof number);
 }
 
 bool takeColumn(Statement& statement, SQLUSMALLINT column, const sqlaVariable& variable) {
@@ -237,6 +233,7 @@ Outcome Packages::findSection(const SectionId& id, const BindSection*& section) 
     if (known_.sections.empty() || knownToken_ != id.token) {
         std::vector<Value> row(1);
         outcome = readRow(session_, "SELECT CONTENT" + rowOf(id), SQL_C_BINARY, row);
+        if (outcome.sqlcode == 100) return notFound(id);  // it was there a moment ago
         if (!isFound(outcome)) return outcome;
         BindFile file;
         std::string error;
@@ -258,13 +255,11 @@ Outcome Packages::prepareText(Running& running, std::string_view text) {
     if (!SQL_SUCCEEDED(prepareStatement(statement, text))) return statement.outcome;
     if (statement.scanned.kind == SqlKind::installObjects) return {};
     // Drivers that put the preparation off do it when they are asked for the columns.
-    Outcome outcome = session_.begin(SqlKind::query);
-    if (outcome.failed()) return outcome;
-    if (!SQL_SUCCEEDED(driverManager().numResultCols(statement.driver.handle, &running.columns))) {
-        outcome = driverOutcome(SQL_HANDLE_STMT, statement.driver.handle, session_.dialect());
-    }
-    session_.settle(outcome);
-    return outcome;
+    return session_.asStatement(SqlKind::query, [&] {
+        const SQLRETURN asked = driverManager().numResultCols(statement.driver.handle, &running.columns);
+        return SQL_SUCCEEDED(asked) ? Outcome{}
+                                    : driverOutcome(SQL_HANDLE_STMT, statement.driver.handle, session_.dialect());
+    });
 }
 
 // All that is wrong with the text comes out, whatever the driver puts off to its first run.

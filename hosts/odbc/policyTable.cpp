@@ -20,24 +20,24 @@ Outcome Session::installObjects(const std::vector<std::string>& arguments) {
 
 // The database itself answers each time; the prepared statement only makes the question cheap.
 Outcome Session::verifyPolicyTable() {
-    Outcome outcome = begin(SqlKind::query);
-    if (outcome.failed()) return outcome;
-    SQLRETURN result = SQL_SUCCESS;
-    if (verify_.handle == SQL_NULL_HSTMT) {
-        outcome = allocate(verify_);
-        if (outcome.failed()) return outcome;
-        result = driver_.prepare(verify_.handle, sqlChars(dialect_->verifyPolicyTable), SQL_NTS);
-    }
-    if (SQL_SUCCEEDED(result)) result = driver_.execute(verify_.handle);
-    if (!SQL_SUCCEEDED(result)) outcome = driverOutcome(SQL_HANDLE_STMT, verify_.handle, *dialect_);
-    if (outcome.failed() || !dialect_->keepsPreparedQueries) {
-        driver_.freeHandle(SQL_HANDLE_STMT, verify_.handle);
-        verify_.handle = SQL_NULL_HSTMT;
-    } else {
-        driver_.freeStmt(verify_.handle, SQL_CLOSE);
-    }
-    settle(outcome);
-    return outcome;
+    return asStatement(SqlKind::query, [this] {
+        Outcome outcome;
+        SQLRETURN result = SQL_SUCCESS;
+        if (verify_.handle == SQL_NULL_HSTMT) {
+            outcome = allocate(verify_);
+            if (outcome.failed()) return outcome;
+            result = driver_.prepare(verify_.handle, sqlChars(dialect_->verifyPolicyTable), SQL_NTS);
+        }
+        if (SQL_SUCCEEDED(result)) result = driver_.execute(verify_.handle);
+        if (!SQL_SUCCEEDED(result)) outcome = driverOutcome(SQL_HANDLE_STMT, verify_.handle, *dialect_);
+        if (outcome.failed() || !dialect_->keepsPreparedQueries) {
+            driver_.freeHandle(SQL_HANDLE_STMT, verify_.handle);
+            verify_.handle = SQL_NULL_HSTMT;
+        } else {
+            driver_.freeStmt(verify_.handle, SQL_CLOSE);
+        }
+        return outcome;
+    });
 }
 
 // An existing table keeps its rows.

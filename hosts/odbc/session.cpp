@@ -28,8 +28,9 @@ std::string embeddedConnection(const Instance& instance) {
     return "DRIVER=SQLite3;Database=" + path;
 }
 
+// A database may take 0 for "wait for ever".
 std::string withTimeout(const char* text, const DatabaseOptions& options) {
-    return fmt::format(fmt::runtime(text), options.lockTimeout.count());
+    return fmt::format(fmt::runtime(text), std::clamp<int64_t>(options.lockTimeout.count(), 1, INT32_MAX));
 }
 
 /* Whether the connection string has the key of the setting "Key=Value". */
@@ -85,9 +86,13 @@ Session::~Session() {
     driver_.freeHandle(SQL_HANDLE_ENV, environment_);
 }
 
-void Session::closeStatements() noexcept {
+void Session::forgetPrepared() noexcept {
     for (DriverStatement& statement : prepared_) driver_.freeHandle(SQL_HANDLE_STMT, statement.handle);
     prepared_.clear();
+}
+
+void Session::closeStatements() noexcept {
+    forgetPrepared();
     for (DriverStatement* statement : {&control_, &verify_}) {
         if (statement->handle != SQL_NULL_HSTMT) driver_.freeHandle(SQL_HANDLE_STMT, statement->handle);
         statement->handle = SQL_NULL_HSTMT;
@@ -123,11 +128,16 @@ void Session::connectOnce(const std::string& connection) {
         require(outcome, "cannot connect to the database");
     }
     connected_ = true;
-    std::array<char, 128> name{};
-    driver_.getInfo(connection_, SQL_DBMS_NAME, name.data(), static_cast<SQLSMALLINT>(name.size()), nullptr);
-    dialect_ = &dialectOf(name.data());
-    driver_.getInfo(connection_, SQL_DATABASE_NAME, name.data(), static_cast<SQLSMALLINT>(name.size()), nullptr);
-    databaseName_ = name.data();
+    dialect_ = &dialectOf(driverInfo(SQL_DBMS_NAME).c_str());
+    databaseName_ = driverInfo(SQL_DATABASE_NAME);
+}
+
+// Empty when the driver does not say.
+std::string Session::driverInfo(SQLUSMALLINT what) const {
+    std::array<char, 512> text{};
+    const SQLRETURN result =
+        driver_.getInfo(connection_, what, text.data(), static_cast<SQLSMALLINT>(text.size()), nullptr);
+    return SQL_SUCCEEDED(result) ? text.data() : "";
 }
 
 void Session::setUp(const DatabaseOptions& options) {

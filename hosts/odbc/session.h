@@ -51,12 +51,27 @@ public:
     /* A query that was used before and is prepared for exactly this text; nothing when there is none. */
     std::optional<DriverStatement> takePrepared(std::string_view text) noexcept;
 
+    /* The next use of any query prepares it. */
+    void forgetPrepared() noexcept;
+
     /* Closes the statement; one that carries a text is kept for the next use of it. */
     void giveBack(DriverStatement statement) noexcept;
 
-    /* Before and after a statement: what makes it atomic by itself and part of the unit of work. */
-    Outcome begin(SqlKind kind);
-    void settle(const Outcome& outcome);
+    /* Does the work of one statement, which gives its outcome: atomic by itself, and part of the unit of work. An
+     * exception is a failure of the statement, too. */
+    template <class Work>
+    Outcome asStatement(SqlKind kind, Work work) {
+        Outcome outcome = begin(kind);
+        if (outcome.failed()) return outcome;
+        try {
+            outcome = work();
+        } catch (...) {
+            settle(failure("57011", {}));
+            throw;
+        }
+        settle(outcome);
+        return outcome;
+    }
 
     /* A savepoint of the host's own; the outcome of `work` decides whether what it did stays. */
     template <class Work>
@@ -73,14 +88,14 @@ public:
      * looked, or may make it at this moment. */
     template <class Verify, class Make>
     Outcome createIfMissing(Verify verify, Make make) {
-        Outcome outcome = begin(SqlKind::other);
-        if (outcome.failed()) return outcome;
-        if (verify().failed()) {
-            outcome = atomically(make);
-            if (outcome.failed() && !verify().failed()) outcome.clear();
-        }
-        settle(outcome);
-        return outcome;
+        return asStatement(SqlKind::other, [&] {
+            Outcome outcome;
+            if (verify().failed()) {
+                outcome = atomically(make);
+                if (outcome.failed() && !verify().failed()) outcome.clear();
+            }
+            return outcome;
+        });
     }
 
     /* Runs a text that answers with no rows. */
@@ -98,6 +113,7 @@ public:
 private:
     void connect(const std::string& connection, const DatabaseOptions& options);
     void connectOnce(const std::string& connection);
+    std::string driverInfo(SQLUSMALLINT what) const;
     void setUp(const DatabaseOptions& options);
     void attachPolicySchema();
     void require(const Outcome& outcome, const std::string& what) const;
@@ -107,7 +123,10 @@ private:
     Outcome createPolicyTable();
     Outcome makePolicyTable();
     Outcome addDefaultPolicy(const DefaultPolicy& policy);
-    bool unitIsOpen();
+    Outcome begin(SqlKind kind);
+    void settle(const Outcome& outcome) noexcept;
+    bool mayHaveEndedUnit(const Outcome& outcome);
+    void endUnit(bool commits);
 
     const DriverManager& driver_;
     const Instance& instance_;
@@ -117,7 +136,7 @@ private:
     SQLHDBC connection_ = SQL_NULL_HDBC;
     bool connected_ = false;
     bool unitOpen_ = false; /* UnitStart::host: a transaction was begun */
-    bool unitLost_ = false; /* the database has rolled it back by itself: only a rollback goes on */
+    bool unitLost_ = false; /* the database may have rolled it back by itself: only a rollback goes on */
     DriverStatement control_{};
     DriverStatement verify_{};
     std::vector<DriverStatement> prepared_{};

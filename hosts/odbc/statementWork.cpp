@@ -100,15 +100,16 @@ SQLRETURN executePrepared(Statement& statement) {
     const SqlKind kind = statement.scanned.kind;
     if (kind == SqlKind::installObjects) return take(statement, session.installObjects(statement.scanned.arguments));
     if (readParameterFiles(statement) != SQL_SUCCESS) return SQL_ERROR;
-    Outcome begun = session.begin(kind);
-    if (begun.failed()) return take(statement, std::move(begun));
-    SQLRETURN result = answer(statement, executeInDriver(statement));
-    if (SQL_SUCCEEDED(result) || result == SQL_NO_DATA) {
-        finishResult(statement, result);
-    } else {
-        statement.driver.text.clear();
-    }
-    session.settle(statement.outcome);
+    SQLRETURN result = SQL_ERROR;
+    statement.outcome = session.asStatement(kind, [&] {
+        result = answer(statement, executeInDriver(statement));
+        if (SQL_SUCCEEDED(result) || result == SQL_NO_DATA) {
+            finishResult(statement, result);
+        } else {
+            statement.driver.text.clear();
+        }
+        return std::move(statement.outcome);
+    });
     dropParameterFiles(statement);
     return result;
 }
@@ -122,9 +123,12 @@ SQLRETURN answer(Statement& statement, SQLRETURN result) {
         case SQL_NO_DATA:
             statement.outcome = failure("02000", {});
             break;
+        case SQL_SUCCESS_WITH_INFO:
+            statement.outcome =
+                driverInformation(SQL_HANDLE_STMT, statement.driver.handle, statement.session->dialect());
+            break;
         default:
             statement.outcome = driverOutcome(SQL_HANDLE_STMT, statement.driver.handle, statement.session->dialect());
-            if (result != SQL_SUCCESS_WITH_INFO && !statement.outcome.failed()) statement.outcome.sqlcode = -99999;
     }
     return result == SQL_INVALID_HANDLE ? SQL_ERROR : result;
 }
@@ -182,6 +186,10 @@ SQLRETURN getValue(Statement& statement, SQLUSMALLINT column, SQLSMALLINT cType,
                    SQLLEN* indicator) {
     if (!statement.openResult) return fail(statement.outcome, "24000", "there is no open result set");
     const SQLRETURN result = driverManager().getData(statement.driver.handle, column, cType, value, size, indicator);
+    // A caller would take it for no value, or an empty one.
+    if (SQL_SUCCEEDED(result) && indicator != nullptr && *indicator == SQL_NO_TOTAL) {
+        return fail(statement.outcome, "58004", "the driver does not tell how long a value is");
+    }
     // Asked for the length only, drivers differ in when they say that the value did not fit.
     if (size == 0 && indicator != nullptr && SQL_SUCCEEDED(result)) {
         if (*indicator <= 0) return SQL_SUCCESS;

@@ -115,6 +115,11 @@ TEST(BindFile, isCheckedBeyondItsChecksum) {
     std::string many = start;
     for (size_t i = 0; i <= kelhost::mostBindSections; ++i) many += "section dynamic 0\n\n";
     EXPECT_NE(read(withChecksum(many), file).find("there are too many sections"), std::string::npos);
+    for (const char* usage : {"input", "output"}) {
+        std::string wide = start + "section dynamic 0\n\n";
+        for (size_t i = 0; i <= kelhost::mostBindVariables; ++i) wide += usage + std::string(" integer 0 present\n");
+        EXPECT_NE(read(withChecksum(wide), file).find("there are too many host variables"), std::string::npos) << usage;
+    }
 }
 
 TEST(BindFile, namesOfPackagesArePlain) {

@@ -15,9 +15,10 @@
 #include <optional>
 #include <string>
 
-#include "callLevel.h"
 #include "callLevelCounts.h"
 #include "engineContext.h"
+#include "host/callLevelClient.h"
+#include "host/wholeFile.h"
 #include "hostLogs.h"
 #include "memoryCounts.h"
 
@@ -80,29 +81,21 @@ public:
 
 protected:
     std::string instancePath() const { return instance_.path(); }
-    std::unique_ptr<HostContext> makeContext(std::chrono::milliseconds lockTimeout = std::chrono::seconds(20)) const {
+    /* Waits for locks for longer than any test takes, unless it is told otherwise. */
+    std::unique_ptr<HostContext> makeContext(std::chrono::milliseconds lockTimeout = std::chrono::hours(1)) const {
         return std::make_unique<HostContext>(instance_, lockTimeout);
     }
 
 private:
     void dropPolicySchema() const {
-        HostContext context(instance_, std::chrono::seconds(20));
-        context.bind();
-        SQLHENV env = SQL_NULL_HENV;
-        SQLHDBC dbc = SQL_NULL_HDBC;
-        SQLHSTMT stmt = SQL_NULL_HSTMT;
-        std::string text = "DROP SCHEMA IF EXISTS SYSTOOLS CASCADE";
-        SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &env);
-        SQLAllocHandle(SQL_HANDLE_DBC, env, &dbc);
-        SQLConnect(dbc, nullptr, SQL_NTS, nullptr, SQL_NTS, nullptr, SQL_NTS);
-        SQLAllocHandle(SQL_HANDLE_STMT, dbc, &stmt);
-        EXPECT_TRUE(SQL_SUCCEEDED(SQLExecDirect(stmt, reinterpret_cast<SQLCHAR*>(text.data()), SQL_NTS)));
-        SQLFreeHandle(SQL_HANDLE_STMT, stmt);
-        SQLDisconnect(dbc);
-        SQLFreeHandle(SQL_HANDLE_DBC, dbc);
-        SQLFreeHandle(SQL_HANDLE_ENV, env);
-        context.commit();
-        context.unbind();
+        const auto context = makeContext();
+        context->bind();
+        {
+            Client client;
+            EXPECT_TRUE(SQL_SUCCEEDED(client.run("DROP SCHEMA IF EXISTS SYSTOOLS CASCADE"))) << tokensOf(client.ca());
+        }
+        context->commit();
+        context->unbind();
     }
 
     int64_t blocksBefore_ = kelhost::memoryTotal().blocks;
@@ -122,11 +115,6 @@ protected:
 private:
     std::unique_ptr<HostContext> context_ = makeContext();
 };
-
-inline std::string readWhole(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 }  // namespace hosttest
 

@@ -122,7 +122,7 @@ TEST(HostMessages, PolicyErrorsSayWhatAndWhereAndWhatToDo) {
              {-1447, {"1"}, "reason 1: the directory or device of the backup location does not exist."},
              {-1447, {"4"}, "reason 4: it could not be parsed."},
              {-1447, {"5"}, "reason 5: it is not encoded in UTF-8."},
-             {-1447, {"6"}, "reason 6: a text is too long. A table filter may have about 2,700 bytes, a path 2,047;"},
+             {-1447, {"6"}, "reason 6: a text is too long. In bytes, a path, a library's name and its options may each have 2,047,"},
              {-1447, {"7"}, "A value of the policy document cannot be used, reason 7."},
              {-1447, {}, "A value of the policy document cannot be used, reason ."},
              {-818, {"NULLID.P"}, "The package \"NULLID.P\" in the database and the program were not made together."},

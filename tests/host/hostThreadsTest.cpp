@@ -128,6 +128,14 @@ TEST_F(HostThreads, WaitingForAnotherUnitOfWorkEndsWithATimeout) {
         context.commit();
         Client client;
         ASSERT_EQ(client.insert("held", "x"), SQL_SUCCESS);
+        for (const auto atOnce : {std::chrono::milliseconds(0), std::chrono::milliseconds(-1)}) {
+            const auto hasty = makeContext(atOnce);
+            hasty->bind();
+            Client waiting;
+            EXPECT_EQ(waiting.insert("held", "x"), SQL_ERROR) << atOnce.count() << " ms is not for ever";
+            EXPECT_EQ(waiting.state(), "40001");
+            hasty->unbind();
+        }
         const auto other = makeContext(std::chrono::milliseconds(50));
         other->bind();
         {

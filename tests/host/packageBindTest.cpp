@@ -185,6 +185,27 @@ TEST_F(Binding, NeedsAPlaceForItsMessages) {
     EXPECT_EQ(package().open(1, {textIn("x")}).sqlcode, -805);
 }
 
+TEST_F(Binding, MayWriteItsMessagesIntoTheBindFile) {
+    write("p.bnd", kelhost::writeBindFile(package().file()));
+    sqlca ca;
+    EXPECT_EQ(sqlabndx(file("p.bnd").c_str(), file("p.bnd").c_str(), nullptr, &ca), 0) << tokensOf(ca);
+    EXPECT_EQ(hosttest::readWhole(file("p.bnd")), "The package NULLID.P was bound: 1 sections.\n");
+    EXPECT_EQ(package().open(1, {textIn("x")}).sqlcode, 0);
+    EXPECT_EQ(package().close(1).sqlcode, 0);
+}
+
+TEST_F(Binding, LooksAtAStatementAgainEachTime) {
+    const PackageClient other("OTHER", {statementSection("DELETE FROM KELOTHER")});
+    const auto run = [](const std::string& text) {
+        Client client;
+        EXPECT_EQ(client.run(text), SQL_SUCCESS) << text << ": " << tokensOf(client.ca());
+    };
+    run("CREATE TABLE KELOTHER (A INTEGER)");
+    EXPECT_EQ(other.bind(instancePath() + "/bnd").sqlcode, 0);
+    run("DROP TABLE KELOTHER");
+    EXPECT_EQ(other.bind(instancePath() + "/bnd").sqlcode, -204);
+}
+
 TEST_F(Binding, SeveralMayBindAtOnce) {
     context().commit();
     write("p.bnd", kelhost::writeBindFile(package().file()));

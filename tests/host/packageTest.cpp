@@ -183,12 +183,27 @@ TEST_F(Package, ValuesLongerThanTheirRoomTellTheirLength) {
                   document.substr(0, std::min<size_t>(room, document.size())));
         EXPECT_EQ(bytes[room], '#') << "a byte too many";
         EXPECT_EQ(text[room], '#') << "a byte too many";
+        EXPECT_EQ(textLength, 6U);
         if (room > 0) {
-            EXPECT_EQ(textLength, 6U);
             EXPECT_EQ(std::string(text.c_str()),
                       std::string("\xC3\xA4\xC3\xB6\xC3\xBC").substr(0, std::min(6U, (room - 1) / 2 * 2)));
         }
     }
+}
+
+TEST_F(Package, ATextWithoutRoomTellsItsLengthAndWhetherItIsNull) {
+    const PackageClient texts("TEXTS", {cursorSection("SELECT 'four', '', CAST(NULL AS VARCHAR(4))", 0, 3)});
+    ASSERT_EQ(texts.bind(bindDirectory()).sqlcode, 0);
+    uint32_t lengths[3] = {7, 7, 7};
+    int16_t nulls[3] = {7, 7, 7};
+    const auto column = [&](size_t i) { return sqlaVariable{SQL_VARCHAR, 0, nullptr, &lengths[i], &nulls[i]}; };
+    ASSERT_EQ(texts.open(1).sqlcode, 0);
+    const sqlca ca = texts.fetch(1, {column(0), column(1), column(2)});
+    EXPECT_EQ(ca.sqlcode, 0) << tokensOf(ca);
+    EXPECT_EQ(stateOf(ca), "01004");
+    EXPECT_EQ(std::vector(lengths, lengths + 3), (std::vector<uint32_t>{4, 0, 0}));
+    EXPECT_EQ(std::vector(nulls, nulls + 3), (std::vector<int16_t>{0, 0, -1}));
+    EXPECT_EQ(texts.close(1).sqlcode, 0);
 }
 
 TEST_F(Package, NumbersAndNullValuesPassThroughTheirVariables) {
@@ -370,8 +385,20 @@ TEST_F(Package, ArgumentsAreChecked) {
     EXPECT_EQ(failing([&] { return sqlaaloc(SQLA_OUTPUT, 2) + sqlasetdata(SQLA_OUTPUT, 1, UINT32_MAX, variables); }),
               "3\xFFsqlasetdata");
     variables[1].sqlType = SQL_DOUBLE;
-    EXPECT_EQ(failing([&] { return sqlaaloc(SQLA_INPUT, 2) + sqlasetdata(SQLA_INPUT, 0, 2, variables); }),
-              "4\xFFsqlasetdata");
+    const auto failingWith = [&](const sqlaVariable* given) {
+        return failing([&] { return sqlaaloc(SQLA_INPUT, 2) + sqlasetdata(SQLA_INPUT, 0, 2, given); });
+    };
+    EXPECT_EQ(failingWith(variables), "4\xFFsqlasetdata");
+    EXPECT_EQ(failingWith(nullptr), "4\xFFsqlasetdata");
+    int64_t number = 0;
+    for (const uint32_t length : {0U, 3U, 5U, 8U}) {
+        variables[1] = {SQL_INTEGER, length, &number, nullptr, nullptr};
+        EXPECT_EQ(failingWith(variables), "4\xFFsqlasetdata") << "an int32_t has 4 bytes, not " << length;
+    }
+    for (const int16_t type : std::initializer_list<int16_t>{SQL_VARCHAR, SQL_LONGVARBINARY, SQL_INTEGER}) {
+        variables[1] = {type, 4, nullptr, nullptr, nullptr};
+        EXPECT_EQ(failingWith(variables), "4\xFFsqlasetdata") << "no data, type " << type;
+    }
 
     sqlastop();
     sqlastop();

@@ -3,12 +3,12 @@
  *
  * Errors are written as file:line:column: message. Nothing is written when there is one. */
 #include <CLI/CLI.hpp>
-#include <cstdio>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string>
+#include <system_error>
 
 #include "preparer.h"
 
@@ -22,14 +22,29 @@ struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+std::error_code lastFailure() {
+    return {errno, std::generic_category()};
+}
+
 std::string readSource(const std::string& path) {
     std::error_code failure;
-    if (!fs::is_regular_file(path, failure)) throw Failure(path + ": there is no such file");
-    if (fs::file_size(path, failure) > largestSource || failure)
-        throw Failure(path + ": the file is larger than 16 MB");
+    const auto require = [&](bool done) {
+        if (!done) throw Failure(path + ": the source cannot be read: " + failure.message());
+    };
+    const fs::file_status status = fs::status(path, failure);
+    require(fs::exists(status));
+    if (!fs::is_regular_file(status)) throw Failure(path + ": the source is no regular file");
+    const uintmax_t size = fs::file_size(path, failure);
+    require(!failure);
+    if (size > largestSource) {
+        throw Failure(path + ": the source has " + std::to_string(size) + " bytes; at most " +
+                      std::to_string(largestSource) + " are possible");
+    }
     std::ifstream file(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    if (!file) throw Failure(path + ": the file cannot be read");
+    std::string text(size, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(size));
+    failure = lastFailure();
+    require(file.good());
     return text;
 }
 
@@ -39,11 +54,12 @@ void writeFile(const std::string& path, const std::string& text) {
     std::ofstream file(beside, std::ios::binary | std::ios::trunc);
     file << text;
     file.close();
-    std::error_code failure;
-    if (file) fs::rename(beside, path, failure);
-    if (!file || failure) {
-        fs::remove(beside, failure);
-        throw Failure(path + ": the file cannot be written");
+    std::error_code failure = file ? std::error_code() : lastFailure();
+    if (!failure) fs::rename(beside, path, failure);
+    if (failure) {
+        std::error_code ignored;
+        fs::remove(beside, ignored);
+        throw Failure(path + ": the file cannot be written: " + failure.message());
     }
 }
 

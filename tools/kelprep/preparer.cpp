@@ -35,7 +35,7 @@ struct Uses {
     std::vector<BindVariable> shapes{};
     std::string code{};
 
-    void add(VariableUse use) {
+    void add(const VariableUse& use) {
         shapes.push_back(use.shape);
         code += (code.empty() ? "" : ", ") + use.code;
     }
@@ -259,7 +259,7 @@ private:
             if (token->is("?")) reader.fail("'?' is for prepared statements; a host variable is :name");
             if (!text.empty() && token->blankBefore) text += ' ';
             if (token->kind == TokenKind::hostVariable) {
-                inputs.add(readVariable(reader, useAsInput));
+                addVariable(inputs, reader, useAsInput);
                 text += '?';
             } else {
                 text += token->text;
@@ -267,6 +267,15 @@ private:
             }
         }
         return inputs;
+    }
+
+    template <class Use>
+    void addVariable(Uses& uses, StatementReader& reader, Use use) {
+        if (uses.shapes.size() == kelhost::mostBindVariables) {
+            reader.fail("the statement has more than " + std::to_string(kelhost::mostBindVariables) +
+                        " host variables");
+        }
+        uses.add(readVariable(reader, use));
     }
 
     template <class Use>
@@ -283,7 +292,7 @@ private:
     Uses readVariables(StatementReader& reader, Use use) {
         Uses uses;
         do {
-            uses.add(readVariable(reader, use));
+            addVariable(uses, reader, use);
         } while (reader.accept(","));
         return uses;
     }

@@ -13,7 +13,7 @@
  *   EXEC SQL PREPARE statement FROM :text;
  *   EXEC SQL EXECUTE statement [USING :v, ...];
  *   EXEC SQL INSERT ...; UPDATE, DELETE, MERGE, CALL
- * A host variable is :name, or :name:indicator where the value may be null.
+ * A host variable is :name, or :name:indicator where the value may be null. A statement has at most 1000 of them.
  *
  * Sections are numbered in the order in which their statements first appear. Every statement that runs leaves its
  * outcome in `ca`, an sqlca that must be in scope. */

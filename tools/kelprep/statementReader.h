@@ -23,7 +23,7 @@ public:
 
     bool atEnd() const noexcept { return index_ == statement_.tokens.size(); }
     const Token* peek() const noexcept { return atEnd() ? nullptr : &statement_.tokens[index_]; }
-    Place place() const noexcept { return atEnd() ? statement_.endPlace : peek()->place; }
+    Place place() const noexcept { return atEnd() ? statement_.endPlace : statement_.tokens[index_].place; }
     void skip() noexcept { ++index_; }
 
     bool accept(std::string_view word) {

@@ -53,6 +53,7 @@ struct BindFile {
 
 inline constexpr size_t mostBindFileBytes = size_t{1} << 20U;
 inline constexpr size_t mostBindSections = 1000;
+inline constexpr size_t mostBindVariables = 1000; /* that a section reads, and that it fills */
 
 /* Names of collections and packages: 1 to 128 letters, digits and underscores. */
 bool isPackageName(std::string_view name) noexcept;

@@ -20,8 +20,9 @@ class Session;
 
 struct DatabaseOptions {
     std::string connection{}; /* of the ODBC driver manager; empty: the embedded database */
-    /* How long a statement waits for another unit of work. The driver decides instead for a database that the host has
-     * no dialect for, and for SQLite where the connection string has a Timeout of its own. */
+    /* How long a statement waits for another unit of work, at least a millisecond. The driver decides instead for a
+     * database that the host has no dialect for, and for SQLite where the connection string has a Timeout of its own.
+     */
     std::chrono::milliseconds lockTimeout{10000};
 };
 
@@ -38,7 +39,7 @@ public:
     EngineContext& operator=(const EngineContext&) = delete;
 
     /* End the unit of work; the next statement starts a new one. Open result sets stay readable after a commit where
-     * the database allows it. Throw HostError. */
+     * the database allows it. Throw HostError: the unit of work is then lost until a rollback succeeds. */
     void commit();
     void rollback();
 
