@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "scenario.h"
+#include "commandHelp.h"
 
 namespace scenario {
 namespace {
@@ -52,10 +52,10 @@ const Shell shells[] = {
         true)"},
 };
 
-class CliCompletion : public Scenario, public ::testing::WithParamInterface<Shell> {
+class CliCompletion : public HelpScenario, public ::testing::WithParamInterface<Shell> {
 protected:
     void SetUp() override {
-        if (::access(GetParam().path, X_OK) != 0) GTEST_SKIP() << GetParam().path << " is not installed";
+        if (!requireInstalled(GetParam().path)) return;
         const Outcome outcome = run({"completion", GetParam().name});
         ASSERT_EQ(outcome.status, 0) << outcome.err;
         writeFile(script(), outcome.out);
@@ -126,38 +126,17 @@ TEST_P(CliCompletion, offersWhatMayStandThere) {
 }
 
 TEST_P(CliCompletion, knowsEveryCommandAndOption) {
-    std::vector<Words> open = {{}};
-    size_t commands = 0;
-    while (!open.empty()) {
-        const Words words = open.back();
-        open.pop_back();
-        ++commands;
-        Words withHelp = words;
-        withHelp.emplace_back("--help");
-        std::istringstream lines(run(withHelp).out);
-        Candidates options;
-        std::string section;
-        for (std::string line; std::getline(lines, line);) {
-            if (!line.empty() && line[0] != ' ') section = line;
-            std::istringstream fields(line);
-            std::string name;
-            fields >> name;
-            if (!line.starts_with("  ") || line.starts_with("   ")) continue;
-            if (section == "Options:") options.insert(name.substr(name.find("--")));
-            if (section != "Subcommands:") continue;
-            open.push_back(words);
-            open.back().push_back(name);
-        }
-        EXPECT_FALSE(options.empty()) << json(words);
-        Words asked = words;
+    forEachCommandOfHelp([this](const CommandHelp& help) {
+        Words asked = help.command;
         asked.emplace_back("--");
+        Candidates expected = help.options;
+        expected.insert({"--instance", "--database", "--json", "--trace"});
+        EXPECT_EQ(complete(asked), expected) << json(help.command);
+        asked.back() = "";
         const Candidates offered = complete(asked);
-        for (const std::string& option : options)
-            EXPECT_TRUE(offered.contains(option)) << json(words) << " does not offer " << option;
-        if (!words.empty()) options.insert({"--instance", "--database", "--json", "--trace"});
-        EXPECT_EQ(offered, options) << json(words);
-    }
-    EXPECT_GT(commands, 25U);
+        for (const std::string& command : help.commands)
+            EXPECT_TRUE(offered.contains(command)) << json(help.command) << " does not offer " << command;
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Shells, CliCompletion, ::testing::ValuesIn(shells),

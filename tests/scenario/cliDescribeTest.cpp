@@ -1,7 +1,5 @@
 // kelpolicy describe: one line of text for each stored policy.
-#include <nlohmann/json.hpp>
-
-#include "scenario.h"
+#include "configurationScenario.h"
 
 namespace scenario {
 namespace {
@@ -15,8 +13,8 @@ protected:
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         const json all = json::parse(outcome.out);
         EXPECT_EQ(all.size(), 1U);
-        EXPECT_EQ(all[0]["name"], name);
-        return all[0]["description"];
+        EXPECT_EQ(all[0].at("name"), name);
+        return all[0].at("description");
     }
 };
 
@@ -26,9 +24,9 @@ TEST_F(CliDescribe, describesAllPoliciesInTheOrderOfTheirList) {
     const std::vector<std::string> names = {"CommonPolicy", "DBBackupPolicy", "TableReorgPolicy", "TableRunstatsPolicy",
                                             "StatsProfilePolicy"};
     for (size_t i = 0; i < names.size(); ++i) {
-        EXPECT_EQ(all[i]["name"], names[i]);
-        EXPECT_EQ(all[i]["stored"], true);
-        EXPECT_EQ(all[i]["description"], description(names[i]));
+        EXPECT_EQ(all[i].at("name"), names[i]);
+        EXPECT_EQ(all[i].at("stored"), true);
+        EXPECT_EQ(all[i].at("description"), description(names[i]));
     }
 }
 
@@ -65,7 +63,7 @@ TEST_F(CliDescribe, refusesANameThatIsNoneAndListsThem) {
     const Outcome outcome = run({"describe", "BackupPolicy", "--json"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(json::parse(outcome.err)["error"],
+    EXPECT_EQ(json::parse(outcome.err).at("error"),
               (json{{"message", "there is no policy named \"BackupPolicy\""},
                     {"hint",
                      "Name one of these: CommonPolicy, DBBackupPolicy, TableReorgPolicy, TableRunstatsPolicy, "
@@ -82,16 +80,14 @@ TEST_F(CliDescribe, saysWhichStoredDocumentsDoNotParse) {
     EXPECT_EQ(outcome.status, 1);
     const json all = json::parse(outcome.out);
     ASSERT_EQ(all.size(), 5U);
-    EXPECT_NE(all[0]["description"].get<std::string>().find("00:00:00 - 00:00:00"), std::string::npos);
+    EXPECT_NE(all[0].at("description").get<std::string>().find("00:00:00 - 00:00:00"), std::string::npos);
 
-    std::istringstream lines(outcome.err);
-    std::vector<json> errors;
-    for (std::string line; std::getline(lines, line);) errors.push_back(json::parse(line)["error"]);
+    const std::vector<json> errors = objectsOf(outcome.err, "error");
     ASSERT_EQ(errors.size(), 2U) << outcome.err;
-    EXPECT_EQ(errors[0]["policy"], "CommonPolicy");
-    EXPECT_EQ(errors[0]["line"], 2);
-    EXPECT_EQ(errors[1]["policy"], "TableReorgPolicy");
-    EXPECT_EQ(errors[1]["line"], 2);
+    EXPECT_EQ(errors[0].at("policy"), "CommonPolicy");
+    EXPECT_EQ(errors[0].at("line"), 2);
+    EXPECT_EQ(errors[1].at("policy"), "TableReorgPolicy");
+    EXPECT_EQ(errors[1].at("line"), 2);
 
     EXPECT_EQ(run({"describe", "DBBackupPolicy"}).status, 0) << "a policy that is not used is not complained about";
 }
@@ -106,14 +102,14 @@ TEST_F(CliDescribe, givesTheNotesThatShowGives) {
     std::vector<json> told;
     for (std::string line; std::getline(lines, line);) told.push_back(json::parse(line));
     ASSERT_EQ(told.size(), 3U) << outcome.err;
-    EXPECT_EQ(told[0]["note"],
+    EXPECT_EQ(told[0].at("note"),
               "the engine logged while it read DBBackupPolicy: Auto backup Policy: Target Type Unknown");
-    const std::string silence = told[1]["note"];
+    const std::string silence = told[1].at("note");
     EXPECT_EQ(silence.find("TableReorgPolicy, stored "), 0U) << silence;
     EXPECT_NE(silence.find(" has no element of the Reorg policy: the built-in defaults are in force"),
               std::string::npos)
         << silence;
-    EXPECT_EQ(told[2]["error"]["policy"], "TableRunstatsPolicy") << "what the engine logs of it is told once";
+    EXPECT_EQ(told[2].at("error").at("policy"), "TableRunstatsPolicy") << "what the engine logs of it is told once";
 
     EXPECT_EQ(run({"describe", "CommonPolicy"}).err, "") << "of the policy that is described only";
 }
@@ -160,7 +156,7 @@ TEST_F(CliDescribe, saysThatThereIsNoRow) {
     const Outcome outcome = run({"describe", "DBBackupPolicy"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out.find("DBBackupPolicy  (no row: the built-in defaults are in force)\n"), 0U) << outcome.out;
-    EXPECT_EQ(json::parse(run({"describe", "DBBackupPolicy", "--json"}).out)[0]["stored"], false);
+    EXPECT_EQ(json::parse(run({"describe", "DBBackupPolicy", "--json"}).out)[0].at("stored"), false);
 }
 
 }  // namespace

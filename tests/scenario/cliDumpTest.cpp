@@ -2,7 +2,9 @@
 #include <sys/stat.h>
 
 #include <nlohmann/json.hpp>
+#include <thread>
 
+#include "host/callLevelClient.h"
 #include "scenario.h"
 
 namespace scenario {
@@ -45,23 +47,17 @@ protected:
         const Outcome outcome = run(all);
         EXPECT_EQ(outcome.status, 1) << outcome.out;
         EXPECT_EQ(outcome.out, "");
-        const json error = json::parse(outcome.err)["error"];
-        EXPECT_EQ(error["sqlcode"], sqlcode) << error;
-        return error["message"];
+        const json error = json::parse(outcome.err).at("error");
+        EXPECT_EQ(error.at("sqlcode"), sqlcode) << error;
+        return error.at("message");
     }
     json manifest() const { return json::parse(readFile(dump() + "/manifest.json")); }
     std::string fileOf(const std::string& name) const {
-        const json rows = manifest()["rows"];
+        const json rows = manifest().at("rows");
         for (const json& row : rows)
-            if (row["name"] == name) return dump() + "/" + row["file"].get<std::string>();
+            if (row.at("name") == name) return dump() + "/" + row.at("file").get<std::string>();
         ADD_FAILURE() << "no row of " << name;
         return {};
-    }
-    Words names(const std::string& directory) const {
-        Words all;
-        for (const auto& entry : fs::directory_iterator(directory)) all.push_back(entry.path().filename());
-        std::sort(all.begin(), all.end());
-        return all;
     }
 };
 
@@ -87,9 +83,9 @@ TEST_F(CliDump, bringsAllRowsBackByteForByte) {
     ASSERT_EQ(before.size(), count);
 
     EXPECT_EQ(done({"dump", dump()}), (json{{"directory", dump()}, {"rows", count}}));
-    EXPECT_EQ(names(dump()).size(), count + 1);
-    EXPECT_EQ(names(fs::path(dump()).parent_path()), (Words{"dump", "instance"})) << "nothing is left over";
-    for (const std::string& name : names(dump())) EXPECT_LE(name.size(), 64U) << name;
+    EXPECT_EQ(namesIn(dump()).size(), count + 1);
+    EXPECT_EQ(namesIn(fs::path(dump()).parent_path()), (Words{"dump", "instance"})) << "nothing is left over";
+    for (const std::string& name : namesIn(dump())) EXPECT_LE(name.size(), 64U) << name;
 
     execute("DELETE FROM SYSTOOLS.POLICY");
     EXPECT_EQ(done({"load", dump()}), (json{{"directory", dump()},
@@ -102,7 +98,7 @@ TEST_F(CliDump, bringsAllRowsBackByteForByte) {
     EXPECT_EQ(rows(), before);
 
     const json fresh = done({"load", dump(), "--instance", other()});
-    EXPECT_EQ(fresh["inserted"], count - 5);
+    EXPECT_EQ(fresh.at("inserted"), count - 5);
     EXPECT_EQ(rows(other()), before);
 }
 
@@ -112,7 +108,7 @@ TEST_F(CliDump, describesTheFilesInItsManifest) {
     execute("INSERT INTO SYSTOOLS.POLICY VALUES ('M', 'D', CAST(X'E9' AS TEXT), '2026-01-02-03.04.05.000007', X'')");
     done({"dump", dump()});
     json found = manifest();
-    EXPECT_EQ(found["sha256"].get<std::string>().size(), 64U);
+    EXPECT_EQ(found.at("sha256").get<std::string>().size(), 64U);
     found.erase("sha256");
     EXPECT_EQ(found, (json{{"format", "kelpolicy-dump"},
                            {"version", 1},
@@ -155,9 +151,9 @@ TEST_F(CliDump, keepsOtherRowsUnlessTheyAreToBeReplaced) {
                                             {"removed", 0}}));
     EXPECT_EQ(rows().size(), 8U);
     const json replaced = done({"load", dump(), "--replace"});
-    EXPECT_EQ(replaced["unchanged"], 7);
-    EXPECT_EQ(replaced["kept"], 0);
-    EXPECT_EQ(replaced["removed"], 1);
+    EXPECT_EQ(replaced.at("unchanged"), 7);
+    EXPECT_EQ(replaced.at("kept"), 0);
+    EXPECT_EQ(replaced.at("removed"), 1);
     EXPECT_EQ(rows().size(), 7U);
     EXPECT_EQ(run({"retrieve", "--name", "dumped", "--documents"}).out, "old");
     const Outcome text = run({"load", dump()});
@@ -174,8 +170,8 @@ TEST_F(CliDump, givesOnlyRowsThatChangeANewTime) {
     execute("UPDATE SYSTOOLS.POLICY SET POLICY = X'63' WHERE NAME = 'changed'");
     done({"load", dump()});
     const json all = json::parse(run({"retrieve", "--json"}).out);
-    EXPECT_GT(all[0]["updateTime"].get<std::string>(), "2002") << all;
-    EXPECT_EQ(all[1]["updateTime"], "2001-01-01-00.00.00.000000") << all;
+    EXPECT_GT(all[0].at("updateTime").get<std::string>(), "2002") << all;
+    EXPECT_EQ(all[1].at("updateTime"), "2001-01-01-00.00.00.000000") << all;
 }
 
 TEST_F(CliDump, leavesATraceOfChangedPoliciesInTheHistory) {
@@ -184,11 +180,42 @@ TEST_F(CliDump, leavesATraceOfChangedPoliciesInTheHistory) {
     done({"load", dump()});
     const json changes = json::parse(run({"history", "--json"}).out);
     ASSERT_EQ(changes.size(), 1U) << changes;
-    EXPECT_EQ(changes[0]["policy"], "DBBackupPolicy");
-    EXPECT_NE(changes[0]["before"].get<std::string>().find("/var/backups/orders"), std::string::npos);
-    EXPECT_EQ(changes[0]["after"].get<std::string>().find("/var/backups/orders"), std::string::npos);
+    EXPECT_EQ(changes[0].at("policy"), "DBBackupPolicy");
+    EXPECT_NE(changes[0].at("before").get<std::string>().find("/var/backups/orders"), std::string::npos);
+    EXPECT_EQ(changes[0].at("after").get<std::string>().find("/var/backups/orders"), std::string::npos);
     done({"load", dump()});
     EXPECT_EQ(json::parse(run({"history", "--json"}).out).size(), 1U) << "a load that changes nothing";
+
+    const std::string document = run({"retrieve", "--name", "DBBackupPolicy", "--documents"}).out;
+    store("DBBackupPolicy", document + "\n");
+    done({"load", dump()});
+    const json again = json::parse(run({"history", "--json"}).out);
+    ASSERT_EQ(again.size(), 2U) << "a change that the description does not show";
+    EXPECT_EQ(again[1].at("before"), again[1].at("after"));
+}
+
+/* Who writes meanwhile is waited for, and what he wrote is what the load changes. */
+TEST_F(CliDump, describesThePoliciesThatItReplacesWhenNobodyElseCanChangeThem) {
+    done({"dump", dump()});
+    kelhost::EngineContext context(kelhost::Instance::create(instance()));
+    const kelhost::EngineContext::Scope bound(context);
+    Outcome load;
+    std::jthread loader;
+    {
+        hosttest::Client client;
+        ASSERT_EQ(client.run("UPDATE SYSTOOLS.POLICY SET POLICY = X'" + hexOf(readFile(sample("backup-to-disk.xml"))) +
+                             "' WHERE NAME = 'DBBackupPolicy'"),
+                  SQL_SUCCESS);
+        loader = std::jthread([&] { load = run({"load", dump()}); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));  // a load that begins later meets the same
+    }
+    context.commit();
+    loader.join();
+    EXPECT_EQ(load.status, 0) << load.err;
+    const json changes = json::parse(run({"history", "--json"}).out);
+    ASSERT_EQ(changes.size(), 1U) << changes;
+    EXPECT_NE(changes[0].at("before").get<std::string>().find("/var/backups/orders"), std::string::npos) << changes;
+    EXPECT_EQ(changes[0].at("after").get<std::string>().find("/var/backups/orders"), std::string::npos) << changes;
 }
 
 TEST_F(CliDump, loadsNothingWhenAFileIsNotAsItWas) {
@@ -319,18 +346,18 @@ TEST_F(CliDump, replacesAnEarlierDumpAndNothingElse) {
     writeFile(fileOf("first"), "damaged");
     add("second", "2");
     done({"dump", dump() + "/"});
-    EXPECT_EQ(manifest()["rows"].size(), 7U);
+    EXPECT_EQ(manifest().at("rows").size(), 7U);
     EXPECT_EQ(readFile(fileOf("first")), "1");
-    EXPECT_EQ(names(file("")), (Words{"dump", "instance"})) << "the earlier dump is gone";
+    EXPECT_EQ(namesIn(file("")), (Words{"dump", "instance"})) << "the earlier dump is gone";
 
     const std::string empty = file("empty");
     fs::create_directory(empty);
     done({"dump", empty});
-    EXPECT_EQ(names(empty).size(), 8U);
+    EXPECT_EQ(namesIn(empty).size(), 8U);
 
     const std::string link = file("link");
     fs::create_directory_symlink(dump(), link);
-    EXPECT_EQ(done({"dump", link})["directory"], dump());
+    EXPECT_EQ(done({"dump", link}).at("directory"), dump());
     EXPECT_TRUE(fs::is_symlink(link));
 }
 
@@ -351,7 +378,7 @@ TEST_F(CliDump, refusesADirectoryThatIsNotItsOwn) {
     writeFile(dump() + "/manifest.json", "{}");
     EXPECT_NE(refusal({"dump", dump()}, -902).find("holds no dump"), std::string::npos);
     EXPECT_EQ(readFile(foreign + "/letter.txt"), "dear");
-    EXPECT_EQ(names(foreign), Words{"letter.txt"});
+    EXPECT_EQ(namesIn(foreign), Words{"letter.txt"});
 }
 
 TEST_F(CliDump, showsProgressOnATerminalOnly) {

@@ -1,10 +1,9 @@
 // What the command line does when it is not understood, or when something around it is broken.
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
-#include "scenario.h"
+#include "commandHelp.h"
 
 namespace scenario {
 namespace {
@@ -12,7 +11,7 @@ namespace {
 using nlohmann::json;
 namespace fs = std::filesystem;
 
-class CliFailure : public Scenario {};
+class CliFailure : public HelpScenario {};
 
 TEST_F(CliFailure, answersAWrongCommandLineWithStatusTwo) {
     const struct {
@@ -26,15 +25,27 @@ TEST_F(CliFailure, answersAWrongCommandLineWithStatusTwo) {
          "say which: kelpolicy init, describe, tree, show, window, get, set, validate, convert, extract",
          "\"kelpolicy --help\""},
         {"unknown command", {"frob"}, "\"frob\" is no command of kelpolicy", "\"kelpolicy --help\""},
-        {"unknown option", {"init", "--frob"}, "--frob", "\"kelpolicy init --help\""},
+        {"unknown option",
+         {"init", "--frob"},
+         "The following argument was not expected: --frob",
+         "\"kelpolicy init --help\""},
         {"group alone",
          {"show"},
          "say which: show backup, reorg, runstats, stats-profile, windows",
          "\"kelpolicy show --help\""},
         {"unknown in a group", {"show", "frob"}, "\"frob\" is no command of show", "\"kelpolicy show --help\""},
-        {"too many words", {"describe", "CommonPolicy", "more"}, "more", "\"kelpolicy describe --help\""},
-        {"two commands", {"init", "describe"}, "describe", "\"kelpolicy init --help\""},
-        {"option without value", {"show", "backup", "--document"}, "--document", "\"kelpolicy show backup --help\""},
+        {"too many words",
+         {"describe", "CommonPolicy", "more"},
+         "The following argument was not expected: more",
+         "\"kelpolicy describe --help\""},
+        {"two commands",
+         {"init", "describe"},
+         "The following argument was not expected: describe",
+         "\"kelpolicy init --help\""},
+        {"option without value",
+         {"show", "backup", "--document"},
+         "--document: 1 required PATH missing",
+         "\"kelpolicy show backup --help\""},
         {"empty document", {"show", "backup", "--document", ""}, "--document: the value is empty", ""},
         {"empty instance", {"--instance", "", "init"}, "--instance: the value is empty", ""},
         {"empty connection", {"--database", "", "init"}, "--database: the value is empty", ""},
@@ -54,7 +65,7 @@ TEST_F(CliFailure, answersAWrongCommandLineWithStatusTwo) {
         withJson.insert(withJson.begin(), "--json");
         const Outcome object = run(withJson);
         EXPECT_EQ(object.status, 2) << example.name;
-        EXPECT_NE(json::parse(object.err)["error"]["message"].get<std::string>().find(example.inMessage),
+        EXPECT_NE(json::parse(object.err).at("error").at("message").get<std::string>().find(example.inMessage),
                   std::string::npos)
             << object.err;
     }
@@ -62,34 +73,22 @@ TEST_F(CliFailure, answersAWrongCommandLineWithStatusTwo) {
 }
 
 TEST_F(CliFailure, explainsEachCommandWithAnExample) {
-    const std::vector<std::vector<std::string>> commands = {{},
-                                                            {"init"},
-                                                            {"describe"},
-                                                            {"tree"},
-                                                            {"show"},
-                                                            {"show", "backup"},
-                                                            {"show", "reorg"},
-                                                            {"show", "runstats"},
-                                                            {"show", "stats-profile"},
-                                                            {"show", "windows"},
-                                                            {"window"},
-                                                            {"window", "next"},
-                                                            {"window", "status"},
-                                                            {"window", "calendar"},
-                                                            {"window", "lint"},
-                                                            {"get"},
-                                                            {"set"},
-                                                            {"validate"},
-                                                            {"convert"},
-                                                            {"extract"}};
-    for (std::vector<std::string> command : commands) {
+    for (std::vector<std::string> command : everyCommand()) {
         command.emplace_back("--help");
         const Outcome outcome = run(command);
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_EQ(outcome.err, "") << outcome.err;
-        EXPECT_NE(outcome.out.find("Example:\n  kelpolicy "), std::string::npos) << outcome.out;
+        EXPECT_NE(outcome.out.find("Example:\n  "), std::string::npos) << outcome.out;
+        const std::string folder = "samples/";
+        for (size_t at = outcome.out.find(folder); at != std::string::npos; at = outcome.out.find(folder, at + 1)) {
+            const size_t name = at + folder.size();
+            const std::string path = sample(outcome.out.substr(name, outcome.out.find_first_of(" \n", name) - name));
+            EXPECT_TRUE(fs::is_regular_file(path)) << path;
+        }
     }
-    EXPECT_EQ(run({"--version"}).status, 0);
+    const Outcome version = run({"--version"});
+    EXPECT_EQ(version.status, 0);
+    EXPECT_TRUE(version.out.starts_with("kelpolicy ") && version.out.ends_with('\n')) << version.out;
     EXPECT_FALSE(fs::exists(instance()));
 }
 
@@ -97,9 +96,9 @@ TEST_F(CliFailure, takesGlobalOptionsBeforeAndAfterTheCommand) {
     const Outcome before = run({"--json", "show", "backup"});
     EXPECT_EQ(before.out, run({"show", "--json", "backup"}).out);
     EXPECT_EQ(before.out, run({"show", "backup", "--json"}).out);
-    EXPECT_EQ(json::parse(before.out)["targetLocation"], instance() + "/backup");
+    EXPECT_EQ(json::parse(before.out).at("targetLocation"), instance() + "/backup");
     const json elsewhere = json::parse(run({"show", "backup", "--json", "--instance", file("other")}).out);
-    EXPECT_EQ(elsewhere["targetLocation"], file("other") + "/backup");
+    EXPECT_EQ(elsewhere.at("targetLocation"), file("other") + "/backup");
 }
 
 TEST_F(CliFailure, tellsWhatIsWrongWithTheInstance) {
@@ -118,12 +117,12 @@ TEST_F(CliFailure, tellsWhatIsWrongWithTheInstance) {
     for (const auto& example : cases) {
         const Outcome outcome = run({"describe", "--json", "--instance", example.directory});
         EXPECT_EQ(outcome.status, 1) << example.name;
-        const json error = json::parse(outcome.err)["error"];
-        EXPECT_NE(error["message"].get<std::string>().find(example.inMessage), std::string::npos)
+        const json error = json::parse(outcome.err).at("error");
+        EXPECT_NE(error.at("message").get<std::string>().find(example.inMessage), std::string::npos)
             << example.name << error;
-        EXPECT_EQ(error["sqlcode"], -902) << example.name;
-        EXPECT_EQ(error["sqlstate"], "58030") << example.name;
-        EXPECT_NE(error["hint"].get<std::string>().find("--instance"), std::string::npos) << example.name;
+        EXPECT_EQ(error.at("sqlcode"), -902) << example.name;
+        EXPECT_EQ(error.at("sqlstate"), "58030") << example.name;
+        EXPECT_NE(error.at("hint").get<std::string>().find("--instance"), std::string::npos) << example.name;
     }
 }
 
@@ -137,10 +136,10 @@ TEST_F(CliFailure, tellsThatItMayNotWrite) {
     const Outcome outcome = run({"describe", "--json"}, {.user = 65534});
     if (outcome.status == 127) GTEST_SKIP() << "the program cannot be reached as somebody else";
     EXPECT_EQ(outcome.status, 1);
-    const json error = json::parse(outcome.err)["error"];
-    EXPECT_NE(error["message"].get<std::string>().find("Permission denied"), std::string::npos) << error;
-    EXPECT_EQ(error["sqlcode"], -902);
-    EXPECT_EQ(error["sqlstate"], "58030");
+    const json error = json::parse(outcome.err).at("error");
+    EXPECT_NE(error.at("message").get<std::string>().find("Permission denied"), std::string::npos) << error;
+    EXPECT_EQ(error.at("sqlcode"), -902);
+    EXPECT_EQ(error.at("sqlstate"), "58030");
 }
 
 TEST_F(CliFailure, tellsThatTheDatabaseCannotBeReached) {
@@ -156,14 +155,14 @@ TEST_F(CliFailure, tellsThatTheDatabaseCannotBeReached) {
         const Outcome outcome = run({"describe", "--json", "--database", example.connection});
         EXPECT_EQ(outcome.status, 1) << example.name;
         EXPECT_EQ(outcome.out, "") << example.name;
-        const json error = json::parse(outcome.err)["error"];
-        EXPECT_LT(error["sqlcode"], 0) << example.name;
-        EXPECT_EQ(error["sqlstate"].get<std::string>().size(), 5U) << example.name;
+        const json error = json::parse(outcome.err).at("error");
+        EXPECT_LT(error.at("sqlcode"), 0) << example.name;
+        EXPECT_EQ(error.at("sqlstate").get<std::string>().size(), 5U) << example.name;
         if (!example.sqlstate.empty()) {
-            EXPECT_EQ(error["sqlstate"], example.sqlstate) << example.name;
+            EXPECT_EQ(error.at("sqlstate"), example.sqlstate) << example.name;
         }
-        EXPECT_NE(error["message"].get<std::string>().find("the database: "), std::string::npos) << error;
-        EXPECT_NE(error["hint"].get<std::string>().find("--database"), std::string::npos) << error;
+        EXPECT_NE(error.at("message").get<std::string>().find("the database: "), std::string::npos) << error;
+        EXPECT_NE(error.at("hint").get<std::string>().find("--database"), std::string::npos) << error;
     }
     const Outcome text = run({"describe", "--database", "DSN=there-is-none"});
     EXPECT_NE(text.err.find("\n  SQLCODE -30081, SQLSTATE IM002\n"), std::string::npos) << text.err;
@@ -175,9 +174,9 @@ TEST_F(CliFailure, tellsThatTheDatabaseFileIsNone) {
         writeFile(entry.path(), std::string(8192, 'x'));
     const Outcome outcome = run({"show", "backup", "--json"});
     EXPECT_EQ(outcome.status, 1);
-    const json error = json::parse(outcome.err)["error"];
-    EXPECT_LT(error["sqlcode"], 0) << error;
-    EXPECT_NE(error["message"].get<std::string>().find("not a database"), std::string::npos) << error;
+    const json error = json::parse(outcome.err).at("error");
+    EXPECT_LT(error.at("sqlcode"), 0) << error;
+    EXPECT_NE(error.at("message").get<std::string>().find("not a database"), std::string::npos) << error;
 }
 
 TEST_F(CliFailure, saysWhereAStoredDocumentDoesNotParseWhicheverCommandReadsIt) {
@@ -213,19 +212,60 @@ TEST_F(CliFailure, saysWhereAStoredDocumentDoesNotParseWhicheverCommandReadsIt) 
         EXPECT_EQ(object.status, 1) << one.command.back();
         const size_t place = object.err.find("{\"error\"");
         ASSERT_NE(place, std::string::npos) << one.command.back() << ": " << object.err;
-        const json error = json::parse(object.err.substr(place, object.err.find('\n', place) - place))["error"];
-        EXPECT_EQ(error["policy"], one.policy) << one.command.back();
-        EXPECT_EQ(error["line"], 3) << one.command.back();
-        EXPECT_EQ(error["column"], 3) << one.command.back();
+        const json error = json::parse(object.err.substr(place, object.err.find('\n', place) - place)).at("error");
+        EXPECT_EQ(error.at("policy"), one.policy) << one.command.back();
+        EXPECT_EQ(error.at("line"), 3) << one.command.back();
+        EXPECT_EQ(error.at("column"), 3) << one.command.back();
         store(one.policy, "<PolicyDocument/>");
     }
 }
 
 TEST_F(CliFailure, tellsThatTheAnswerCouldNotBeWritten) {
     ASSERT_EQ(run({"init"}).status, 0);
-    const Outcome outcome = run({"describe"}, {.outputFile = "/dev/full"});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_NE(outcome.err.find("cannot write all of the answer to standard output"), std::string::npos) << outcome.err;
+    const std::vector<std::string> commands[] = {
+        {"describe"}, {"describe", "--help"}, {"--version"}, {"completion", "bash"}, {"retrieve", "--documents"}};
+    for (const std::vector<std::string>& command : commands) {
+        const Outcome outcome = run(command, {.outputFile = "/dev/full"});
+        EXPECT_EQ(outcome.status, 1) << command.back();
+        EXPECT_EQ(outcome.err.find("kelpolicy: cannot write all of the answer to standard output: No space left on "
+                                   "device\n  SQLCODE -902, SQLSTATE 58030\n"),
+                  0U)
+            << command.back() << outcome.err;
+    }
+}
+
+/* What a path means cannot be told then; every command that takes one says so, and ends. */
+TEST_F(CliFailure, tellsThatTheCurrentDirectoryIsGone) {
+    ASSERT_EQ(run({"init"}).status, 0);
+    const std::string document = sample("windows.xml");
+    const struct {
+        std::vector<std::string> arguments;
+        std::string inMessage;
+    } cases[] = {
+        {{"window", "calendar", "--document", document, "--html", "a.html", "--ics", "a.ics"},
+         "\"a.html\" cannot be written: No such file or directory"},
+        {{"window", "calendar", "--document", document, "--ics", "a.ics"},
+         "\"a.ics\" cannot be written: No such file or directory"},
+        {{"get", "windows", "--output", "w.xml"}, "\"w.xml\" cannot be written: No such file or directory"},
+        {{"dump", "d"}, "the directory \"d\" cannot be made: No such file or directory"},
+        {{"load", "d"}, "the directory \"d\" cannot be read: No such file or directory"},
+        {{"manual", "--directory", "m"}, "the directory \"m\" cannot be made: No such file or directory"},
+        {{"show", "backup", "--document", "b.xml"}, "the document \"b.xml\" cannot be read: No such file"},
+        {{"init", "--instance", "i"}, "No such file or directory"},
+    };
+    for (const auto& example : cases) {
+        std::vector<std::string> words = {
+            "/bin/sh", "-c",    R"(mkdir -p "$1" && cd "$1" && rmdir "$1" && shift && exec "$@")", "sh", file("gone"),
+            program(), "--json"};
+        words.insert(words.end(), example.arguments.begin(), example.arguments.end());
+        const Outcome outcome = runProgram(words, {.environment = {{"KELPOLICY_INSTANCE", instance()}}});
+        EXPECT_EQ(outcome.status, 1) << example.arguments[0] << outcome.err;
+        EXPECT_EQ(outcome.out, "") << example.arguments[0];
+        ASSERT_TRUE(json::accept(outcome.err)) << example.arguments[0] << outcome.err;
+        const json error = json::parse(outcome.err).at("error");
+        EXPECT_NE(error.at("message").get<std::string>().find(example.inMessage), std::string::npos) << error;
+        EXPECT_NE(error.at("sqlcode"), -901) << "it is no defect of the program: " << error;
+    }
 }
 
 TEST_F(CliFailure, writesATraceAndSaysWhere) {

@@ -70,7 +70,7 @@ TEST_F(CliGet, writesAFileWholeInPlaceOfTheOldOne) {
         << "nothing is left over";
 
     const json answer = json::parse(run({"get", "windows", "--output", file("out/new.xml"), "--json"}).out);
-    EXPECT_EQ(answer["written"], file("out/new.xml"));
+    EXPECT_EQ(answer.at("written"), file("out/new.xml"));
     EXPECT_FALSE(answer.contains("document"));
 }
 
@@ -92,15 +92,15 @@ TEST_F(CliGet, tellsThatTheFileCannotBeWritten) {
         std::string inMessage;
     } cases[] = {{"no directory", file("none/x.xml"), "there is no such directory"},
                  {"a directory", instance(), "it is no regular file"},
-                 {"below a file", instance() + "/log/diagnostic.log/x.xml", ""},
+                 {"below a file", instance() + "/log/diagnostic.log/x.xml", "cannot be written: "},
                  {"a device", "/dev/null", "it is no regular file"},
                  {"a pipe", file("pipe"), "it is no regular file"},
-                 {"a name that is too long", file(std::string(300, 'x')), ""}};
+                 {"a name that is too long", file(std::string(300, 'x')), "cannot be written: File name too long"}};
     for (const auto& example : cases) {
         const json error = failureOf({"get", "windows", "--output", example.path});
-        EXPECT_EQ(error["sqlcode"], -902) << example.name << error;
-        EXPECT_EQ(error["sqlstate"], "58030") << example.name;
-        EXPECT_NE(error["message"].get<std::string>().find(example.inMessage), std::string::npos) << error;
+        EXPECT_EQ(error.at("sqlcode"), -902) << example.name << error;
+        EXPECT_EQ(error.at("sqlstate"), "58030") << example.name;
+        EXPECT_NE(error.at("message").get<std::string>().find(example.inMessage), std::string::npos) << error;
     }
     EXPECT_TRUE(fs::is_fifo(file("pipe")));
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
@@ -171,11 +171,12 @@ TEST_F(CliGet, refusesANameThatLeadsElsewhere) {
                  {"pipe/" + longName, -1448, {("pipe/" + longName).substr(0, 40)}}};
     for (const auto& example : cases) {
         const json error = failureOf({"get", "windows", "--server-file", example.name});
-        EXPECT_EQ(error["sqlcode"], example.sqlcode) << example.name << error;
-        EXPECT_EQ(error["sqlstate"], "5U0ZZ") << example.name;
-        EXPECT_EQ(error["tokens"], example.tokens) << example.name;
-        EXPECT_NE(error["detail"].get<std::string>().find(example.name), std::string::npos) << error;
-        EXPECT_NE(error["hint"].get<std::string>().find("tmp"), std::string::npos) << error;
+        EXPECT_EQ(error.at("sqlcode"), example.sqlcode) << example.name << error;
+        EXPECT_EQ(error.at("sqlstate"), "5U0ZZ") << example.name;
+        EXPECT_EQ(error.at("tokens"), example.tokens) << example.name;
+        const std::string told = error.at("message").get<std::string>() + error.at("detail").get<std::string>();
+        EXPECT_NE(told.find(example.name.substr(0, 40)), std::string::npos) << error;
+        EXPECT_NE(error.at("hint").get<std::string>().find("tmp"), std::string::npos) << error;
     }
     EXPECT_EQ(readFile(file("outside.xml")), "outside");
     EXPECT_FALSE(fs::exists(file("x.xml")));
@@ -192,12 +193,12 @@ TEST_F(CliGet, tellsWhereAStoredDocumentCannotBeRead) {
         std::vector<std::string> arguments = {"get", "windows"};
         arguments.insert(arguments.end(), options.begin(), options.end());
         const json error = failureOf(arguments);
-        EXPECT_EQ(error["sqlcode"], -1438) << error;
-        EXPECT_EQ(error["sqlstate"], "5U0ZZ");
-        EXPECT_EQ(error["policy"], "CommonPolicy");
-        EXPECT_EQ(error["document"], "CommonPolicy");
-        EXPECT_EQ(error["line"], 2);
-        EXPECT_NE(error["detail"].get<std::string>().find("does not parse at line 2"), std::string::npos) << error;
+        EXPECT_EQ(error.at("sqlcode"), -1438) << error;
+        EXPECT_EQ(error.at("sqlstate"), "5U0ZZ");
+        EXPECT_EQ(error.at("policy"), "CommonPolicy");
+        EXPECT_EQ(error.at("document"), "CommonPolicy");
+        EXPECT_EQ(error.at("line"), 2);
+        EXPECT_NE(error.at("detail").get<std::string>().find("does not parse at line 2"), std::string::npos) << error;
     }
     EXPECT_EQ(readFile(file("kept.xml")), "kept");
     EXPECT_FALSE(fs::exists(serverFile("new.xml")));
@@ -208,15 +209,28 @@ TEST_F(CliGet, tellsWhereAStoredDocumentCannotBeRead) {
 TEST_F(CliGet, failsWithoutARow) {
     execute("DELETE FROM SYSTOOLS.POLICY WHERE NAME='TableReorgPolicy'");
     const json error = failureOf({"get", "reorg"});
-    EXPECT_EQ(error["sqlcode"], 100) << error;
-    EXPECT_EQ(error["policy"], "TableReorgPolicy");
-    EXPECT_NE(error["hint"].get<std::string>().find("Insert the row"), std::string::npos);
+    EXPECT_EQ(error.at("sqlcode"), 100) << error;
+    EXPECT_EQ(error.at("policy"), "TableReorgPolicy");
+    EXPECT_NE(error.at("hint").get<std::string>().find("Insert the row"), std::string::npos);
 }
 
 TEST_F(CliGet, doesNotCutAFilter) {
     store("TableRunstatsPolicy", "<PolicyDocument><Equals><kel:Sensors>Tables</kel:Sensors><Constant>" +
                                      std::string(5000, 'x') + "</Constant></Equals></PolicyDocument>");
-    EXPECT_EQ(failureOf({"get", "runstats"})["sqlcode"], -1438);
+    EXPECT_EQ(failureOf({"get", "runstats"}).at("sqlcode"), -1438);
+}
+
+TEST_F(CliGet, tellsWhySettingTheDocumentWouldFail) {
+    store("DBBackupPolicy", readFile(sample("backup-to-disk.xml")));  // into a directory that is not on this machine
+    EXPECT_EQ(notesOf({"get", "backup"}),
+              json({"setting this document would fail: Backup image storage location does not exist."}));
+}
+
+TEST_F(CliGet, saysHowTheWindowInForceDiffers) {
+    store("CommonPolicy", windowDocument({.time = "T220000/T063000"}));
+    EXPECT_EQ(notesOf({"get", "windows"}),
+              json({"the online window in force is \"every day from 22:00:00 to 06:30:00 of the next day\"; setting "
+                    "this document makes it \"every day from 22:00:00 to 06:00:00 of the next day\""}));
 }
 
 TEST_F(CliGet, tellsThatTheDocumentIsNotThePolicyInForce) {
@@ -224,7 +238,8 @@ TEST_F(CliGet, tellsThatTheDocumentIsNotThePolicyInForce) {
     EXPECT_EQ(notesOf({"get", "windows"}).size(), 1U) << "24 hours with an equal start and end";
     EXPECT_NE(notesOf({"get", "windows"})[0].get<std::string>().find("setting this document makes it"),
               std::string::npos);
-    EXPECT_EQ(notesOf({"get", "backup"}), json({"mode in force is 2; setting this document makes it 1"}));
+    EXPECT_EQ(notesOf({"get", "backup"}),
+              json({"mode in force is 2 (not said); setting this document makes it 1 (offline)"}));
     EXPECT_EQ(notesOf({"get", "reorg"}), json::array());
     EXPECT_EQ(notesOf({"get", "runstats"}), json::array());
     const struct {
@@ -240,6 +255,9 @@ TEST_F(CliGet, tellsThatTheDocumentIsNotThePolicyInForce) {
         {"a period", {.time = "T220000/T060000", .period = "20260101T000000/20301231T000000"}, 1},
         {"outside", {.time = "T080000/T180000", .isOutside = true}, 0},
         {"no day", {.time = "T080000/T180000", .dayOfWeek = "0000000"}, 0},
+        {"all days, those counted from the end left out",
+         {.dayOfMonth = std::string(31, '1') + std::string(31, '0')},
+         0},
     };
     for (const auto& example : cases) {
         store("CommonPolicy", windowDocument(example.window));

@@ -1,5 +1,4 @@
 // kelpolicy history: what the administration log tells of changes.
-#include <sys/stat.h>
 
 #include <nlohmann/json.hpp>
 
@@ -38,7 +37,7 @@ protected:
     }
     Words policies(const Words& options = {}) const {
         Words names;
-        for (const json& change : history(options)) names.push_back(change["policy"]);
+        for (const json& change : history(options)) names.push_back(change.at("policy"));
         return names;
     }
 };
@@ -51,13 +50,14 @@ TEST_F(CliHistory, tellsOfChangesByTheEnginesProcedures) {
     ASSERT_EQ(run({"set", "backup", sample("configuration/backup-to-storage-manager.xml")}).status, 0);
     const json changes = history();
     ASSERT_EQ(changes.size(), 2U);
-    EXPECT_EQ(changes[0]["policy"], "DBBackupPolicy");
-    EXPECT_EQ(changes[0]["database"], "kelpolicy");
-    EXPECT_EQ(changes[0]["time"].get<std::string>().size(), 26U);
-    EXPECT_NE(changes[0]["before"].get<std::string>().find("Pathname: " + instance() + "/backup"), std::string::npos);
-    EXPECT_NE(changes[0]["after"].get<std::string>().find("Pathname: /var/backups/orders"), std::string::npos);
-    EXPECT_EQ(changes[1]["policy"], "AUTO_BACKUP");
-    EXPECT_EQ(changes[1]["database"], "kelpolicy") << "from the record's head";
+    EXPECT_EQ(changes[0].at("policy"), "DBBackupPolicy");
+    EXPECT_EQ(changes[0].at("database"), "kelpolicy");
+    EXPECT_EQ(changes[0].at("time").get<std::string>().size(), 26U);
+    EXPECT_NE(changes[0].at("before").get<std::string>().find("Pathname: " + instance() + "/backup"),
+              std::string::npos);
+    EXPECT_NE(changes[0].at("after").get<std::string>().find("Pathname: /var/backups/orders"), std::string::npos);
+    EXPECT_EQ(changes[1].at("policy"), "AUTO_BACKUP");
+    EXPECT_EQ(changes[1].at("database"), "kelpolicy") << "from the record's head";
     EXPECT_EQ(policies({"--name", "DBBackupPolicy"}), (Words{"DBBackupPolicy", "AUTO_BACKUP"}));
     EXPECT_EQ(policies({"--name", "AUTO_BACKUP"}), (Words{"DBBackupPolicy", "AUTO_BACKUP"}));
     EXPECT_EQ(policies({"--name", "AUTO_REORG"}), Words{});
@@ -94,9 +94,9 @@ TEST_F(CliHistory, showsTheDifferenceWordByWord) {
     ASSERT_EQ(changes.size(), std::size(cases));
     std::istringstream lines(run({"history"}).out);
     for (size_t i = 0; i < std::size(cases); ++i) {
-        EXPECT_EQ(changes[i]["before"], cases[i].before);
-        EXPECT_EQ(changes[i]["after"], cases[i].after);
-        EXPECT_EQ(changes[i]["difference"], cases[i].difference) << i;
+        EXPECT_EQ(changes[i].at("before"), cases[i].before);
+        EXPECT_EQ(changes[i].at("after"), cases[i].after);
+        EXPECT_EQ(changes[i].at("difference"), cases[i].difference) << i;
         std::string head;
         std::string shown;
         std::getline(lines, head);
@@ -134,11 +134,11 @@ TEST_F(CliHistory, givesTextsBackByteForByte) {
     change("P", "not UTF-8 \xE9", "b");
     const json changes = history();
     ASSERT_EQ(changes.size(), 2U);
-    EXPECT_EQ(changes[0]["policy"], odd);
-    EXPECT_EQ(changes[0]["before"], "before " + odd);
-    EXPECT_EQ(changes[0]["after"], "Gr\xC3\xBC\xC3\x9F\x65");
-    EXPECT_EQ(changes[1]["before"], nullptr);
-    EXPECT_EQ(changes[1]["beforeBase64"], "bm90IFVURi04IOk=");
+    EXPECT_EQ(changes[0].at("policy"), odd);
+    EXPECT_EQ(changes[0].at("before"), "before " + odd);
+    EXPECT_EQ(changes[0].at("after"), "Gr\xC3\xBC\xC3\x9F\x65");
+    EXPECT_EQ(changes[1].at("before"), nullptr);
+    EXPECT_EQ(changes[1].at("beforeBase64"), "bm90IFVURi04IOk=");
     EXPECT_EQ(run({"history"}).out.find('\x01'), std::string::npos);
 }
 
@@ -176,7 +176,7 @@ TEST_F(CliHistory, comparesAlsoWhatIsTooLongForARecord) {
     writeFile(log(), line);
     const json changes = history();
     ASSERT_EQ(changes.size(), 1U);
-    EXPECT_EQ(changes[0]["difference"], (json{{{"removed", many}}, {{"added", many + "end"}}}));
+    EXPECT_EQ(changes[0].at("difference"), (json{{{"removed", many}}, {{"added", many + "end"}}}));
 }
 
 TEST_F(CliHistory, saysThatThereIsNoChange) {
@@ -195,7 +195,7 @@ TEST_F(CliHistory, refusesWhatMakesNoSense) {
     }
     const Outcome none = run({"history", "--json", "--instance", file("none")});
     EXPECT_EQ(none.status, 1);
-    EXPECT_EQ(json::parse(none.err)["error"]["sqlcode"], -902) << none.err;
+    EXPECT_EQ(json::parse(none.err).at("error").at("sqlcode"), -902) << none.err;
     EXPECT_FALSE(std::filesystem::exists(file("none"))) << "looking back makes no instance";
 
     std::filesystem::remove(log());

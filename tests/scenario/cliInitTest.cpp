@@ -1,10 +1,8 @@
 // kelpolicy init, and the first use of every other command.
-#include <sys/stat.h>
 
-#include <nlohmann/json.hpp>
 #include <thread>
 
-#include "scenario.h"
+#include "configurationScenario.h"
 
 namespace scenario {
 namespace {
@@ -14,30 +12,23 @@ namespace fs = std::filesystem;
 
 class CliInit : public Scenario {};
 
-std::vector<std::string> names(const fs::path& directory) {
-    std::vector<std::string> all;
-    for (const auto& entry : fs::directory_iterator(directory)) all.push_back(entry.path().filename());
-    std::sort(all.begin(), all.end());
-    return all;
-}
-
 TEST_F(CliInit, makesDirectoriesDatabaseTableAndPoliciesAndSaysSo) {
     const Outcome outcome = run({"init", "--json"});
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.err, "");
-    EXPECT_EQ(names(instance()), (std::vector<std::string>{"backup", "bnd", "db", "log", "misc", "tmp"}));
+    EXPECT_EQ(namesIn(instance()), (std::vector<std::string>{"backup", "bnd", "db", "log", "misc", "tmp"}));
 
     const json said = json::parse(outcome.out);
-    EXPECT_EQ(said["instance"]["path"], instance());
-    EXPECT_EQ(said["instance"]["state"], "made");
-    EXPECT_EQ(said["database"]["state"], "made");
-    EXPECT_EQ(said["table"]["name"], "SYSTOOLS.POLICY");
-    EXPECT_EQ(said["table"]["state"], "made");
-    ASSERT_EQ(said["policies"].size(), 5U);
+    EXPECT_EQ(said.at("instance").at("path"), instance());
+    EXPECT_EQ(said.at("instance").at("state"), "made");
+    EXPECT_EQ(said.at("database").at("state"), "made");
+    EXPECT_EQ(said.at("table").at("name"), "SYSTOOLS.POLICY");
+    EXPECT_EQ(said.at("table").at("state"), "made");
+    ASSERT_EQ(said.at("policies").size(), 5U);
     std::vector<std::string> policies;
-    for (const json& policy : said["policies"]) {
-        EXPECT_EQ(policy["state"], "made");
-        policies.push_back(policy["name"]);
+    for (const json& policy : said.at("policies")) {
+        EXPECT_EQ(policy.at("state"), "made");
+        policies.push_back(policy.at("name"));
     }
     EXPECT_EQ(policies, (std::vector<std::string>{"CommonPolicy", "DBBackupPolicy", "TableReorgPolicy",
                                                   "TableRunstatsPolicy", "StatsProfilePolicy"}));
@@ -51,10 +42,12 @@ TEST_F(CliInit, leavesWhatIsThereAsItIs) {
     const Outcome again = run({"init", "--json"});
     ASSERT_EQ(again.status, 0) << again.err;
     const json said = json::parse(again.out);
-    for (const char* part : {"instance", "database", "table"}) EXPECT_EQ(said[part]["state"], "was there") << part;
-    for (const json& policy : said["policies"]) EXPECT_EQ(policy["state"], "was there") << policy;
+    EXPECT_EQ(said.at("policies").size(), 5U);
+    for (const char* part : {"instance", "database", "table"})
+        EXPECT_EQ(said.at(part).at("state"), "was there") << part;
+    for (const json& policy : said.at("policies")) EXPECT_EQ(policy.at("state"), "was there") << policy;
     EXPECT_EQ(json::parse(run({"show", "backup", "--json"}).out), before);
-    EXPECT_EQ(before["targetLocation"], "/var/backups/orders");
+    EXPECT_EQ(before.at("targetLocation"), "/var/backups/orders");
 }
 
 TEST_F(CliInit, tellsOfAMissingRow) {
@@ -72,16 +65,15 @@ TEST_F(CliInit, saysWhichStoredDocumentsDoNotParse) {
     const Outcome outcome = run({"init", "--json"});
     EXPECT_EQ(outcome.status, 1);
     const json answer = json::parse(outcome.out);
-    for (const json& policy : answer["policies"]) EXPECT_EQ(policy["state"], "was there") << policy;
+    EXPECT_EQ(answer.at("policies").size(), 5U);
+    for (const json& policy : answer.at("policies")) EXPECT_EQ(policy.at("state"), "was there") << policy;
 
-    std::istringstream lines(outcome.err);
-    std::vector<json> errors;
-    for (std::string line; std::getline(lines, line);) errors.push_back(json::parse(line)["error"]);
+    const std::vector<json> errors = objectsOf(outcome.err, "error");
     ASSERT_EQ(errors.size(), 2U) << outcome.err;
-    EXPECT_EQ(errors[0]["policy"], "DBBackupPolicy");
-    EXPECT_EQ(errors[0]["line"], 2);
-    EXPECT_EQ(errors[0]["column"], 7);
-    EXPECT_EQ(errors[1]["policy"], "StatsProfilePolicy");
+    EXPECT_EQ(errors[0].at("policy"), "DBBackupPolicy");
+    EXPECT_EQ(errors[0].at("line"), 2);
+    EXPECT_EQ(errors[0].at("column"), 7);
+    EXPECT_EQ(errors[1].at("policy"), "StatsProfilePolicy");
 
     const Outcome text = run({"init"});
     EXPECT_EQ(text.status, 1);
@@ -92,10 +84,11 @@ TEST_F(CliInit, saysWhichStoredDocumentsDoNotParse) {
 
 TEST_F(CliInit, everyCommandMakesTheInstanceOnFirstUse) {
     const std::vector<std::vector<std::string>> commands = {
-        {"describe"},         {"show", "backup"},        {"show", "reorg"},
-        {"show", "runstats"}, {"show", "stats-profile"}, {"show", "windows"},
-        {"window", "next"},   {"window", "status"},      {"window", "calendar"},
-        {"window", "lint"}};
+        {"describe"},          {"show", "backup"},        {"show", "reorg"},
+        {"show", "runstats"},  {"show", "stats-profile"}, {"show", "windows"},
+        {"window", "next"},    {"window", "status"},      {"window", "calendar"},
+        {"window", "lint"},    {"get", "backup"},         {"retrieve"},
+        {"dump", file("dump")}};
     int number = 0;
     for (const auto& command : commands) {
         const std::string directory = file("first-use/" + std::to_string(++number));
@@ -109,7 +102,8 @@ TEST_F(CliInit, takesTheDirectoryOfTheOptionThenOfTheEnvironmentThenOfTheHomeDir
     const auto at = [this](std::vector<std::string> arguments, Surroundings surroundings) {
         arguments.insert(arguments.end(), {"init", "--json"});
         const Outcome outcome = run(arguments, std::move(surroundings));
-        return outcome.status == 0 ? json::parse(outcome.out)["instance"]["path"].get<std::string>() : outcome.err;
+        return outcome.status == 0 ? json::parse(outcome.out).at("instance").at("path").get<std::string>()
+                                   : outcome.err;
     };
     EXPECT_EQ(at({"--instance", file("option")}, {.environment = {{"KELPOLICY_INSTANCE", file("environment")}}}),
               file("option"));
@@ -137,9 +131,9 @@ TEST_F(CliInit, manyProcessesAtOnceMakeOneInstance) {
     for (const Outcome& outcome : outcomes) {
         ASSERT_EQ(outcome.status, 0) << outcome.err;
         const json said = json::parse(outcome.out);
-        makers += said["table"]["state"] == "made" ? 1 : 0;
-        EXPECT_EQ(said["policies"].size(), 5U);
-        for (const json& policy : said["policies"]) EXPECT_NE(policy["state"], "missing");
+        makers += said.at("table").at("state") == "made" ? 1 : 0;
+        EXPECT_EQ(said.at("policies").size(), 5U);
+        for (const json& policy : said.at("policies")) EXPECT_NE(policy.at("state"), "missing");
     }
     EXPECT_GE(makers, 1U);
     EXPECT_EQ(run({"describe"}).status, 0);

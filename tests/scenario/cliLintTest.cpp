@@ -18,7 +18,6 @@ protected:
     }
 };
 
-const std::string lastDay = std::string(31, '0') + "1" + std::string(30, '0');
 const std::string first = "1" + std::string(61, '0');
 
 struct LintCase {
@@ -113,7 +112,7 @@ const LintCase lintCases[] = {
      "UTC",
      {{"rare", "note", "online", 2}},
      "it is open for 32 h in the next 32 days"},
-    {"once a month", windowDocument({.dayOfMonth = lastDay}), "UTC", {{"rare", "note", "online", 2}}, ""},
+    {"once a month", windowDocument({.dayOfMonth = lastDayOfMonth}), "UTC", {{"rare", "note", "online", 2}}, ""},
     {"exactly 48 hours", windowDocument({.time = "T010000/T023000"}), "UTC", json::array(), ""},
     {"minutes behind midnight dropped",
      windowDocument({.time = "T213000/T235959"}),
@@ -185,10 +184,10 @@ TEST_F(CliLint, findsWhatIsSurelyNotMeantAndNothingElse) {
         json told = json::array();
         std::string allWhat;
         for (const json& finding : found) {
-            told.push_back({finding["check"], finding["severity"], finding["window"], finding["line"]});
-            EXPECT_EQ(finding["column"], 1);
-            EXPECT_FALSE(finding["instead"].get<std::string>().empty());
-            allWhat += finding["what"].get<std::string>() + "\n";
+            told.push_back({finding.at("check"), finding.at("severity"), finding.at("window"), finding.at("line")});
+            EXPECT_EQ(finding.at("column"), 1);
+            EXPECT_FALSE(finding.at("instead").get<std::string>().empty());
+            allWhat += finding.at("what").get<std::string>() + "\n";
         }
         if (std::string(example.name) == "a time with colons" ||
             std::string(example.name) == "a period of dates alone") {
@@ -204,11 +203,11 @@ TEST_F(CliLint, findsWhatIsSurelyNotMeantAndNothingElse) {
 TEST_F(CliLint, tellsWhatTheEngineDoesAtAClockChange) {
     const json found = json::parse(lint(windowDocument({.time = "T023000/T043000"}), "Europe/Berlin").out);
     ASSERT_EQ(found.size(), 2U);
-    EXPECT_NE(found[0]["what"].get<std::string>().find(
+    EXPECT_NE(found[0].at("what").get<std::string>().find(
                   "the engine works Sun 2027-03-28 01:30:00 CET to Sun 2027-03-28 04:30:00 CEST"),
               std::string::npos)
         << found[0];
-    EXPECT_NE(found[1]["what"].get<std::string>().find("on 2027-10-31 the clock goes back from 03:00 to 02:00"),
+    EXPECT_NE(found[1].at("what").get<std::string>().find("on 2027-10-31 the clock goes back from 03:00 to 02:00"),
               std::string::npos)
         << found[1];
 }
@@ -218,7 +217,9 @@ TEST_F(CliLint, isNotMisledByAClockChangeAhead) {
     const Outcome outcome =
         run({"window", "lint", "--json", "--document", "-", "--at", "2026-03-07T12:00", "--tz", "America/Havana"},
             {.input = windowDocument({.time = "T000000/T040000"})});
-    for (const json& finding : json::parse(outcome.out)) EXPECT_EQ(finding["check"], "clock-change") << finding;
+    const json found = json::parse(outcome.out);
+    ASSERT_FALSE(found.empty()) << "it begins in the hour that the change of the next day skips";
+    for (const json& finding : found) EXPECT_EQ(finding.at("check"), "clock-change") << finding;
 }
 
 /* Clocks that change and change back within a week. */
@@ -228,7 +229,7 @@ TEST_F(CliLint, seesTwoClockChangesInAWeek) {
             {.input = windowDocument({.time = "T003000/T040000"})});
     const json found = json::parse(outcome.out);
     ASSERT_FALSE(found.empty());
-    EXPECT_NE(found[0]["what"].get<std::string>().find("on 2000-10-08 the clock goes forward"), std::string::npos)
+    EXPECT_NE(found[0].at("what").get<std::string>().find("on 2000-10-08 the clock goes forward"), std::string::npos)
         << found[0];
 }
 
@@ -240,22 +241,39 @@ TEST_F(CliLint, tellsThatALaterConditionOverwritesAnEarlierOne) {
     EXPECT_EQ(outcome.status, 3);
     const json found = json::parse(outcome.out);
     ASSERT_EQ(found.size(), 1U);
-    EXPECT_EQ(found[0]["check"], "overwritten");
-    EXPECT_EQ(found[0]["line"], 5);
-    EXPECT_EQ(found[0]["column"], 3);
-    EXPECT_NE(found[0]["what"].get<std::string>().find("at line 2"), std::string::npos);
+    EXPECT_EQ(found[0].at("check"), "overwritten");
+    EXPECT_EQ(found[0].at("line"), 5);
+    EXPECT_EQ(found[0].at("column"), 3);
+    EXPECT_NE(found[0].at("what").get<std::string>().find("at line 2"), std::string::npos);
 }
 
 TEST_F(CliLint, givesThePlaceOfTheElementThatDecides) {
-    // The second condition has the last word about the hours; characters count, not bytes.
-    const std::string document =
-        "<PolicyDocument><!-- \xC3\xA9\xC3\xA9 --><kel:MaintenanceWindowCondition windowType='offline'>"
-        "<TimeOfDayMask>T213000/T235959</TimeOfDayMask></kel:MaintenanceWindowCondition></PolicyDocument>";
-    const json found = json::parse(lint(document).out);
-    ASSERT_EQ(found.size(), 1U);
-    EXPECT_EQ(found[0]["check"], "midnight");
-    EXPECT_EQ(found[0]["line"], 1);
-    EXPECT_EQ(found[0]["column"], 81);
+    // 16-bit units count, as in the places that the parser tells; a line ends with LF, CR LF or CR.
+    const std::string condition =
+        "<kel:MaintenanceWindowCondition windowType='offline'><TimeOfDayMask>T213000/T235959</TimeOfDayMask>"
+        "</kel:MaintenanceWindowCondition></PolicyDocument>";
+    const struct {
+        const char* name;
+        std::string before;
+        int line;
+        int column; /* of the condition */
+    } cases[] = {
+        {"nothing", "", 1, 17},
+        {"of two bytes", "<!--\xC3\xA9\xC3\xA9-->", 1, 26},
+        {"of three bytes", "<!--東-->", 1, 25},
+        {"of four bytes", "<!--😀-->", 1, 26},
+        {"LF", "\n\n  ", 3, 3},
+        {"CR LF", "\r\n\r\n  ", 3, 3},
+        {"CR", "\r\r  ", 3, 3},
+        {"CR LF and CR", "\r\n\r😀", 3, 3},
+    };
+    for (const auto& example : cases) {
+        const json found = json::parse(lint("<PolicyDocument>" + example.before + condition).out);
+        ASSERT_EQ(found.size(), 1U) << example.name;
+        EXPECT_EQ(found[0].at("check"), "midnight");
+        EXPECT_EQ(found[0].at("line"), example.line) << example.name;
+        EXPECT_EQ(found[0].at("column"), example.column + 53) << example.name;
+    }
 }
 
 TEST_F(CliLint, speaksOfTheStoredDocument) {
@@ -278,7 +296,7 @@ TEST_F(CliLint, linesUpManyConditionsInOnePass) {
     EXPECT_EQ(outcome.status, 3);
     const json found = json::parse(outcome.out);
     ASSERT_EQ(found.size(), 19999U);
-    EXPECT_EQ(found.back()["line"], 20000);
+    EXPECT_EQ(found.back().at("line"), 20000);
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ protected:
     void add(const std::string& med, const std::string& decision, const std::string& name,
              const std::string& document) const {
         execute("INSERT INTO SYSTOOLS.POLICY (MED, DECISION, NAME, UPDATE_TIME, POLICY) VALUES (" + quoted(med) + ", " +
-                quoted(decision) + ", " + quoted(name) + ", '2026-01-02-03.04.05.000006', X'" + hex(document) + "')");
+                quoted(decision) + ", " + quoted(name) + ", '2026-01-02-03.04.05.000006', X'" + hexOf(document) + "')");
     }
     json rows(const Words& options) const {
         Words words = {"retrieve", "--json"};
@@ -32,7 +32,7 @@ protected:
     Words found(const Words& options) const {
         Words keys;
         for (const json& row : rows(options))
-            keys.push_back(row["med"].get<std::string>() + "/" + row["name"].get<std::string>());
+            keys.push_back(row.at("med").get<std::string>() + "/" + row.at("name").get<std::string>());
         return keys;
     }
 
@@ -41,12 +41,6 @@ private:
         std::string literal = "'";
         for (const char byte : text) literal += byte == '\'' ? "''" : std::string(1, byte);
         return literal + "'";
-    }
-    static std::string hex(const std::string& bytes) {
-        constexpr const char* digits = "0123456789ABCDEF";
-        std::string text;
-        for (const unsigned char byte : bytes) text += {digits[byte >> 4U], digits[byte & 15U]};
-        return text;
     }
 };
 
@@ -71,8 +65,8 @@ TEST_F(CliRetrieve, findsKeysWithApostrophesAndOfFullLength) {
     for (const std::string& key : keys) {
         const json rows = this->rows({"--med", key, "--decision", key, "--name", key});
         ASSERT_EQ(rows.size(), 1U) << key;
-        EXPECT_EQ(rows[0]["name"], key);
-        EXPECT_EQ(rows[0]["bytes"], 1);
+        EXPECT_EQ(rows[0].at("name"), key);
+        EXPECT_EQ(rows[0].at("bytes"), 1);
     }
     const Outcome tooLong = run({"retrieve", "--name", std::string(129, 'k')});
     EXPECT_EQ(tooLong.status, 2);
@@ -92,10 +86,10 @@ TEST_F(CliRetrieve, showsWhatParsesAndWhereNot) {
                              {"updateTime", "2026-01-02-03.04.05.000006"},
                              {"bytes", 17},
                              {"parses", true}}));
-    EXPECT_EQ(rows[0]["parses"], false);
-    EXPECT_EQ(rows[2]["parses"], false);
-    EXPECT_EQ(rows[2]["problem"]["line"], 2);
-    EXPECT_EQ(rows[2]["problem"]["sqlcode"], -1438);
+    EXPECT_EQ(rows[0].at("parses"), false);
+    EXPECT_EQ(rows[2].at("parses"), false);
+    EXPECT_EQ(rows[2].at("problem").at("line"), 2);
+    EXPECT_EQ(rows[2].at("problem").at("sqlcode"), -1438);
     EXPECT_FALSE(rows[2].contains("document"));
 
     const Outcome table = run({"retrieve"});
@@ -131,12 +125,12 @@ TEST_F(CliRetrieve, losesNoByteInJson) {
     add("C", "D", "latin", "a\xE9\xFF");
     const json rows = this->rows({"--med", "C", "--documents"});
     ASSERT_EQ(rows.size(), 3U);
-    EXPECT_EQ(rows[0]["document"], nullptr);
-    EXPECT_EQ(rows[0]["documentBase64"], "Yen/");
-    EXPECT_EQ(rows[0]["bytes"], 3);
-    EXPECT_EQ(rows[1]["document"], utf8);
+    EXPECT_EQ(rows[0].at("document"), nullptr);
+    EXPECT_EQ(rows[0].at("documentBase64"), "Yen/");
+    EXPECT_EQ(rows[0].at("bytes"), 3);
+    EXPECT_EQ(rows[1].at("document"), utf8);
     EXPECT_FALSE(rows[1].contains("documentBase64"));
-    EXPECT_EQ(rows[2]["document"], std::string("a\0b", 3));
+    EXPECT_EQ(rows[2].at("document"), std::string("a\0b", 3));
 }
 
 TEST_F(CliRetrieve, showsKeysThatAreNotUtf8) {
@@ -144,8 +138,8 @@ TEST_F(CliRetrieve, showsKeysThatAreNotUtf8) {
     add(key, "D", "N", "<PolicyDocument/>");
     const json rows = this->rows({"--med", key});
     ASSERT_EQ(rows.size(), 1U);
-    EXPECT_EQ(rows[0]["med"], nullptr);
-    EXPECT_EQ(rows[0]["medBase64"], "a+l5");
+    EXPECT_EQ(rows[0].at("med"), nullptr);
+    EXPECT_EQ(rows[0].at("medBase64"), "a+l5");
     EXPECT_NE(run({"retrieve", "--med", key}).out.find("k\\xE9y"), std::string::npos);
 }
 
@@ -161,7 +155,7 @@ TEST_F(CliRetrieve, tellsThatTheTableCannotBeRead) {
     execute("ALTER TABLE SYSTOOLS.POLICY RENAME COLUMN POLICY TO SOMETHING");
     const Outcome outcome = run({"retrieve", "--json"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_LT(json::parse(outcome.err)["error"]["sqlcode"], 0) << outcome.err;
+    EXPECT_LT(json::parse(outcome.err).at("error").at("sqlcode"), 0) << outcome.err;
 }
 
 }  // namespace

@@ -71,15 +71,15 @@ TEST_F(CliSamples, setsEverySampleAndReadsItBack) {
         const Outcome got = run({"get", example.type});
         EXPECT_EQ(got.status, 0) << got.err;
         EXPECT_EQ(got.err, "") << example.name;
-        const StoredRow stored = row(first["policy"]);
+        const StoredRow stored = row(first.at("policy"));
         const json again = set(example.type, got.out);
-        EXPECT_EQ(again["before"], first["after"]) << example.name;
-        EXPECT_EQ(again["after"], first["after"]) << example.name;
-        EXPECT_EQ(row(first["policy"]).document, stored.document) << example.name;
+        EXPECT_EQ(again.at("before"), first.at("after")) << example.name;
+        EXPECT_EQ(again.at("after"), first.at("after")) << example.name;
+        EXPECT_EQ(row(first.at("policy")).document, stored.document) << example.name;
         EXPECT_EQ(run({"get", example.type}).out, got.out) << example.name;
         if (std::string(example.type) != "windows") continue;
         for (const json& finding : json::parse(run({"window", "lint", "--at", "2026-11-26T12:00", "--json"}).out))
-            EXPECT_EQ(finding["check"], "rare") << example.name << finding;
+            EXPECT_EQ(finding.at("check"), "rare") << example.name << finding;
     }
 }
 
@@ -93,11 +93,12 @@ TEST_F(CliSamples, opensTheWindowsOfTheSamplesWhenTheyShould) {
                                                 std::to_string(std::max<size_t>(expected.size(), 1)), "--json"})
                                                .out);
             if (expected.empty()) {
-                EXPECT_EQ(found[0]["found"], false) << example.name << kind;
+                EXPECT_EQ(found[0].at("found"), false) << example.name << kind;
             }
             for (size_t i = 0; i < expected.size(); ++i) {
-                EXPECT_EQ(found[i]["start_local"], std::string(expected[i].first) + "+00:00") << example.name << kind;
-                EXPECT_EQ(found[i]["end_local"], std::string(expected[i].second) + "+00:00") << example.name << kind;
+                EXPECT_EQ(found[i].at("start_local"), std::string(expected[i].first) + "+00:00")
+                    << example.name << kind;
+                EXPECT_EQ(found[i].at("end_local"), std::string(expected[i].second) + "+00:00") << example.name << kind;
             }
         }
     }

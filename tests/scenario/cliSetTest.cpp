@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 class CliSet : public ConfigurationScenario {
 protected:
     std::string description(const std::string& policy) const {
-        return json::parse(run({"describe", policy, "--json"}).out)[0]["description"];
+        return json::parse(run({"describe", policy, "--json"}).out)[0].at("description");
     }
     std::string serverFile(const std::string& name) const { return instance() + "/tmp/" + name; }
 };
@@ -41,11 +41,11 @@ TEST_F(CliSet, storesEachTypeAndTellsTheDescriptionsBeforeAndAfter) {
         EXPECT_EQ(keysOf(answer), (std::vector<std::string>{"type", "policy", "stored", "before", "after"}));
         const std::string after = description(name.policy);
         EXPECT_NE(before, after) << name.type;
-        EXPECT_EQ(answer["type"], name.type);
-        EXPECT_EQ(answer["policy"], name.policy);
-        EXPECT_EQ(answer["stored"], true);
-        EXPECT_EQ(answer["before"], before);
-        EXPECT_EQ(answer["after"], after);
+        EXPECT_EQ(answer.at("type"), name.type);
+        EXPECT_EQ(answer.at("policy"), name.policy);
+        EXPECT_EQ(answer.at("stored"), true);
+        EXPECT_EQ(answer.at("before"), before);
+        EXPECT_EQ(answer.at("after"), after);
 
         EXPECT_NE(row(name.policy).document, rowBefore.document);
         EXPECT_GT(row(name.policy).updateTime, rowBefore.updateTime);
@@ -72,13 +72,13 @@ TEST_F(CliSet, saysInWordsWhatChanged) {
 TEST_F(CliSet, takesTheTypeInAnyCaseAndInShort) {
     const std::vector<std::string> documents = validConfigurations();
     for (const char* word : {"MAINTENANCE_WINDOW", "maintenance_window", "Maintenance_Window", "windows", "WINDOWS"})
-        EXPECT_EQ(set(word, documents[0])["type"], "MAINTENANCE_WINDOW") << word;
+        EXPECT_EQ(set(word, documents[0]).at("type"), "MAINTENANCE_WINDOW") << word;
     for (const char* word : {"AUTO_BACKUP", "auto_backup", "backup", "Backup"})
-        EXPECT_EQ(set(word, documents[1])["type"], "AUTO_BACKUP") << word;
+        EXPECT_EQ(set(word, documents[1]).at("type"), "AUTO_BACKUP") << word;
     for (const char* word : {"AUTO_REORG", "auto_reorg", "reorg"})
-        EXPECT_EQ(set(word, documents[2])["type"], "AUTO_REORG") << word;
+        EXPECT_EQ(set(word, documents[2]).at("type"), "AUTO_REORG") << word;
     for (const char* word : {"AUTO_RUNSTATS", "auto_runstats", "runstats"})
-        EXPECT_EQ(set(word, documents[3])["type"], "AUTO_RUNSTATS") << word;
+        EXPECT_EQ(set(word, documents[3]).at("type"), "AUTO_RUNSTATS") << word;
 }
 
 /* --- the command line --------------------------------------------------------------------------------------------- */
@@ -100,7 +100,6 @@ TEST_F(CliSet, refusesACommandLineThatMakesNoSense) {
         {"two documents", {"set", "backup", "-", "--server-file", "b.xml"}, "excludes"},
         {"an empty path", {"set", "backup", ""}, "the value is empty"},
         {"an empty server file", {"set", "backup", "--server-file", ""}, "the value is empty"},
-        {"a dry run of a server file", {"set", "backup", "--server-file", "b.xml", "--dry-run"}, "excludes"},
         {"a moment without a dry run", {"set", "backup", "-", "--at", "2026-03-01"}, "--dry-run"},
         {"a zone without a dry run", {"set", "backup", "-", "--tz", "UTC"}, "--dry-run"},
     };
@@ -110,7 +109,7 @@ TEST_F(CliSet, refusesACommandLineThatMakesNoSense) {
         const Outcome outcome = run(arguments, {.input = validConfigurations()[1]});
         EXPECT_EQ(outcome.status, 2) << example.name << outcome.err;
         EXPECT_EQ(outcome.out, "") << example.name;
-        const std::string message = json::parse(outcome.err)["error"]["message"];
+        const std::string message = json::parse(outcome.err).at("error").at("message");
         EXPECT_NE(message.find(example.inMessage), std::string::npos) << example.name << ": " << message;
     }
     EXPECT_FALSE(fs::exists(instance()));
@@ -186,25 +185,25 @@ TEST_F(CliSet, refusesADocumentWithItsPlaceAndChangesNothing) {
             std::vector<std::string> arguments = {"set", example.type, "-"};
             if (isDryRun) arguments.emplace_back("--dry-run");
             const json error = failureOf(arguments, {.input = example.document});
-            EXPECT_EQ(error["sqlcode"], example.sqlcode) << example.name << error;
-            EXPECT_EQ(error["sqlstate"], "5U0ZZ") << example.name;
+            EXPECT_EQ(error.at("sqlcode"), example.sqlcode) << example.name << error;
+            EXPECT_EQ(error.at("sqlstate"), "5U0ZZ") << example.name;
             if (!example.tokens.is_null()) {
-                EXPECT_EQ(error["tokens"], example.tokens) << example.name;
+                EXPECT_EQ(error.at("tokens"), example.tokens) << example.name;
             }
             EXPECT_EQ(error.value("line", 0), example.line) << example.name << error;
             if (example.column != 0) {
-                EXPECT_EQ(error["column"], example.column) << example.name;
+                EXPECT_EQ(error.at("column"), example.column) << example.name;
             }
             if (example.sqlcode == -1437) {
-                EXPECT_EQ(error["tokens"][0], std::to_string(example.line)) << example.name;
+                EXPECT_EQ(error.at("tokens")[0], std::to_string(example.line)) << example.name;
             }
-            EXPECT_EQ(error["document"], "<stdin>") << example.name;
-            EXPECT_NE(error["detail"].get<std::string>().find(example.inDetail), std::string::npos)
+            EXPECT_EQ(error.at("document"), "<stdin>") << example.name;
+            EXPECT_NE(error.at("detail").get<std::string>().find(example.inDetail), std::string::npos)
                 << example.name << error;
-            EXPECT_NE(error["message"].get<std::string>().find("KEL" + std::to_string(-example.sqlcode)),
+            EXPECT_NE(error.at("message").get<std::string>().find("KEL" + std::to_string(-example.sqlcode)),
                       std::string::npos)
                 << error;
-            EXPECT_NE(error["hint"], "") << example.name;
+            EXPECT_NE(error.at("hint"), "") << example.name;
             EXPECT_EQ(state(), before) << example.name;
         }
     }
@@ -238,10 +237,10 @@ TEST_F(CliSet, tellsThatThereIsNoDocument) {
                  {"too large", file("large.xml"), "is longer than 2097152 bytes"}};
     for (const auto& example : cases) {
         const json error = failureOf({"set", "windows", example.path});
-        EXPECT_EQ(error["sqlcode"], -1436) << example.name;
-        EXPECT_NE(error["message"].get<std::string>().find(example.inMessage), std::string::npos) << error;
+        EXPECT_EQ(error.at("sqlcode"), -1436) << example.name;
+        EXPECT_NE(error.at("message").get<std::string>().find(example.inMessage), std::string::npos) << error;
     }
-    EXPECT_EQ(failureOf({"set", "windows", "-"})["sqlcode"], -1436) << "nothing on standard input";
+    EXPECT_EQ(failureOf({"set", "windows", "-"}).at("sqlcode"), -1436) << "nothing on standard input";
     EXPECT_FALSE(fs::exists(instance())) << "what cannot be read makes no instance";
 }
 
@@ -253,9 +252,9 @@ TEST_F(CliSet, failsWithoutARow) {
         std::vector<std::string> arguments = {"set", "windows", "-"};
         arguments.insert(arguments.end(), options.begin(), options.end());
         const json error = failureOf(arguments, {.input = windowsConfiguration({})});
-        EXPECT_EQ(error["sqlcode"], 100) << error;
-        EXPECT_EQ(error["policy"], "CommonPolicy");
-        EXPECT_NE(error["hint"].get<std::string>().find("Insert the row"), std::string::npos) << error;
+        EXPECT_EQ(error.at("sqlcode"), 100) << error;
+        EXPECT_EQ(error.at("policy"), "CommonPolicy");
+        EXPECT_NE(error.at("hint").get<std::string>().find("Insert the row"), std::string::npos) << error;
         EXPECT_EQ(state(), before);
     }
 }
@@ -269,8 +268,8 @@ TEST_F(CliSet, leavesNothingBehindWhenTheDatabaseRefusesTheUpdate) {
     set("reorg", validConfigurations()[2]);
     const State before = state();
     const json error = failureOf({"set", "runstats", "-"}, {.input = validConfigurations()[3]});
-    EXPECT_EQ(error["sqlcode"], -803) << error;
-    EXPECT_EQ(error["policy"], "TableRunstatsPolicy");
+    EXPECT_EQ(error.at("sqlcode"), -803) << error;
+    EXPECT_EQ(error.at("policy"), "TableRunstatsPolicy");
     EXPECT_EQ(state(), before);
 }
 
@@ -318,13 +317,13 @@ TEST_F(CliSet, refusesWhatTheEngineWouldNotReadBackAndSaysHowToWriteIt) {
     for (const UnreadableCase& example : unreadableCases()) {
         for (const char* option : {"--json", "--dry-run"}) {
             const json error = failureOf({"set", example.type, "-", option}, {.input = example.document});
-            EXPECT_EQ(error["sqlcode"], -1438) << example.name << error;
-            EXPECT_EQ(error["sqlstate"], "5U0ZZ");
-            EXPECT_EQ(error["line"], example.line) << example.name << error;
-            EXPECT_EQ(error["column"], example.column) << example.name << error;
-            EXPECT_NE(error["detail"].get<std::string>().find(example.inDetail), std::string::npos)
+            EXPECT_EQ(error.at("sqlcode"), -1438) << example.name << error;
+            EXPECT_EQ(error.at("sqlstate"), "5U0ZZ");
+            EXPECT_EQ(error.at("line"), example.line) << example.name << error;
+            EXPECT_EQ(error.at("column"), example.column) << example.name << error;
+            EXPECT_NE(error.at("detail").get<std::string>().find(example.inDetail), std::string::npos)
                 << example.name << error;
-            const std::string hint = error["hint"];
+            const std::string hint = error.at("hint");
             EXPECT_NE(hint.find(example.inHint), std::string::npos) << example.name << error;
             EXPECT_NE(hint.find("--force"), std::string::npos) << example.name;
             EXPECT_EQ(state(), before) << example.name;
@@ -340,13 +339,18 @@ TEST_F(CliSet, storesItAnywayWhenForcedAndSaysSo) {
     EXPECT_EQ(notes[0], "stored, --force: cannot set AUTO_REORG: FilterClause would not come back as it is written");
     EXPECT_NE(row("TableReorgPolicy").document.find("<Constant>X < 5</Constant>"), std::string::npos);
     EXPECT_EQ(run({"describe", "TableReorgPolicy"}).status, 1) << "the engine cannot read it";
+
+    execute("DELETE FROM SYSTOOLS.POLICY WHERE NAME='TableReorgPolicy'");
+    const Outcome failed = run({"set", "reorg", "-", "--force", "--json"}, {.input = reorgConfiguration("X &lt; 5")});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(objectsOf(failed.err, "note").size(), 0U) << "nothing is stored: " << failed.err;
 }
 
 TEST_F(CliSet, storesWhatOnlyLooksDangerous) {
     for (const char* filter : {"X > 5 AND 7 >= Y", "  X = 1  ", "", "   ", "X = 'a&gt;b'", "X = &quot;Y&quot;",
                                "NOT (X &gt;= 5)\n  OR X = 'Müller 東'", "<!-- a comment --> X = 1"}) {
         const json answer = set("reorg", reorgConfiguration(filter));
-        EXPECT_EQ(answer["stored"], true) << filter;
+        EXPECT_EQ(answer.at("stored"), true) << filter;
     }
 }
 
@@ -425,23 +429,24 @@ TEST_F(CliSet, showsInADryRunWhatWouldChangeAndStoresNothing) {
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     const auto answer = nlohmann::ordered_json::parse(outcome.out);
     EXPECT_EQ(keysOf(answer), (std::vector<std::string>{"type", "policy", "stored", "before", "after", "windows"}));
-    EXPECT_EQ(answer["stored"], false);
-    EXPECT_NE(answer["before"].get<std::string>().find("22:00:00 - 06:00:00"), std::string::npos);
-    EXPECT_NE(answer["after"].get<std::string>().find("23:00:00 - 08:00:00"), std::string::npos);
-    EXPECT_NE(answer["after"].get<std::string>().find("Offline window"), std::string::npos);
+    EXPECT_EQ(answer.at("stored"), false);
+    EXPECT_NE(answer.at("before").get<std::string>().find("22:00:00 - 06:00:00"), std::string::npos);
+    EXPECT_NE(answer.at("after").get<std::string>().find("23:00:00 - 08:00:00"), std::string::npos);
+    EXPECT_NE(answer.at("after").get<std::string>().find("Offline window"), std::string::npos);
 
     // 32 mornings of two hours, one of them before the 15th begins; 32 evenings of one hour.
-    const auto& online = answer["windows"]["online"];
-    EXPECT_EQ(online["gained"]["stretches"].size(), 32U) << online;
-    EXPECT_EQ(online["gained"]["seconds"], 32 * 2 * 3600);
-    EXPECT_EQ(online["gained"]["stretches"][0]["start_local"], "2026-03-15T06:00:00+01:00");
-    EXPECT_EQ(online["gained"]["stretches"][0]["end_local"], "2026-03-15T08:00:00+01:00");
-    EXPECT_EQ(online["gained"]["stretches"][31]["start_local"], "2026-04-15T06:00:00+02:00");
-    EXPECT_EQ(online["lost"]["stretches"].size(), 32U);
-    EXPECT_EQ(online["lost"]["seconds"], 32 * 3600);
-    EXPECT_EQ(online["lost"]["stretches"][0]["start_local"], "2026-03-15T22:00:00+01:00");
-    EXPECT_EQ(answer["windows"]["offline"]["gained"]["seconds"], 0) << "the last of March 2026 is a Tuesday";
-    EXPECT_EQ(answer["windows"]["offline"]["lost"]["seconds"], 0);
+    const auto& online = answer.at("windows").at("online");
+    EXPECT_EQ(online.at("gained").at("stretches").size(), 32U) << online;
+    EXPECT_EQ(online.at("gained").at("seconds"), 32 * 2 * 3600);
+    EXPECT_EQ(online.at("gained").at("stretches")[0].at("start_local"), "2026-03-15T06:00:00+01:00");
+    EXPECT_EQ(online.at("gained").at("stretches")[0].at("end_local"), "2026-03-15T08:00:00+01:00");
+    EXPECT_EQ(online.at("gained").at("stretches")[31].at("start_local"), "2026-04-15T06:00:00+02:00");
+    EXPECT_EQ(online.at("lost").at("stretches").size(), 32U);
+    EXPECT_EQ(online.at("lost").at("seconds"), 32 * 3600);
+    EXPECT_EQ(online.at("lost").at("stretches")[0].at("start_local"), "2026-03-15T22:00:00+01:00");
+    EXPECT_EQ(answer.at("windows").at("offline").at("gained").at("seconds"), 0)
+        << "the last of March 2026 is a Tuesday";
+    EXPECT_EQ(answer.at("windows").at("offline").at("lost").at("seconds"), 0);
     EXPECT_EQ(state(), before);
 
     const Outcome words = run(arguments, {.input = document});
@@ -460,23 +465,23 @@ TEST_F(CliSet, countsAWholeWindowAsGainedOrLostInADryRun) {
     set("windows", windowsConfiguration({.startTime = "00:00:00", .duration = "24"},
                                         {.startTime = "01:00:00", .duration = "4", .daysOfWeek = "Sat Sun"}));
     const auto change = [this](const std::string& document) {
-        return set("windows", document, {"--dry-run", "--at", "2026-11-21T12:00", "--tz", "UTC"})["windows"];
+        return set("windows", document, {"--dry-run", "--at", "2026-11-21T12:00", "--tz", "UTC"}).at("windows");
     };
     const json nothing = change(windowsConfiguration(
         {.startTime = "", .duration = ""}, {.startTime = "01:00:00", .duration = "4", .daysOfWeek = "Sun Sat"}));
     for (const char* window : {"online", "offline"})
-        for (const char* what : {"gained", "lost"}) EXPECT_EQ(nothing[window][what]["seconds"], 0) << nothing;
+        for (const char* what : {"gained", "lost"}) EXPECT_EQ(nothing[window][what].at("seconds"), 0) << nothing;
     // Nine weekend mornings from Sunday the 22nd to Sunday the 20th of December.
     const json less = change(windowsConfiguration({.startTime = "", .duration = ""}));
-    EXPECT_EQ(less["offline"]["lost"]["stretches"].size(), 9U) << less;
-    EXPECT_EQ(less["offline"]["lost"]["seconds"], 9 * 4 * 3600);
-    EXPECT_EQ(less["offline"]["gained"]["seconds"], 0);
+    EXPECT_EQ(less.at("offline").at("lost").at("stretches").size(), 9U) << less;
+    EXPECT_EQ(less.at("offline").at("lost").at("seconds"), 9 * 4 * 3600);
+    EXPECT_EQ(less.at("offline").at("gained").at("seconds"), 0);
     const json inverse =
         change(windowsConfiguration({.startTime = "08:00:00", .duration = "10", .occurrence = "Outside"},
                                     {.startTime = "01:00:00", .duration = "4"}));
-    EXPECT_EQ(inverse["online"]["lost"]["stretches"].size(), 33U) << inverse;
-    EXPECT_EQ(inverse["online"]["lost"]["stretches"][0]["start_local"], "2026-11-21T12:00:00+00:00");
-    EXPECT_EQ(inverse["offline"]["gained"]["stretches"].size(), 32U - 9U);
+    EXPECT_EQ(inverse.at("online").at("lost").at("stretches").size(), 33U) << inverse;
+    EXPECT_EQ(inverse.at("online").at("lost").at("stretches")[0].at("start_local"), "2026-11-21T12:00:00+00:00");
+    EXPECT_EQ(inverse.at("offline").at("gained").at("stretches").size(), 32U - 9U);
 }
 
 TEST_F(CliSet, describesADryRunOfEachOtherTypeAsTheSetDoes) {
@@ -487,7 +492,7 @@ TEST_F(CliSet, describesADryRunOfEachOtherTypeAsTheSetDoes) {
         json tried = set(configurationNames[i].type, documents[i], {"--dry-run"});
         EXPECT_EQ(state(), before) << configurationNames[i].type;
         json done = set(configurationNames[i].type, documents[i]);
-        EXPECT_EQ(tried["stored"], false);
+        EXPECT_EQ(tried.at("stored"), false);
         tried.erase("stored");
         done.erase("stored");
         EXPECT_EQ(tried, done);
@@ -501,8 +506,29 @@ TEST_F(CliSet, triesOutWhatOnlyForceStores) {
         run({"set", "reorg", "-", "--force", "--dry-run", "--json"}, {.input = reorgConfiguration("X &amp;lt; 5")});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(objectsOf(outcome.err, "note")[0].get<std::string>().find("would be stored, --force: "), 0U);
-    EXPECT_NE(json::parse(outcome.out)["after"].get<std::string>().find("Table Scope: X < 5"), std::string::npos);
+    EXPECT_NE(json::parse(outcome.out).at("after").get<std::string>().find("Table Scope: X < 5"), std::string::npos);
     EXPECT_EQ(state(), before);
+}
+
+TEST_F(CliSet, leavesNothingOfADryRunInTheLogs) {
+    ASSERT_EQ(run({"init"}).status, 0);
+    const State rows = state();
+    const std::vector<std::string> documents = validConfigurations();
+    for (size_t i = 0; i < documents.size(); ++i) {
+        const Outcome outcome =
+            run({"set", configurationNames[i].type, "-", "--dry-run", "--trace", "all"}, {.input = documents[i]});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(state(), rows) << configurationNames[i].type;
+    }
+    const auto log = [this](const char* name) { return readFile(instance() + "/log/" + name); };
+    const std::string ofTheProcedure[] = {log("diagnostic.log"), log("trace.log")};
+    EXPECT_EQ(ofTheProcedure[0].find("Policy table verification"), std::string::npos) << ofTheProcedure[0];
+    EXPECT_EQ(ofTheProcedure[1].find("kelAutomaintSetPolicyDocSpLocal"), std::string::npos);
+    EXPECT_NE(ofTheProcedure[1].find("sqpiGetPolicyFormatString"), std::string::npos) << "what is looked at is traced";
+    EXPECT_EQ(json::parse(run({"history", "--json"}).out), json::array());
+    set("windows", documents[0]);
+    EXPECT_EQ(json::parse(run({"history", "--json"}).out).size(), 1U) << "the set itself is recorded";
+    EXPECT_NE(log("diagnostic.log").find("Policy table verification"), std::string::npos);
 }
 
 /* --- --server-file ------------------------------------------------------------------------------------------------ */
@@ -520,9 +546,25 @@ TEST_F(CliSet, setsFromAFileOfTheServer) {
         writeFile(serverFile(example.written), documents[0]);
         const Outcome outcome = run({"set", "windows", "--server-file", example.name, "--json"});
         EXPECT_EQ(outcome.status, 0) << example.name << outcome.err;
-        EXPECT_NE(json::parse(outcome.out)["after"].get<std::string>().find("22:00:00 - 06:00:00"), std::string::npos)
+        EXPECT_NE(json::parse(outcome.out).at("after").get<std::string>().find("22:00:00 - 06:00:00"),
+                  std::string::npos)
             << example.name;
     }
+}
+
+TEST_F(CliSet, triesOutAFileOfTheServer) {
+    ASSERT_EQ(run({"init"}).status, 0);
+    writeFile(serverFile("w.xml"), validConfigurations()[0]);
+    const State before = state();
+    const std::vector<std::string> moment = {"--dry-run", "--at", "2026-11-21T12:00", "--tz", "UTC", "--json"};
+    std::vector<std::string> words = {"set", "windows", "--server-file", "w.xml"};
+    words.insert(words.end(), moment.begin(), moment.end());
+    const Outcome outcome = run(words);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(json::parse(outcome.out), set("windows", validConfigurations()[0], {moment.begin(), moment.end() - 1}));
+    words[3] = "none.xml";
+    EXPECT_EQ(failureOf({words.begin(), words.end() - 1}).at("sqlcode"), -1436);
+    EXPECT_EQ(state(), before);
 }
 
 TEST_F(CliSet, refusesAFileOfTheServerThatIsNone) {
@@ -546,21 +588,21 @@ TEST_F(CliSet, refusesAFileOfTheServerThatIsNone) {
         {"nowhere/good.xml", -1436, {"nowhere/good.xml"}, "does not exist"},
         {"empty.xml", -1436, {"empty.xml"}, "0 bytes"},
         {"large.xml", -1436, {"large.xml"}, "longer than 2097152 bytes"},
-        {"directory", -1436, {"directory"}, ""},
-        {"link.xml", -1436, {"link.xml"}, ""},
-        {"linked/good.xml", -1436, {"linked/good.xml"}, ""},
-        {"pipe", -1436, {"pipe"}, ""},
+        {"directory", -1436, {"directory"}, "input policy file directory does not have reade permission"},
+        {"link.xml", -1436, {"link.xml"}, "input policy file link.xml does not have reade permission"},
+        {"linked/good.xml", -1436, {"linked/good.xml"}, "input policy file linked/good.xml does not exist"},
+        {"pipe", -1436, {"pipe"}, "input policy file pipe does not have reade permission"},
         {"../good.xml", -171, {"2", "AUTOMAINT_SET_POLICY"}, "contains relative path"},
         {"sub/../good.xml", -171, {"2", "AUTOMAINT_SET_POLICY"}, "contains relative path"},
         {"c:good.xml", -171, {"2", "AUTOMAINT_SET_POLICY"}, "contains relative path"},
     };
     for (const auto& example : cases) {
         const json error = failureOf({"set", "windows", "--server-file", example.name});
-        EXPECT_EQ(error["sqlcode"], example.sqlcode) << example.name << error;
-        EXPECT_EQ(error["sqlstate"], "5U0ZZ") << example.name;
-        EXPECT_EQ(error["tokens"], example.tokens) << example.name;
-        EXPECT_NE(error["detail"].get<std::string>().find(example.inDetail), std::string::npos) << error;
-        EXPECT_NE(error["hint"].get<std::string>().find("tmp"), std::string::npos) << error;
+        EXPECT_EQ(error.at("sqlcode"), example.sqlcode) << example.name << error;
+        EXPECT_EQ(error.at("sqlstate"), "5U0ZZ") << example.name;
+        EXPECT_EQ(error.at("tokens"), example.tokens) << example.name;
+        EXPECT_NE(error.at("detail").get<std::string>().find(example.inDetail), std::string::npos) << error;
+        EXPECT_NE(error.at("hint").get<std::string>().find("tmp"), std::string::npos) << error;
         EXPECT_EQ(state(), before) << example.name;
     }
 }
@@ -571,12 +613,12 @@ TEST_F(CliSet, checksAFileOfTheServerLikeAnyOther) {
     writeFile(serverFile("unreadable.xml"), reorgConfiguration("X &lt; 5"));
     const State before = state();
     const json wrong = failureOf({"set", "windows", "--server-file", "wrong.xml"});
-    EXPECT_EQ(wrong["sqlcode"], -1437);
-    EXPECT_EQ(wrong["document"], "wrong.xml");
-    EXPECT_EQ(wrong["line"], 2);
+    EXPECT_EQ(wrong.at("sqlcode"), -1437);
+    EXPECT_EQ(wrong.at("document"), "wrong.xml");
+    EXPECT_EQ(wrong.at("line"), 2);
     const json unreadable = failureOf({"set", "reorg", "--server-file", "unreadable.xml"});
-    EXPECT_EQ(unreadable["sqlcode"], -1438);
-    EXPECT_EQ(unreadable["line"], 3);
+    EXPECT_EQ(unreadable.at("sqlcode"), -1438);
+    EXPECT_EQ(unreadable.at("line"), 3);
     EXPECT_EQ(state(), before);
     EXPECT_EQ(run({"set", "reorg", "--server-file", "unreadable.xml", "--force"}).status, 0);
     EXPECT_NE(row("TableReorgPolicy").document.find("X < 5"), std::string::npos);

@@ -147,7 +147,7 @@ TEST_F(CliShow, opensNoDatabaseAndMakesNothingForADocument) {
     EXPECT_FALSE(std::filesystem::exists(instance()));
     const json backup =
         shown({"backup", "--document", "-"}, {.input = "<PolicyDocument><kel:DBBackup/></PolicyDocument>"});
-    EXPECT_EQ(backup["targetLocation"], "") << "there is no instance whose backup directory could be meant";
+    EXPECT_EQ(backup.at("targetLocation"), "") << "there is no instance whose backup directory could be meant";
     EXPECT_FALSE(std::filesystem::exists(instance()));
 }
 
@@ -213,8 +213,9 @@ const BadDocument badDocuments[] = {
     {"external entity",
      "<!DOCTYPE PolicyDocument [<!ENTITY e SYSTEM \"file:///etc/passwd\">]>\n<PolicyDocument>&e;</PolicyDocument>", 1,
      "external entity"},
-    {"bytes that are no UTF-8", "<PolicyDocument>\n\xC3(</PolicyDocument>", 2, ""},
-    {"nothing but blanks", "   \n", 0, ""},
+    {"bytes that are no UTF-8", "<PolicyDocument>\n\xC3(</PolicyDocument>", 2,
+     "invalid byte '(' at position 2 of a 2-byte sequence"},
+    {"nothing but blanks", "   \n", 2, "invalid document structure"},
 };
 
 TEST_F(CliShow, saysWhereAStoredDocumentDoesNotParseAndShowsTheDefaults) {
@@ -226,16 +227,17 @@ TEST_F(CliShow, saysWhereAStoredDocumentDoesNotParseAndShowsTheDefaults) {
             const Outcome outcome = run({"show", record, "--json"});
             EXPECT_EQ(outcome.status, 1);
             EXPECT_EQ(json::parse(outcome.out), defaults);
-            const json error = json::parse(outcome.err)["error"];
-            EXPECT_EQ(error["policy"], policy);
-            EXPECT_EQ(error["sqlcode"], -1438);
-            EXPECT_EQ(error["sqlstate"], "5U0ZZ");
+            const json error = json::parse(outcome.err).at("error");
+            EXPECT_EQ(error.at("policy"), policy);
+            EXPECT_EQ(error.at("sqlcode"), -1438);
+            EXPECT_EQ(error.at("sqlstate"), "5U0ZZ");
             if (bad.line != 0) {
-                EXPECT_EQ(error["line"], bad.line);
-                EXPECT_GE(error["column"], 1);
+                EXPECT_EQ(error.at("line"), bad.line);
+                EXPECT_GE(error.at("column"), 1);
             }
-            EXPECT_NE(error["message"].get<std::string>().find(bad.inMessage), std::string::npos) << error["message"];
-            EXPECT_NE(error["hint"].get<std::string>().find("the engine works with its built-in defaults"),
+            EXPECT_NE(error.at("message").get<std::string>().find(bad.inMessage), std::string::npos)
+                << error.at("message");
+            EXPECT_NE(error.at("hint").get<std::string>().find("the engine works with its built-in defaults"),
                       std::string::npos);
         }
     }
@@ -276,10 +278,10 @@ TEST_F(CliShow, refusesADocumentThatCannotBeRead) {
         const Outcome outcome = run({"show", "backup", "--json", "--document", example.path});
         EXPECT_EQ(outcome.status, 1) << example.name;
         EXPECT_EQ(outcome.out, "") << example.name;
-        const json error = json::parse(outcome.err)["error"];
-        EXPECT_NE(error["message"].get<std::string>().find(example.inMessage), std::string::npos) << error;
-        EXPECT_EQ(error["sqlcode"], -1436) << example.name;
-        EXPECT_FALSE(error["hint"].get<std::string>().empty()) << example.name;
+        const json error = json::parse(outcome.err).at("error");
+        EXPECT_NE(error.at("message").get<std::string>().find(example.inMessage), std::string::npos) << error;
+        EXPECT_EQ(error.at("sqlcode"), -1436) << example.name;
+        EXPECT_FALSE(error.at("hint").get<std::string>().empty()) << example.name;
     }
 }
 
@@ -288,9 +290,9 @@ TEST_F(CliShow, readsADocumentOfTheLargestSize) {
     const std::string end = "</PolicyDocument>";
     document.append((size_t{2} << 20) - document.size() - end.size(), ' ');
     document += end;
-    EXPECT_EQ(shown({"backup", "--document", "-"}, {.input = document})["mode"], 1);
+    EXPECT_EQ(shown({"backup", "--document", "-"}, {.input = document}).at("mode"), 1);
     store("DBBackupPolicy", document);
-    EXPECT_EQ(shown({"backup"})["mode"], 1);
+    EXPECT_EQ(shown({"backup"}).at("mode"), 1);
 }
 
 TEST_F(CliShow, writesTextOfADocumentSoThatItCannotActOnATerminal) {
@@ -303,7 +305,7 @@ TEST_F(CliShow, writesTextOfADocumentSoThatItCannotActOnATerminal) {
           "<PolicyDocument><kel:Sensors>Tables</kel:Sensors><Constant>" + filter + "</Constant></PolicyDocument>");
     const Outcome text = run({"show", "runstats"});
     EXPECT_NE(text.out.find("\"A\\xC2\\x9B31mB\\xE2\\x80\\xAEC\\nD\""), std::string::npos) << text.out;
-    EXPECT_EQ(shown({"runstats"})["tablesFilter"], filter);
+    EXPECT_EQ(shown({"runstats"}).at("tablesFilter"), filter);
 }
 
 TEST_F(CliShow, writesBytesThatAreNoTextAsJsonAllTheSame) {
@@ -311,7 +313,7 @@ TEST_F(CliShow, writesBytesThatAreNoTextAsJsonAllTheSame) {
     const std::string path = std::string(2046, 'p') + "\xC3\xA9\xC3\xA9";
     store("DBBackupPolicy", "<PolicyDocument><kel:DBBackup><kel:DiskBackupTarget><kel:Pathname>" + path +
                                 "</kel:Pathname></kel:DiskBackupTarget></kel:DBBackup></PolicyDocument>");
-    const std::string location = shown({"backup"})["targetLocation"];
+    const std::string location = shown({"backup"}).at("targetLocation");
     EXPECT_EQ(location.substr(0, 2046), std::string(2046, 'p'));
 }
 

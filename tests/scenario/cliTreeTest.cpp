@@ -67,11 +67,11 @@ TEST_F(CliTree, showsTypeClassAttributesAndTextOfEachElement) {
     for (const auto& example : cases) {
         const json all = tree(std::string("<PolicyDocument>") + example.element + "</PolicyDocument>");
         ASSERT_EQ(all.size(), 2U) << example.element;
-        EXPECT_EQ(all[1]["elementType"], example.type) << example.element;
-        EXPECT_EQ(all[1]["class"], example.className) << example.element;
-        EXPECT_EQ(all[1]["attributes"], example.attributes) << example.element;
-        EXPECT_EQ(all[1]["text"], example.text) << example.element;
-        EXPECT_EQ(all[1]["element"],
+        EXPECT_EQ(all[1].at("elementType"), example.type) << example.element;
+        EXPECT_EQ(all[1].at("class"), example.className) << example.element;
+        EXPECT_EQ(all[1].at("attributes"), example.attributes) << example.element;
+        EXPECT_EQ(all[1].at("text"), example.text) << example.element;
+        EXPECT_EQ(all[1].at("element"),
                   example.type == 0
                       ? "NONE"
                       : std::string(example.element).substr(1, std::string(example.element).find_first_of(" >/") - 1));
@@ -87,10 +87,10 @@ TEST_F(CliTree, givesEachElementItsPlace) {
     } expected[] = {{"PolicyDocument", 0, nullptr}, {"And", 1, 0}, {"Or", 2, 1}, {"Not", 2, 1}, {"Scope", 1, 0}};
     ASSERT_EQ(all.size(), std::size(expected));
     for (size_t i = 0; i < std::size(expected); ++i) {
-        EXPECT_EQ(all[i]["index"], i);
-        EXPECT_EQ(all[i]["element"], expected[i].element);
-        EXPECT_EQ(all[i]["depth"], expected[i].depth);
-        EXPECT_EQ(all[i]["parent"], expected[i].parent);
+        EXPECT_EQ(all[i].at("index"), i);
+        EXPECT_EQ(all[i].at("element"), expected[i].element);
+        EXPECT_EQ(all[i].at("depth"), expected[i].depth);
+        EXPECT_EQ(all[i].at("parent"), expected[i].parent);
     }
 }
 
@@ -128,8 +128,8 @@ TEST_F(CliTree, showsAMillionLevelsWithASmallStack) {
         ++count;
     }
     EXPECT_EQ(count, levels + 2) << "the bracket, the root and each level";
-    EXPECT_EQ(json::parse(last)["depth"], levels);
-    EXPECT_EQ(json::parse(last)["parent"], levels - 1);
+    EXPECT_EQ(json::parse(last).at("depth"), levels);
+    EXPECT_EQ(json::parse(last).at("parent"), levels - 1);
 }
 
 TEST_F(CliTree, saysWhereADocumentDoesNotParse) {
@@ -145,16 +145,16 @@ TEST_F(CliTree, saysWhereADocumentDoesNotParse) {
         const Outcome outcome = run({"tree", "-", "--json"}, {.input = example.document});
         EXPECT_EQ(outcome.status, 1) << example.name;
         EXPECT_EQ(outcome.out, "") << example.name;
-        const json error = json::parse(outcome.err)["error"];
-        EXPECT_EQ(error["line"], example.line) << example.name << error;
-        EXPECT_EQ(error["column"], example.column) << example.name << error;
+        const json error = json::parse(outcome.err).at("error");
+        EXPECT_EQ(error.at("line"), example.line) << example.name << error;
+        EXPECT_EQ(error.at("column"), example.column) << example.name << error;
     }
     EXPECT_FALSE(std::filesystem::exists(instance())) << "a document needs no instance";
 }
 
 TEST_F(CliTree, readsOtherEncodingsThatADocumentDeclares) {
     const json all = tree("<?xml version='1.0' encoding='ISO-8859-1'?><PolicyDocument>\xE9</PolicyDocument>");
-    EXPECT_EQ(all[0]["text"], "\xC3\xA9");
+    EXPECT_EQ(all[0].at("text"), "\xC3\xA9");
 }
 
 }  // namespace

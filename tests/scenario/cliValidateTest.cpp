@@ -61,8 +61,8 @@ std::vector<PlaceCase> placeCases() {
         {"CR", withLineEnds(wrongDay("  "), "\r"), column(2), "  " + element, 31},
         {"tabs", wrongDay("\t\t"), column(2), "        " + element, 37},
         {"of two bytes", wrongDay(comment("ü")), column(8), comment("ü") + element, 37},
-        {"of three bytes", wrongDay(comment("東")), column(8), comment("東") + element, 37},
-        {"of four bytes", wrongDay(comment("😀")), column(9), comment("😀") + element, 37},
+        {"of three bytes", wrongDay(comment("東")), column(8), comment("東") + element, 38},
+        {"of four bytes", wrongDay(comment("😀")), column(9), comment("😀") + element, 38},
         {"text behind", wrongDay("", comment("behind")), column(0), element + comment("behind"), 29},
         {"a long way before", wrongDay(far), column(207), "…" + (far + element).substr(236 - 75), 76},
         {"a long way behind", wrongDay("", far), column(0), (element + far).substr(0, 115) + "…", 29},
@@ -79,6 +79,41 @@ TEST_F(CliValidate, showsTheLineWithACaretBelowTheColumn) {
         EXPECT_EQ(outcome.err.find(file("draft.xml") + ":" + example.place), 0U) << example.name << "\n" << outcome.err;
         const std::string shown = "\n" + example.line + "\n" + std::string(example.caret, ' ') + "^\n  SQLCODE -1437";
         EXPECT_NE(outcome.err.find(shown), std::string::npos) << example.name << "\n" << outcome.err << shown;
+    }
+}
+
+/* The program's own places are counted as the parser's are. */
+TEST_F(CliValidate, showsTheCaretBelowWhatWouldNotComeBack) {
+    const auto withLineEnd = [](const std::string& filter, const std::string& lineEnd) {
+        return withLineEnds(reorgConfiguration(filter), lineEnd);
+    };
+    const std::string before = "  <FilterClause>";
+    const struct {
+        const char* name;
+        std::string document;
+        std::string shown; /* in front of the mistake */
+        size_t column;
+        size_t caret;
+    } cases[] = {
+        {"ASCII", withLineEnd("X &lt; 5", "\n"), before + "X ", 19, 18},
+        {"CR LF", withLineEnd("X &lt; 5", "\r\n"), before + "X ", 19, 18},
+        {"CR", withLineEnd("X &lt; 5", "\r"), before + "X ", 19, 18},
+        {"of two bytes", withLineEnd("'ü' &lt; X", "\n"), before + "'ü' ", 21, 20},
+        {"of three bytes", withLineEnd("'東' &lt; X", "\n"), before + "'東' ", 21, 21},
+        {"of four bytes", withLineEnd("'😀' &lt; X", "\n"), before + "'😀' ", 22, 21},
+        {"a mark on a letter", withLineEnd("'u\xCC\x88' &lt; X", "\n"), before + "'u\xCC\x88' ", 22, 20},
+    };
+    for (const auto& example : cases) {
+        writeFile(file("draft.xml"), example.document);
+        const Outcome outcome = run({"validate", "reorg", file("draft.xml")});
+        EXPECT_EQ(outcome.status, 1) << example.name;
+        EXPECT_EQ(outcome.err.find(file("draft.xml") + ":3:" + std::to_string(example.column) + ": error: "), 0U)
+            << example.name << "\n"
+            << outcome.err;
+        EXPECT_NE(outcome.err.find("\n" + example.shown + "&lt;"), std::string::npos) << example.name << outcome.err;
+        EXPECT_NE(outcome.err.find("\n" + std::string(example.caret, ' ') + "^\n"), std::string::npos)
+            << example.name << "\n"
+            << outcome.err;
     }
 }
 
@@ -123,10 +158,10 @@ TEST_F(CliValidate, tellsWhatASetWouldRefuse) {
         EXPECT_EQ(outcome.status, 1) << example.name;
         EXPECT_EQ(outcome.err, "") << example.name;
         const json answer = json::parse(outcome.out);
-        EXPECT_EQ(answer["valid"], false);
-        ASSERT_EQ(answer["errors"].size(), 1U) << answer;
-        EXPECT_EQ(answer["errors"][0]["sqlcode"], example.sqlcode) << example.name << answer;
-        EXPECT_EQ(answer["errors"][0].value("line", json()), example.line) << example.name;
+        EXPECT_EQ(answer.at("valid"), false);
+        ASSERT_EQ(answer.at("errors").size(), 1U) << answer;
+        EXPECT_EQ(answer.at("errors")[0].at("sqlcode"), example.sqlcode) << example.name << answer;
+        EXPECT_EQ(answer.at("errors")[0].value("line", json()), example.line) << example.name;
     }
     EXPECT_FALSE(fs::exists(instance()));
 }
@@ -137,9 +172,9 @@ TEST_F(CliValidate, tellsTheLastOfSeveralProblemsOfOneElement) {
             {.input = configuration("KELMaintenanceWindows",
                                     windowElement("OnlineWindow", {.startTime = "25:00:00", .duration = "25"}))});
     EXPECT_EQ(outcome.status, 1);
-    const json errors = json::parse(outcome.out)["errors"];
+    const json errors = json::parse(outcome.out).at("errors");
     ASSERT_EQ(errors.size(), 1U);
-    EXPECT_NE(errors[0]["detail"].get<std::string>().find("'25' "), std::string::npos) << errors;
+    EXPECT_NE(errors[0].at("detail").get<std::string>().find("'25' "), std::string::npos) << errors;
 }
 
 TEST_F(CliValidate, tellsWhatWouldComeBackAsSomethingElse) {
@@ -148,12 +183,13 @@ TEST_F(CliValidate, tellsWhatWouldComeBackAsSomethingElse) {
     const Outcome words = run({"validate", "windows", "-"}, {.input = document});
     EXPECT_EQ(words.status, 0);
     EXPECT_EQ(words.err, "note: " + note + "\n");
-    EXPECT_EQ(json::parse(run({"validate", "windows", "-", "--json"}, {.input = document}).out)["notes"], json({note}));
+    EXPECT_EQ(json::parse(run({"validate", "windows", "-", "--json"}, {.input = document}).out).at("notes"),
+              json({note}));
 }
 
 TEST_F(CliValidate, failsWithoutADocument) {
-    EXPECT_EQ(failureOf({"validate", "windows", file("none.xml")})["sqlcode"], -1436);
-    EXPECT_EQ(failureOf({"validate", "windows", "-"})["sqlcode"], -1436);
+    EXPECT_EQ(failureOf({"validate", "windows", file("none.xml")}).at("sqlcode"), -1436);
+    EXPECT_EQ(failureOf({"validate", "windows", "-"}).at("sqlcode"), -1436);
     EXPECT_EQ(run({"validate", "windows"}).status, 2);
     EXPECT_EQ(run({"validate", "window", "-"}).status, 2);
 }

@@ -52,7 +52,7 @@ TEST_F(CliWindow, showsTheDefaultsOfBothWindows) {
     EXPECT_EQ(json::parse(outcome.out), (json{{"online", windowRecord(true)}, {"offline", windowRecord(false)}}));
     std::vector<std::string> keys;
     const ordered_json inOrder = ordered_json::parse(outcome.out);
-    for (const auto& [key, value] : inOrder["online"].items()) keys.push_back(key);
+    for (const auto& [key, value] : inOrder.at("online").items()) keys.push_back(key);
     EXPECT_EQ(keys, (std::vector<std::string>{"defined", "monthOfYear", "dayOfMonth", "dayOfWeek", "outside",
                                               "startDateTime", "endDateTime", "startTime", "endTime"}));
 }
@@ -75,21 +75,22 @@ TEST_F(CliWindow, showsEveryFieldOfTheRecords) {
                                  .dayOfMonth = std::string(31, '0') + "1" + std::string(30, '0'),
                                  .period = "20260102T030405/20271231T235958",
                                  .isOutside = true},
-                                {"show", "windows"})["online"];
+                                {"show", "windows"})
+                             .at("online");
     EXPECT_EQ(
-        limited["startDateTime"],
+        limited.at("startDateTime"),
         (json{{"boundKind", 0}, {"year", 2026}, {"month", 1}, {"day", 2}, {"hour", 3}, {"minute", 4}, {"second", 5}}));
-    EXPECT_EQ(limited["endDateTime"], (json{{"boundKind", 0},
-                                            {"year", 2027},
-                                            {"month", 12},
-                                            {"day", 31},
-                                            {"hour", 23},
-                                            {"minute", 59},
-                                            {"second", 58}}));
-    EXPECT_EQ(limited["startTime"], "08:30:15");
-    EXPECT_EQ(limited["endTime"], "17:00:45");
-    EXPECT_EQ(limited["outside"], 1);
-    EXPECT_EQ(limited["dayOfMonth"], std::string(31, '0') + "1" + std::string(30, '0'));
+    EXPECT_EQ(limited.at("endDateTime"), (json{{"boundKind", 0},
+                                               {"year", 2027},
+                                               {"month", 12},
+                                               {"day", 31},
+                                               {"hour", 23},
+                                               {"minute", 59},
+                                               {"second", 58}}));
+    EXPECT_EQ(limited.at("startTime"), "08:30:15");
+    EXPECT_EQ(limited.at("endTime"), "17:00:45");
+    EXPECT_EQ(limited.at("outside"), 1);
+    EXPECT_EQ(limited.at("dayOfMonth"), std::string(31, '0') + "1" + std::string(30, '0'));
 }
 
 TEST_F(CliWindow, saysInWordsWhatTheMasksMean) {
@@ -116,10 +117,10 @@ TEST_F(CliWindow, everyWindowCommandSaysThatTheStoredDocumentDoesNotParse) {
         const Outcome outcome = run(command);
         EXPECT_EQ(outcome.status, 1) << command[1];
         EXPECT_TRUE(json::accept(outcome.out)) << "the defaults are shown: " << outcome.out;
-        const json error = json::parse(outcome.err)["error"];
-        EXPECT_EQ(error["policy"], "CommonPolicy") << command[1];
-        EXPECT_EQ(error["line"], 3) << command[1];
-        EXPECT_EQ(error["column"], 3) << command[1];
+        const json error = json::parse(outcome.err).at("error");
+        EXPECT_EQ(error.at("policy"), "CommonPolicy") << command[1];
+        EXPECT_EQ(error.at("line"), 3) << command[1];
+        EXPECT_EQ(error.at("column"), 3) << command[1];
     }
 }
 
@@ -128,7 +129,7 @@ TEST_F(CliWindow, everyWindowCommandSaysThatThereIsNoRow) {
     for (const char* command : {"next", "status", "calendar", "lint"}) {
         const Outcome outcome = run({"window", command, "--json"});
         EXPECT_EQ(outcome.status, 0) << command;
-        EXPECT_EQ(json::parse(outcome.err)["note"], "no row CommonPolicy: the built-in defaults are in force")
+        EXPECT_EQ(json::parse(outcome.err).at("note"), "no row CommonPolicy: the built-in defaults are in force")
             << command;
     }
 }
@@ -195,19 +196,19 @@ TEST_F(CliWindow, nextAsksAgainFromTheEndOfTheOneBefore) {
     const json all = answer({.time = "T010000/T050000", .dayOfWeek = "1000001"},
                             {"window", "next", "--count", "4", "--at", "2026-11-22T02:00:00"});
     std::vector<std::string> starts;
-    for (const json& entry : all) starts.push_back(entry["start_local"]);
+    for (const json& entry : all) starts.push_back(entry.at("start_local"));
     EXPECT_EQ(starts, (std::vector<std::string>{"2026-11-22T02:00:00+00:00", "2026-11-28T01:00:00+00:00",
                                                 "2026-11-29T01:00:00+00:00", "2026-12-05T01:00:00+00:00"}));
     const json longOnes = answer({.time = "T010000/T050000", .dayOfWeek = "1000001"},
                                  {"window", "next", "--min-duration", "14400", "--at", "2026-11-22T02:00:00"});
-    EXPECT_EQ(longOnes[0]["start_local"], "2026-11-28T01:00:00+00:00");
+    EXPECT_EQ(longOnes[0].at("start_local"), "2026-11-28T01:00:00+00:00");
 }
 
 TEST_F(CliWindow, nextGoesOnBehindAnAnswerThatIsOver) {
     const json all = answer({.time = "T023000/T024000"},
                             {"window", "next", "--count", "3", "--tz", "Europe/Berlin", "--at", "2024-03-31T01:50"});
     std::vector<std::string> starts;
-    for (const json& entry : all) starts.push_back(entry["start_local"]);
+    for (const json& entry : all) starts.push_back(entry.at("start_local"));
     EXPECT_EQ(starts, (std::vector<std::string>{"2024-03-31T01:30:00+01:00", "2024-04-01T02:30:00+02:00",
                                                 "2024-04-02T02:30:00+02:00"}))
         << "the first is the engine's own answer";
@@ -240,11 +241,11 @@ TEST_F(CliWindow, nextAnswersWhatTheLibraryAnswers) {
                 const json told = answer(
                     text, {"window", "next", "--tz", zone, "--at", std::to_string(moment), "--min-duration", "3600"});
                 ASSERT_EQ(told.size(), 1U);
-                EXPECT_EQ(told[0]["found"], found);
+                EXPECT_EQ(told[0].at("found"), found);
                 if (!found) continue;
-                EXPECT_EQ(told[0]["start"], start.seconds);
-                EXPECT_EQ(told[0]["end"], end.seconds);
-                EXPECT_EQ(told[0]["open"], start.seconds == end.seconds);
+                EXPECT_EQ(told[0].at("start"), start.seconds);
+                EXPECT_EQ(told[0].at("end"), end.seconds);
+                EXPECT_EQ(told[0].at("open"), start.seconds == end.seconds);
             }
         }
     }
@@ -253,7 +254,7 @@ TEST_F(CliWindow, nextAnswersWhatTheLibraryAnswers) {
 TEST_F(CliWindow, takesTheMomentInSecondsOrAsLocalTimeOrWithAnOffset) {
     // Always open: the answer is the moment itself.
     const auto moment = [this](const std::string& at, const std::string& zone) {
-        return answer({.time = "T000000/T000000"}, {"window", "next", "--at", at, "--tz", zone})[0]["start"];
+        return answer({.time = "T000000/T000000"}, {"window", "next", "--at", at, "--tz", zone})[0].at("start");
     };
     const struct {
         const char* at;
@@ -451,10 +452,10 @@ TEST_F(CliWindow, statusIsNotInsideWhatIsOverAtAClockChange) {
         const Outcome outcome = runOn({.time = example.time}, {"window", "status", "--json", "--check", "--tz",
                                                                "Europe/Berlin", "--at", example.at});
         EXPECT_EQ(outcome.status, example.isInside ? 0 : 3) << outcome.err;
-        const json online = json::parse(outcome.out)["online"];
-        EXPECT_EQ(online["inside"], example.isInside);
-        EXPECT_EQ(online["current"].is_null(), !example.isInside);
-        EXPECT_EQ(online["next"]["start_local"], example.next);
+        const json online = json::parse(outcome.out).at("online");
+        EXPECT_EQ(online.at("inside"), example.isInside);
+        EXPECT_EQ(online.at("current").is_null(), !example.isInside);
+        EXPECT_EQ(online.at("next").at("start_local"), example.next);
     }
 }
 
@@ -471,32 +472,32 @@ TEST_F(CliWindow, statusTellsAProgramTheSame) {
     const json told = json::parse(run({"--json", "window", "status", "--document", sample("windows.xml"), "--at",
                                        "2026-11-22T04:00:00", "--tz", "UTC"})
                                       .out);
-    EXPECT_EQ(told["at"], 1795320000);
-    EXPECT_EQ(told["zone"], "UTC");
-    EXPECT_EQ(told["online"]["inside"], true);
-    EXPECT_EQ(told["online"]["current"]["end_local"], "2026-11-22T06:00:00+00:00");
-    EXPECT_EQ(told["online"]["next"]["start_local"], "2026-11-22T22:00:00+00:00");
-    EXPECT_EQ(told["offline"]["inside"], true);
-    EXPECT_EQ(told["offline"]["next"]["start_local"], "2026-11-28T01:00:00+00:00");
+    EXPECT_EQ(told.at("at"), 1795320000);
+    EXPECT_EQ(told.at("zone"), "UTC");
+    EXPECT_EQ(told.at("online").at("inside"), true);
+    EXPECT_EQ(told.at("online").at("current").at("end_local"), "2026-11-22T06:00:00+00:00");
+    EXPECT_EQ(told.at("online").at("next").at("start_local"), "2026-11-22T22:00:00+00:00");
+    EXPECT_EQ(told.at("offline").at("inside"), true);
+    EXPECT_EQ(told.at("offline").at("next").at("start_local"), "2026-11-28T01:00:00+00:00");
     const json defaults = json::parse(run({"--json", "window", "status"}).out);
-    EXPECT_EQ(defaults["offline"], (json{{"defined", false},
-                                         {"inside", false},
-                                         {"current", nullptr},
-                                         {"next",
-                                          {{"found", false},
-                                           {"open", false},
-                                           {"start", nullptr},
-                                           {"end", nullptr},
-                                           {"start_local", nullptr},
-                                           {"end_local", nullptr}}}}));
-    EXPECT_EQ(defaults["online"]["current"]["open"], true);
+    EXPECT_EQ(defaults.at("offline"), (json{{"defined", false},
+                                            {"inside", false},
+                                            {"current", nullptr},
+                                            {"next",
+                                             {{"found", false},
+                                              {"open", false},
+                                              {"start", nullptr},
+                                              {"end", nullptr},
+                                              {"start_local", nullptr},
+                                              {"end_local", nullptr}}}}));
+    EXPECT_EQ(defaults.at("online").at("current").at("open"), true);
 }
 
 TEST_F(CliWindow, storesWithTheEnginesZoneWhateverZoneIsAskedFor) {
     // The first use makes the rows; their time must not depend on how an answer is to be shown.
     ASSERT_EQ(run({"window", "next", "--tz", "Pacific/Kiritimati"}).status, 0);
     const json made = json::parse(run({"init", "--json"}).out);
-    const std::string updateTime = made["policies"][0]["updateTime"];
+    const std::string updateTime = made.at("policies")[0].at("updateTime");
     tm stored = {};
     ASSERT_NE(::strptime(updateTime.c_str(), "%Y-%m-%d-%H.%M.%S", &stored), nullptr) << updateTime;
     EXPECT_LT(std::abs(std::difftime(std::time(nullptr), ::timegm(&stored))), 3600) << updateTime << " is not UTC";

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <random>
 
+#include "proofSize.h"
 #include "scenario.h"
 
 namespace {
@@ -12,7 +13,7 @@ using scenario::Outcome;
 using scenario::Surroundings;
 using std::chrono::microseconds;
 
-constexpr int rounds = 150;
+const int rounds = proofSize("KELPOLICY_KILLS", 150);  // of each command
 
 std::string runstats(const std::string& filter) {
     return "<KELAutoRunstatsPolicy xmlns=\"http://kelpolicy.example/xmlns/prod/kel/autonomic/config\">"
@@ -73,6 +74,35 @@ TEST_F(Killed, ASetStoresTheOldPolicyOrTheNewOne) {
             ASSERT_EQ(found, after);
         else
             ASSERT_TRUE(found == before || found == after) << found;
+        before = found;
+    });
+}
+
+TEST_F(Killed, AnInstallStoresTheOldRowOrTheNewOne) {
+    const std::vector<std::string> key = {"--med", "M", "--decision", "D", "--name", "N"};
+    const auto with = [&](std::vector<std::string> words) {
+        words.insert(words.end(), key.begin(), key.end());
+        return words;
+    };
+    const auto documents = [&] {
+        const Outcome outcome = run(with({"retrieve", "--documents"}));
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return outcome.out;
+    };
+    const std::vector<std::string> update = with({"install", "update", "--policy", "-"});
+    const std::vector<std::string> policies = {"<PolicyDocument/>" + std::string(4000, ' '),
+                                               "<PolicyDocument><And/></PolicyDocument>"};
+    ASSERT_EQ(run(with({"install", "insert", "--policy", "-"}), {.input = policies[0]}).status, 0);
+    std::vector<std::string> answers;
+    for (const std::string& policy : policies) {
+        ASSERT_EQ(run(update, {.input = policy}).status, 0);
+        answers.push_back(documents());
+    }
+    ASSERT_NE(answers[0], answers[1]);
+    std::string before = answers[1];
+    killManyTimes(update, policies, [&](bool done, const std::string& policy) {
+        const std::string found = documents();
+        ASSERT_TRUE(found == answers[policy == policies[0] ? 0 : 1] || (!done && found == before)) << found;
         before = found;
     });
 }

@@ -1,5 +1,10 @@
 #include "scenario.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -35,6 +40,17 @@ std::string program() {
     return KELPOLICY_PROGRAM;
 }
 
+bool requireInstalled(const std::string& path) {
+    if (::access(path.c_str(), X_OK) == 0) return true;
+    [&] {
+        const std::string reason = path + " is not installed";
+        const char* const all = std::getenv("KELPOLICY_ALL_INSTALLED");
+        if (all != nullptr && *all != '\0') FAIL() << reason;
+        GTEST_SKIP() << reason;
+    }();
+    return false;
+}
+
 std::string sample(const std::string& name) {
     return std::string(KELPOLICY_SAMPLES) + "/" + name;
 }
@@ -50,6 +66,20 @@ void writeFile(const std::string& path, const std::string& text) {
     file << text;
     file.close();
     EXPECT_TRUE(file.good()) << path;
+}
+
+std::vector<std::string> namesIn(const std::string& directory) {
+    std::vector<std::string> all;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) all.push_back(entry.path().filename());
+    std::sort(all.begin(), all.end());
+    return all;
+}
+
+std::string hexOf(const std::string& bytes) {
+    constexpr const char* digits = "0123456789ABCDEF";
+    std::string text;
+    for (const unsigned char byte : bytes) text += {digits[byte >> 4U], digits[byte & 15U]};
+    return text;
 }
 
 Surroundings Scenario::complete(Surroundings surroundings) const {

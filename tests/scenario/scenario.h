@@ -15,11 +15,21 @@ namespace scenario {
 /* The path of the program. */
 std::string program();
 
+/* Whether a program that a test needs is there. If it is not, the test is skipped; where the environment has
+ * KELPOLICY_ALL_INSTALLED it has failed. Either way it returns at once. */
+bool requireInstalled(const std::string& path);
+
 /* A file of samples/. */
 std::string sample(const std::string& name);
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& text);
+
+/* Names in a directory, in order. */
+std::vector<std::string> namesIn(const std::string& directory);
+
+/* The bytes as two digits each, for an SQL literal X'...'. */
+std::string hexOf(const std::string& bytes);
 
 class Scenario : public ::testing::Test {
 protected:

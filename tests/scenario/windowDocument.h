@@ -8,6 +8,8 @@ namespace scenario {
 
 inline const std::string everyDayOfMonth(62, '1');
 
+inline const std::string lastDayOfMonth = std::string(31, '0') + "1" + std::string(30, '0');
+
 /* A text that is empty is left out. */
 struct WindowText {
     std::string time = "T220000/T060000";

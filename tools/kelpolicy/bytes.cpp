@@ -55,10 +55,20 @@ void putBytes(Json& object, const std::string& name, std::string_view bytes) {
     object[name + "Base64"] = base64(bytes);
 }
 
+void putKey(Json& object, const RowKey& key) {
+    putBytes(object, "med", key.med);
+    putBytes(object, "decision", key.decision);
+    putBytes(object, "name", key.name);
+}
+
 std::string takeBytes(const Json& object, const std::string& name) {
     const Json& text = object.at(name);
     return text.is_null() ? fromBase64(object.at(name + "Base64").get_ref<const std::string&>())
                           : text.get_ref<const std::string&>();
+}
+
+RowKey takeKey(const Json& object) {
+    return {takeBytes(object, "med"), takeBytes(object, "decision"), takeBytes(object, "name")};
 }
 
 }  // namespace kelpolicy

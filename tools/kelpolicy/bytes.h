@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "output.h"
+#include "policyRow.h"
 
 namespace kelpolicy {
 
@@ -16,8 +17,12 @@ std::string sha256(std::string_view bytes);
  * object[name + "Base64"] has them. */
 void putBytes(Json& object, const std::string& name, std::string_view bytes);
 
+/* object["med"], ["decision"] and ["name"] become the parts of the key. */
+void putKey(Json& object, const RowKey& key);
+
 /* What putBytes has put. Throws Json::exception when the object has no such member. */
 std::string takeBytes(const Json& object, const std::string& name);
+RowKey takeKey(const Json& object);
 
 }  // namespace kelpolicy
 

@@ -38,16 +38,6 @@ Json hoursArray(const std::vector<Hours>& hours) {
     return array;
 }
 
-Json stretchArray(const std::vector<Stretch>& stretches) {
-    Json array = Json::array();
-    for (const Stretch& stretch : stretches)
-        array.push_back({{"start", stretch.start},
-                         {"end", stretch.end},
-                         {"start_local", isoLocal(stretch.start)},
-                         {"end_local", isoLocal(stretch.end)}});
-    return array;
-}
-
 }  // namespace
 
 Calendar makeCalendar(const sqlpiMaintWindow& windows, int year, int month, int months, int64_t now) {

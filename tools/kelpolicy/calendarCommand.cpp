@@ -1,15 +1,13 @@
 // kelpolicy window calendar
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <charconv>
-#include <cstdio>
-#include <ctime>
 #include <filesystem>
-#include <memory>
 #include <system_error>
 
 #include "calendar.h"
+#include "replaceFile.h"
+#include "text.h"
 #include "windowOptions.h"
 
 namespace kelpolicy {
@@ -40,25 +38,12 @@ std::optional<YearMonth> parseMonth(const std::string& text) {
     return isPossible ? std::optional(parsed) : std::nullopt;
 }
 
-void writeFile(const std::string& path, const std::string& text) {
-    struct Close {
-        void operator()(FILE* file) const { std::fclose(file); }
-    };
-    std::unique_ptr<FILE, Close> file(std::fopen(path.c_str(), "wb"));
-    const bool written = file != nullptr && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
-    const bool closed = written && std::fclose(file.release()) == 0;
-    if (!closed)
-        throw Failure(fmt::format("\"{}\" cannot be written: {}", path, std::generic_category().message(errno)),
-                      "Name a file in a directory that you may write to.", systemErrorCode, systemErrorState);
-}
-
 /* Whether two names mean the same file; it need not exist. */
 bool isSameFile(const std::string& one, const std::string& other) {
-    namespace fs = std::filesystem;
     std::error_code failure;
-    if (fs::equivalent(one, other, failure)) return true;
-    const fs::path target = fs::weakly_canonical(fs::absolute(one), failure);
-    return !failure && target == fs::weakly_canonical(fs::absolute(other), failure);
+    if (std::filesystem::equivalent(one, other, failure)) return true;
+    const std::filesystem::path path = realPath(one, failure);
+    return !failure && path == realPath(other, failure);
 }
 
 int runCalendar(const CalendarOptions& options, const GlobalOptions& globals, Output& output) {
@@ -66,15 +51,15 @@ int runCalendar(const CalendarOptions& options, const GlobalOptions& globals, Ou
     const Date today = dateOf(windows.at());
     const YearMonth first = parseMonth(options.month).value_or(YearMonth{today.year, today.month});
     const Calendar calendar = makeCalendar(windows.record(), first.year, first.month, options.months, windows.at());
-    if (!options.htmlFile.empty()) writeFile(options.htmlFile, calendarHtml(calendar));
-    if (!options.icsFile.empty()) writeFile(options.icsFile, calendarIcs(calendar, windows.at()));
+    if (!options.htmlFile.empty()) replaceFile(options.htmlFile, calendarHtml(calendar));
+    if (!options.icsFile.empty()) replaceFile(options.icsFile, calendarIcs(calendar, windows.at()));
     if (output.isJson()) {
         output.writeJson(calendarObject(calendar));
     } else if (options.htmlFile.empty() && options.icsFile.empty()) {
         output.write(calendarText(calendar, output));
     } else {
         for (const std::string& path : {options.htmlFile, options.icsFile})
-            if (!path.empty()) output.writeLine(fmt::format("written: {}", path));
+            if (!path.empty()) output.writeLine(fmt::format("written: {}", printable(path)));
     }
     return windows.source().finish();
 }
@@ -95,10 +80,12 @@ void addWindowCalendar(CLI::App& parent, RunCommand& chosen) {
     command->add_option("--months", options->months, "How many months (default: 1)")
         ->type_name("N")
         ->check(CLI::Range(1, 120));
-    command->add_option("--html", options->htmlFile, "Write it to this file as a page by itself")
+    command->add_option("--html", options->htmlFile, "Write it to this file as a page by itself, whole or not at all")
         ->type_name("FILE")
         ->check(refuseEmpty);
-    command->add_option("--ics", options->icsFile, "Write the windows to this file as an iCalendar file")
+    command
+        ->add_option("--ics", options->icsFile,
+                     "Write the windows to this file as an iCalendar file, whole or not at all")
         ->type_name("FILE")
         ->check(refuseEmpty);
     addAtOption(*command, *options);

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "calendar.h"
+#include "terminal.h"
 #include "text.h"
 
 namespace kelpolicy {
@@ -38,16 +39,22 @@ std::string listOf(const char* name, const std::vector<Hours>& hours) {
     return text;
 }
 
+/* A line that wrapped would tear the picture: the list of hours is cut where the terminal ends, the bars tell them. */
 std::string line(const CalendarDay& day, const Output& output) {
-    std::string text =
-        fmt::format("{}{}{} {:2}  {}  {}", day.isToday ? '>' : ' ', day.clockChange.has_value() ? '!' : ' ',
-                    weekdays[weekdayOf(day.date)], day.date.day, bar(day, day.online, 'O', 'o', Style::good, output),
-                    bar(day, day.offline, 'X', 'x', Style::warning, output));
+    constexpr size_t pictureWidth = 63;
+    const std::string name =
+        fmt::format("{}{}{} {:2}", day.isToday ? '>' : ' ', day.clockChange.has_value() ? '!' : ' ',
+                    weekdays[weekdayOf(day.date)], day.date.day);
+    std::string list;
     for (const std::string& part : {listOf("online", day.online), listOf("offline", day.offline),
                                     day.start == day.end ? std::string("this day is left out") : std::string(),
                                     day.clockChange.has_value() ? shownClockChange(*day.clockChange) : std::string()})
-        if (!part.empty()) text += "  " + part;
-    return day.isToday ? output.styled(Style::heading, text) : text;
+        if (!part.empty()) list += "  " + part;
+    if (const std::optional<size_t> width = terminalWidth(); width.has_value() && *width > pictureWidth)
+        list = cutToWidth(list, *width - pictureWidth);
+    return fmt::format("{}  {}  {}{}", day.isToday ? output.styled(Style::heading, name) : name,
+                       bar(day, day.online, 'O', 'o', Style::good, output),
+                       bar(day, day.offline, 'X', 'x', Style::warning, output), list);
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <map>
@@ -17,6 +16,7 @@
 #include <system_error>
 #include <utility>
 
+#include "documentFile.h"
 #include "failure.h"
 #include "hostLogs.h"
 #include "logs.h"
@@ -127,14 +127,12 @@ public:
     }
     std::string read() const {
         std::string text;
-        std::array<char, 65536> part;
-        while (true) {
-            const ssize_t done = ::read(descriptor_, part.data(), part.size());
-            if (done < 0 && errno == EINTR) continue;
-            if (done < 0) fail(errno);
-            if (done == 0) return text;
-            text.append(part.data(), static_cast<size_t>(done));
-        }
+        ssize_t done = 0;
+        do {
+            done = appendPiece(descriptor_, text);
+        } while (done > 0);
+        if (done < 0) fail(errno);
+        return text;
     }
 
 private:

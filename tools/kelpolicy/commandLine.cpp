@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <new>
 #include <sstream>
 #include <string_view>
+#include <vector>
 
 #include "hostError.h"
 #include "trace.h"
@@ -66,9 +66,10 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
 std::string usageMessage(const CLI::App& app, const CLI::App& command, const CLI::ParseError& error) {
     if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr || command.get_require_subcommand_min() == 0)
         return error.what();
-    std::string known;
+    std::vector<std::string> names;
     for (const CLI::App* sub : command.get_subcommands([](const CLI::App* /*any*/) { return true; }))
-        known += (known.empty() ? "" : ", ") + sub->get_name();
+        names.push_back(sub->get_name());
+    const std::string known = fmt::format("{}", fmt::join(names, ", "));
     const std::vector<std::string> words = app.remaining(true);
     return words.empty()
                ? fmt::format("say which: {} {}", command.get_name(), known)
@@ -88,14 +89,14 @@ int reportUsage(const CLI::App& app, const CLI::ParseError& error, Output& outpu
 }
 
 Failure defect(const std::string& message) {
-    return {message, "This is a defect of the program: report it with the command line.", -901, "58004"};
+    return {message, "This is a defect of the program: report it with the command line.", defectCode, defectState};
 }
 
-int runChosen(const RunCommand& chosen, const GlobalOptions& options, Output& output) {
+/* What the work returns; exitFailed, and the failure told, when it throws, whatever it throws. */
+template <class Work>
+int guarded(Output& output, Work work) {
     try {
-        const int status = chosen(options, output);
-        output.finish();
-        return status;
+        return work();
     } catch (const Failure& failure) {
         output.report(failure);
     } catch (const kelhost::HostError& error) {
@@ -108,6 +109,36 @@ int runChosen(const RunCommand& chosen, const GlobalOptions& options, Output& ou
         output.report(defect("an exception without a text ended the command"));
     }
     return exitFailed;
+}
+
+int parseAndRun(int argc, char** argv, Output& output) {
+    GlobalOptions options;
+    RunCommand chosen;
+    CLI::App app("Shows and sets the automatic-maintenance policies of a database, and when they let it work.",
+                 "kelpolicy");
+    app.fallthrough();
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "kelpolicy " KELPOLICY_VERSION);
+    app.footer(
+        "Example:\n  kelpolicy show backup\n\nExit status: 0 done, 1 refused or failed, 2 usage, "
+        "3 the answer of a check is no.");
+    addGlobalOptions(app, options);
+    for (AddCommand* add : commands) add(app, chosen);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() != 0) return reportUsage(app, error, output);
+        std::ostringstream help;
+        app.exit(error, help, help);
+        output.write(help.str());
+        output.finish();
+        return exitDone;
+    }
+    output = Output(options.json);
+    const int status = chosen(options, output);
+    output.finish();
+    return status;
 }
 
 }  // namespace
@@ -142,30 +173,9 @@ void addDocumentOption(CLI::App& command, std::string& path) {
 }
 
 int runCommandLine(int argc, char** argv) {
-    GlobalOptions options;
-    RunCommand chosen;
-    CLI::App app("Shows and sets the automatic-maintenance policies of a database, and when they let it work.",
-                 "kelpolicy");
-    app.fallthrough();
-    app.require_subcommand(1);
-    app.set_version_flag("--version", "kelpolicy " KELPOLICY_VERSION);
-    app.footer(
-        "Example:\n  kelpolicy show backup\n\nExit status: 0 done, 1 refused or failed, 2 usage, "
-        "3 the answer of a check is no.");
-    addGlobalOptions(app, options);
-    for (AddCommand* add : commands) add(app, chosen);
-
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return app.exit(error);
-        const bool json =
-            std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
-        Output output(json);
-        return reportUsage(app, error, output);
-    }
-    Output output(options.json);
-    return runChosen(chosen, options, output);
+    // Before the words are understood, they tell how to complain of them.
+    Output output(std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; }));
+    return guarded(output, [&] { return parseAndRun(argc, argv, output); });
 }
 
 }  // namespace kelpolicy

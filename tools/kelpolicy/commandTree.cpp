@@ -1,5 +1,7 @@
 #include "commandTree.h"
 
+#include <fmt/format.h>
+
 #include <sstream>
 
 namespace kelpolicy {
@@ -81,9 +83,11 @@ CommandInfo describe(const CLI::App& app, std::vector<std::string> words) {
 }  // namespace
 
 std::string CommandInfo::joined(const char* separator) const {
-    std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : separator) + word;
-    return text;
+    return kelpolicy::joined(words, separator);
+}
+
+std::string joined(const std::vector<std::string>& words, const char* separator) {
+    return fmt::format("{}", fmt::join(words, separator));
 }
 
 CommandInfo describeCommands(const CLI::App& program) {

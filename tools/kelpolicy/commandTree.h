@@ -37,9 +37,11 @@ struct CommandInfo {
     std::vector<OptionInfo> arguments{};
     std::vector<CommandInfo> commands{}; /* below this one */
 
-    /* The words with this between them. */
-    std::string joined(const char* separator) const;
+    std::string joined(const char* separator) const; /* the words */
 };
+
+/* The words with the separator between them. */
+std::string joined(const std::vector<std::string>& words, const char* separator);
 
 CommandInfo describeCommands(const CLI::App& program);
 

@@ -24,12 +24,6 @@ std::string fishQuoted(const std::string& text) {
     return quoted(text, "\\'");
 }
 
-std::string joined(const std::vector<std::string>& words, const char* separator) {
-    std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : separator) + word;
-    return text;
-}
-
 /* The options that every command takes: the program's own, but for those that ask about itself. */
 bool isCommon(const OptionInfo& option) {
     return option.name() != "--help" && option.name() != "--version";

@@ -3,30 +3,25 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
-#include <memory>
+#include <iterator>
 #include <string_view>
 
 #include "configurationFacts.h"
-#include "memoryPool.h"
+#include "documentFile.h"
 #include "messages.h"
 #include "procedures.h"
 #include "records.h"
-#include "sqlpiBackup.h"
 #include "sqlpiDomErrorReporter.h"
 #include "sqlpiOwn.h"
 #include "sqlpiPolicyConfig.h"
 #include "sqlpiPolicyGen.h"
 #include "sqlpiPolicyValidate.h"
-#include "sqlpiStatsProf.h"
 #include "windowRecord.h"
 
 namespace kelpolicy {
 namespace {
-
-int32_t lengthOf(const std::string& document) {
-    return static_cast<int32_t>(document.size());
-}
 
 /* --- the engine's two conversions --------------------------------------------------------------------------------- */
 
@@ -52,11 +47,13 @@ std::string generate(const ConfigurationType& type, const std::string& document,
     throw failure;
 }
 
-std::optional<std::string> tryGenerate(const ConfigurationType& type, const std::string& document) {
+/* Why setting the document would fail; nothing, and what it stores in `stored`, when it would not. */
+std::optional<std::string> whyNotSet(const ConfigurationType& type, const std::string& document, std::string& stored) {
     try {
-        return generate(type, document, "");
-    } catch (const Failure&) {
+        stored = generate(type, document, "");
         return {};
+    } catch (const Failure& failure) {
+        return failure.detail.empty() ? failure.what() : failure.detail;
     }
 }
 
@@ -74,33 +71,46 @@ std::optional<std::string> tryExtract(const ConfigurationType& type, std::string
 
 /* --- what the engine reads ---------------------------------------------------------------------------------------- */
 
-/* The texts that are stored as they are, by the names of their elements. */
-using FreeTexts = std::vector<std::pair<std::string_view, std::string>>;
+/* The records' fields that hold the texts which are stored as they are. */
+struct FreeText {
+    std::string_view element;
+    std::string_view field;
+};
+constexpr FreeText freeTexts[] = {{"PathName", "targetLocation"},
+                                  {"LibFilename", "targetLocation"},
+                                  {"LibOptions", "libOptions"},
+                                  {"FilterClause", "tablesFilter"},
+                                  {"FilterCondition", "tablesFilter"}};
 
-FreeTexts readFilter(std::string_view element, char* filter) {
-    const sqlpiBlock owned(filter, sqlpiFreeBlock{"sqlpiStatsProf"});
-    return {{element, filter == nullptr ? "" : filter}};
+using ReadRecord = Fields (*)(std::optional<std::string>&);
+
+/* REQUIRES: not the windows, which have two records. */
+ReadRecord recordOf(const ConfigurationType& type) {
+    return &type.kind == &backupKind  ? readBackupRecord
+           : &type.kind == &reorgKind ? readReorgRecord
+                                      : readRunstatsRecord;
 }
 
-FreeTexts readFreeTexts(const ConfigurationType& type, std::string stored) {
-    if (&type.kind == &backupKind) {
-        sqlpiBackupPolicy policy = {};
-        sqlpiGetBackupPolicy(stored.data(), lengthOf(stored), &policy);
-        const bool hasSessions = policy.targetType == BACKUP_TARGET_VLT || policy.targetType == BACKUP_TARGET_XBSA;
-        const std::string location = hasSessions ? "" : policy.targetLocation;
-        return {{"PathName", location}, {"LibFilename", location}, {"LibOptions", policy.libOptions}};
-    }
-    if (&type.kind == &reorgKind) {
-        sqlpiReorgPolicy policy = {};
-        sqlpiGetReorgPolicy(stored.data(), lengthOf(stored), &policy);
-        return readFilter("FilterClause", policy.tablesFilter);
-    }
-    if (&type.kind == &runstatsKind) {
-        sqlpiRunStatsPolicy policy = {};
-        sqlpiGetAtmSensors(stored.data(), lengthOf(stored), &policy);
-        return readFilter("FilterCondition", policy.tablesFilter);
-    }
-    return {};
+const Field* findField(const Fields& fields, std::string_view name) {
+    const auto found =
+        std::find_if(fields.begin(), fields.end(), [name](const Field& field) { return field.name == name; });
+    return found == fields.end() ? nullptr : &*found;
+}
+
+/* What the stored document says by itself. */
+Fields fieldsOf(const ConfigurationType& type, const std::string& stored) {
+    if (&type.kind == &windowsKind) return {};
+    std::optional<std::string> document = stored;
+    return (&type.kind == &backupKind ? readBackupDocument : recordOf(type))(document);
+}
+
+/* What the engine reads where the configuration has this text; nothing where it reads no text. */
+std::optional<std::string> readBack(const Fields& fields, const ConfigurationFact& fact) {
+    const auto* text = std::find_if(std::begin(freeTexts), std::end(freeTexts),
+                                    [&fact](const FreeText& known) { return known.element == fact.name; });
+    const Field* field = text == std::end(freeTexts) ? nullptr : findField(fields, text->field);
+    if (field == nullptr) return {};
+    return field->value.is_null() ? std::string() : field->value.get<std::string>();
 }
 
 /* --- a text that would not come back ------------------------------------------------------------------------------ */
@@ -151,7 +161,7 @@ std::optional<Failure> findRefusal(const ConfigurationType& type, const std::str
                                    const std::vector<ConfigurationFact>& facts, const std::string& stored) {
     std::optional<Failure> unreadable;
     const bool isReadable = parseDocument(stored, "what would be stored", unreadable) != nullptr;
-    const FreeTexts found = isReadable ? readFreeTexts(type, stored) : FreeTexts();
+    const Fields fields = isReadable ? fieldsOf(type, stored) : Fields();
     for (const ConfigurationFact& fact : facts) {
         if (!fact.isFreeText) continue;
         if (!isReadable) {
@@ -161,9 +171,9 @@ std::optional<Failure> findRefusal(const ConfigurationType& type, const std::str
             return refusalOf(type, fact, document, path,
                              "read nothing of the policy: it would work with its built-in defaults");
         }
-        for (const auto& [element, text] : found)
-            if (element == fact.name && text != fact.value)
-                return refusalOf(type, fact, document, path, fmt::format("read \"{}\"", text));
+        const std::optional<std::string> text = readBack(fields, fact);
+        if (text.has_value() && text != fact.value)
+            return refusalOf(type, fact, document, path, fmt::format("read \"{}\"", *text));
     }
     return unreadable;
 }
@@ -189,33 +199,36 @@ std::vector<std::string> compareFacts(const std::vector<ConfigurationFact>& writ
     return notes;
 }
 
-int secondsOf(const sqlpiMaintWindowTime& time) {
-    return time.hour * 3600 + time.minute * 60 + time.second;
-}
-
 /* A window is written as whole hours from its start, and stored as its start and end. */
 void compareLength(std::string_view element, const std::vector<ConfigurationFact>& written,
                    const sqlpiMaintWindowInfo& window, std::vector<std::string>& notes) {
     const ConfigurationFact* duration = findFact(written, fmt::format("{}/@duration", element));
     if (duration == nullptr || !window.defined) return;
     constexpr int day = 86400;
-    const int meant = std::atoi(duration->sense.c_str()) * 3600;
+    const std::string& hours = duration->sense;
+    int meant = 0;
+    std::from_chars(hours.data(), hours.data() + hours.size(), meant);
+    meant *= 3600;
     const int stored = (secondsOf(window.endTime) - secondsOf(window.startTime) + day - 1) % day + 1;
     if (std::abs(meant - stored) <= 1) return;  // midnight is stored as 23:59:59
     notes.push_back(fmt::format("line {}: {} of {} h is stored as {}: the minutes behind midnight are dropped",
-                                duration->place.line, element, duration->sense, shownTimeOfDay(window)));
+                                duration->place.line, element, hours, shownTimeOfDay(window)));
 }
 
 /* --- the records of two stored documents -------------------------------------------------------------------------- */
 
-std::vector<std::string> compareWindows(const std::string& inForce, const std::string& again) {
+sqlpiMaintWindow windowsOf(const std::string& document) {
+    std::optional<std::string> given = document;
+    return readWindows(given);
+}
+
+std::vector<std::string> compareWindows(const std::string& stored, const std::string& again, const std::string& where) {
     std::vector<std::string> notes;
-    const sqlpiMaintWindow before = readWindows(inForce);
-    const sqlpiMaintWindow after = readWindows(again);
-    const auto compare = [&notes](const char* name, const sqlpiMaintWindowInfo& one,
-                                  const sqlpiMaintWindowInfo& other) {
-        if (windowObject(one) == windowObject(other)) return;
-        notes.push_back(fmt::format("the {} window in force is \"{}\"; setting this document makes it \"{}\"", name,
+    const sqlpiMaintWindow before = windowsOf(stored);
+    const sqlpiMaintWindow after = windowsOf(again);
+    const auto compare = [&](const char* name, const sqlpiMaintWindowInfo& one, const sqlpiMaintWindowInfo& other) {
+        if (shownRule(one) == shownRule(other)) return;  // masks that differ may select the same days
+        notes.push_back(fmt::format("the {} window {} is \"{}\"; setting this document makes it \"{}\"", name, where,
                                     shownRule(one), shownRule(other)));
     };
     compare("online", before.online, after.online);
@@ -223,39 +236,29 @@ std::vector<std::string> compareWindows(const std::string& inForce, const std::s
     return notes;
 }
 
-std::vector<std::string> compareRecords(Fields (*read)(std::optional<std::string>&), const std::string& inForce,
-                                        const std::string& again) {
-    std::optional<std::string> before = inForce;
+/* The value, in words as well where they tell it from the other one. */
+std::string shownValue(const Field& field, const Field* other) {
+    const bool hasWords = other != nullptr && other->meaning != field.meaning;
+    return jsonText(field.value) + (hasWords ? fmt::format(" ({})", field.meaning) : "");
+}
+
+std::vector<std::string> compareRecords(ReadRecord read, const std::string& stored, const std::string& again,
+                                        const std::string& where) {
+    std::optional<std::string> before = stored;
     std::optional<std::string> after = again;
     const Fields one = read(before);
     const Fields other = read(after);
     std::vector<std::string> notes;
     for (const Field& field : one) {
-        const auto same = std::find_if(other.begin(), other.end(), [&field](const Field& candidate) {
-            return std::string_view(candidate.name) == field.name && candidate.value == field.value;
-        });
-        if (same != other.end()) continue;
-        const auto now = std::find_if(other.begin(), other.end(), [&field](const Field& candidate) {
-            return std::string_view(candidate.name) == field.name;
-        });
-        notes.push_back(fmt::format("{} in force is {}; setting this document makes it {}", field.name,
-                                    jsonText(field.value), now == other.end() ? "none" : jsonText(now->value)));
+        const Field* now = findField(other, field.name);
+        if (now != nullptr && now->value == field.value) continue;
+        notes.push_back(fmt::format("{} {} is {}; setting this document makes it {}", field.name, where,
+                                    shownValue(field, now), now == nullptr ? "none" : shownValue(*now, &field)));
     }
     return notes;
 }
 
 }  // namespace
-
-std::string documentInMessages(const std::string& path) {
-    return path == "-" ? "<stdin>" : path;
-}
-
-sqlpiMaintWindow readWindows(std::string document) {
-    sqlpiMaintWindow windows;
-    sqlpiSetMaintWindowDefaults(&windows);
-    sqlpiGetMaintWindowPolicy(document.data(), lengthOf(document), &windows);
-    return windows;
-}
 
 CheckedConfiguration checkConfiguration(const ConfigurationType& type, const std::string& document,
                                         const std::string& path) {
@@ -266,19 +269,20 @@ CheckedConfiguration checkConfiguration(const ConfigurationType& type, const std
 
     sqlca ca = {};
     const std::optional<std::string> again = tryExtract(type, checked.stored, ca);
-    if (again.has_value() && tryGenerate(type, *again).has_value())
+    std::string storedAgain;
+    if (again.has_value() && !whyNotSet(type, *again, storedAgain).has_value())
         checked.notes = compareFacts(facts, readConfigurationFacts(*again));
     else
         checked.notes = {"what a get makes of the stored policy could not be set again"};
     if (&type.kind == &windowsKind) {
-        const sqlpiMaintWindow windows = readWindows(checked.stored);
+        const sqlpiMaintWindow windows = windowsOf(checked.stored);
         compareLength("OnlineWindow", facts, windows.online, checked.notes);
         compareLength("OfflineWindow", facts, windows.offline, checked.notes);
     }
     return checked;
 }
 
-std::string extractConfiguration(const ConfigurationType& type, std::string stored, const std::string& name) {
+std::string extractConfiguration(const ConfigurationType& type, const std::string& stored, const std::string& name) {
     sqlca ca = {};
     const FailureWitness witness;
     std::optional<std::string> configuration = tryExtract(type, stored, ca);
@@ -289,15 +293,12 @@ std::string extractConfiguration(const ConfigurationType& type, std::string stor
 }
 
 std::vector<std::string> compareWithStored(const ConfigurationType& type, const std::string& configuration,
-                                           const std::string& stored) {
-    const std::optional<std::string> again = tryGenerate(type, configuration);
-    if (!again.has_value())
-        return {"the policy in force says what a configuration document cannot say: this one could not be set"};
-    if (&type.kind == &windowsKind) return compareWindows(stored, *again);
-    return compareRecords(&type.kind == &backupKind  ? readBackupRecord
-                          : &type.kind == &reorgKind ? readReorgRecord
-                                                     : readRunstatsRecord,
-                          stored, *again);
+                                           const std::string& stored, const std::string& where) {
+    std::string again;
+    if (const std::optional<std::string> reason = whyNotSet(type, configuration, again))
+        return {fmt::format("setting this document would fail: {}", *reason)};
+    return &type.kind == &windowsKind ? compareWindows(stored, again, where)
+                                      : compareRecords(recordOf(type), stored, again, where);
 }
 
 }  // namespace kelpolicy

@@ -8,7 +8,6 @@
 
 #include "configurationTypes.h"
 #include "failure.h"
-#include "sqlpiCommonPolicy.h"
 
 namespace kelpolicy {
 
@@ -25,17 +24,12 @@ CheckedConfiguration checkConfiguration(const ConfigurationType& type, const std
 
 /* The configuration document of a stored policy, as a get makes it. `name` names the policy in messages. Throws
  * Failure. */
-std::string extractConfiguration(const ConfigurationType& type, std::string stored, const std::string& name);
+std::string extractConfiguration(const ConfigurationType& type, const std::string& stored, const std::string& name);
 
-/* What the policy in force has and setting the configuration document made from it would change. */
+/* What the stored policy has and setting the configuration document made from it would change, or why that would fail.
+ * `where` says in the messages where it is stored: "in force". */
 std::vector<std::string> compareWithStored(const ConfigurationType& type, const std::string& configuration,
-                                           const std::string& stored);
-
-/* The windows of a policy-language document. */
-sqlpiMaintWindow readWindows(std::string document);
-
-/* "<stdin>" for "-". */
-std::string documentInMessages(const std::string& path);
+                                           const std::string& stored, const std::string& where);
 
 }  // namespace kelpolicy
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <string>
+#include <vector>
 
 namespace kelpolicy {
 namespace {
@@ -14,13 +16,28 @@ bool isSameWord(std::string_view a, std::string_view b) {
                       [lower](char left, char right) { return lower(left) == lower(right); });
 }
 
+/* All types by what `name` says of each. */
+template <class Name>
+std::string listed(const char* separator, Name name) {
+    std::vector<std::string> names;
+    for (const ConfigurationType& type : configurationTypes) names.push_back(name(type));
+    return fmt::format("{}", fmt::join(names, separator));
+}
+
 const ConfigurationType& findType(const std::string& word) {
-    std::string known;
-    for (const ConfigurationType& type : configurationTypes) {
+    for (const ConfigurationType& type : configurationTypes)
         if (isSameWord(word, type.name) || isSameWord(word, type.shortName)) return type;
-        known += fmt::format("{}{} ({})", known.empty() ? "" : ", ", type.name, type.shortName);
-    }
-    throw CLI::ValidationError("TYPE", fmt::format("\"{}\" is no policy type; these are: {}", word, known));
+    throw CLI::ValidationError("TYPE", fmt::format("\"{}\" is no policy type; these are: {}", word,
+                                                   listed(", ", [](const ConfigurationType& type) {
+                                                       return fmt::format("{} ({})", type.name, type.shortName);
+                                                   })));
+}
+
+std::string nameOf(const ConfigurationType& type) {
+    return type.name;
+}
+std::string shortNameOf(const ConfigurationType& type) {
+    return type.shortName;
 }
 
 }  // namespace
@@ -29,9 +46,8 @@ void addTypeArgument(CLI::App& command, const ConfigurationType*& type) {
     command
         .add_option_function<std::string>(
             "TYPE", [&type](const std::string& word) { type = &findType(word); },
-            "MAINTENANCE_WINDOW, AUTO_BACKUP, AUTO_REORG or AUTO_RUNSTATS, in any case; or windows, backup, reorg or "
-            "runstats")
-        ->type_name("windows|backup|reorg|runstats")
+            fmt::format("{}, in any case; in short {}", listed(", ", nameOf), listed(", ", shortNameOf)))
+        ->type_name(listed("|", shortNameOf))
         ->required();
 }
 

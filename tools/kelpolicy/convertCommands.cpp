@@ -36,7 +36,7 @@ int runExtract(const ConvertOptions& options, const GlobalOptions& globals, Outp
     const ConfigurationType& type = *options.type;
     const std::string stored = readDocument(options.path);
     const std::string document = extractConfiguration(type, stored, documentName(options.path));
-    std::vector<std::string> notes = compareWithStored(type, document, stored);
+    std::vector<std::string> notes = compareWithStored(type, document, stored, "of " + documentName(options.path));
     if (judgeDocument(type.kind, stored, DocumentOrigin::given, documentName(options.path)).saysNothing)
         notes.push_back(fmt::format("{} has no element of the {}", documentName(options.path), type.kind.title));
     writeDocument(options, document, notes, output);

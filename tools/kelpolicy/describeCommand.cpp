@@ -15,10 +15,8 @@ namespace kelpolicy {
 namespace {
 
 Failure unknownName(const std::string& name) {
-    std::string known;
-    for (const PolicyKind* kind : policyKinds) known += (known.empty() ? "" : ", ") + std::string(kind->key.name);
-    return {fmt::format("there is no policy named \"{}\"", name), fmt::format("Name one of these: {}.", known), -204,
-            "42704"};
+    return {fmt::format("there is no policy named \"{}\"", name),
+            fmt::format("Name one of these: {}.", fmt::join(policyNames(), ", ")), unknownNameCode, unknownNameState};
 }
 
 std::string describe(const PolicyKind& kind) {
@@ -26,7 +24,7 @@ std::string describe(const PolicyKind& kind) {
     const uint32_t status = sqpiGetPolicyFormatString(text.data(), int32_t{text.size()}, kind.key.name);
     if (status != SQLPI_FORMAT_OK)
         throw Failure(fmt::format("the policy {} cannot be described (status {:#X})", kind.key.name, status),
-                      "Look into log/diagnostic.log of the instance directory.", -901, "58004");
+                      "Look into log/diagnostic.log of the instance directory.", defectCode, defectState);
     return text.data();
 }
 
@@ -103,7 +101,7 @@ void addDescribe(CLI::App& parent, RunCommand& chosen) {
     CLI::App* command = parent.add_subcommand("describe", "Say in one line what a stored policy does, or all of them");
     const auto name = std::make_shared<std::string>();
     command->add_option("NAME", *name, "Only this policy (default: all)")
-        ->type_name("CommonPolicy|DBBackupPolicy|TableReorgPolicy|TableRunstatsPolicy|StatsProfilePolicy");
+        ->type_name(fmt::format("{}", fmt::join(policyNames(), "|")));
     command->footer(example("kelpolicy describe DBBackupPolicy"));
     command->callback([&chosen, name] {
         chosen = [name](const GlobalOptions& options, Output& output) { return runDescribe(*name, options, output); };

@@ -36,13 +36,7 @@ public:
     OpenFile(const OpenFile&) = delete;
     OpenFile& operator=(const OpenFile&) = delete;
 
-    ssize_t read(char* buffer, size_t size) const {
-        ssize_t done = -1;
-        do {
-            done = ::read(descriptor_, buffer, size);
-        } while (done < 0 && errno == EINTR);
-        return done;
-    }
+    int descriptor() const noexcept { return descriptor_; }
 
 private:
     int descriptor_;
@@ -53,12 +47,10 @@ private:
 std::string readDocument(const std::string& path, size_t limit) {
     const OpenFile file(path);
     std::string document;
-    std::array<char, 65536> part;
     while (true) {
-        const ssize_t done = file.read(part.data(), part.size());
+        const ssize_t done = appendPiece(file.descriptor(), document);
         if (done < 0) throw readFailure(path, errno);
         if (done == 0) break;
-        document.append(part.data(), static_cast<size_t>(done));
         if (document.size() > limit)
             throw fileFailure(path, fmt::format("is longer than {} bytes", limit),
                               "Give a document that holds one policy; the policy table takes up to 2097152 bytes.");
@@ -69,6 +61,20 @@ std::string readDocument(const std::string& path, size_t limit) {
 
 std::string documentName(const std::string& path) {
     return path == "-" ? "the document on standard input" : fmt::format("the document \"{}\"", path);
+}
+
+std::string documentInMessages(const std::string& path) {
+    return path == "-" ? "<stdin>" : path;
+}
+
+ssize_t appendPiece(int descriptor, std::string& text) {
+    std::array<char, 65536> piece;
+    ssize_t done = -1;
+    do {
+        done = ::read(descriptor, piece.data(), piece.size());
+    } while (done < 0 && errno == EINTR);
+    if (done > 0) text.append(piece.data(), static_cast<size_t>(done));
+    return done;
 }
 
 }  // namespace kelpolicy

@@ -1,6 +1,8 @@
-/* A policy-language document in a file. */
+/* A document in a file. */
 #ifndef KELPOLICY_DOCUMENT_FILE_H
 #define KELPOLICY_DOCUMENT_FILE_H
+
+#include <sys/types.h>
 
 #include <cstddef>
 #include <string>
@@ -15,6 +17,12 @@ std::string readDocument(const std::string& path, size_t limit = largestPolicyDo
 
 /* The document as messages name it. */
 std::string documentName(const std::string& path);
+
+/* The same in front of a place: "<stdin>" for "-". */
+std::string documentInMessages(const std::string& path);
+
+/* Appends what one read gives; how many bytes, 0 at the end, below 0 on failure with the reason in errno. */
+ssize_t appendPiece(int descriptor, std::string& text);
 
 }  // namespace kelpolicy
 

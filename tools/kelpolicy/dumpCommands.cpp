@@ -4,6 +4,7 @@
 #include <array>
 #include <map>
 #include <set>
+#include <string_view>
 
 #include "databaseSession.h"
 #include "dumpDirectory.h"
@@ -29,6 +30,11 @@ struct Loaded {
     size_t unchanged = 0;
     size_t kept = 0;
     size_t removed = 0;
+    std::set<std::string_view> policies{}; /* of the engine's, whose rows were written or removed */
+
+    void change(const RowKey& key) {
+        if (const PolicyKind* kind = findPolicyKind(key)) policies.insert(kind->key.name);
+    }
 };
 
 int runDump(const std::string& directory, const GlobalOptions& globals, Output& output) {
@@ -50,25 +56,25 @@ int runDump(const std::string& directory, const GlobalOptions& globals, Output& 
     return exitDone;
 }
 
-using Descriptions = std::map<std::string, std::string>;
+using Descriptions = std::map<std::string_view, std::string>;
 
 Descriptions describeAll() {
     Descriptions descriptions;
     for (const PolicyKind* kind : policyKinds) {
         std::array<char, 4095> text{};
-        if (sqpiGetPolicyFormatString(text.data(), int32_t{text.size()}, kind->key.name) == SQLPI_FORMAT_OK)
-            descriptions[kind->key.name] = text.data();
+        const uint32_t status = sqpiGetPolicyFormatString(text.data(), int32_t{text.size()}, kind->key.name);
+        descriptions[kind->key.name] = status == SQLPI_FORMAT_OK ? text.data() : "";
     }
     return descriptions;
 }
 
-/* A load changes policies as the engine's procedures do, so that it leaves the same trace in the administration log. */
-void reportChanges(const Descriptions& before, const Descriptions& after, const std::string& database) {
-    for (const auto& [name, description] : after) {
-        const auto old = before.find(name);
-        if (old == before.end() || old->second == description) continue;
-        const std::string text =
-            fmt::format("{1}{0}{2}{0}{3}{0}{4}", std::string_view("\xFF", 1), name, database, old->second, description);
+/* The engine's procedures would not bring every row back byte for byte; a load leaves the same record of a changed
+ * policy in the administration log as they do, once it is committed. */
+void reportChanges(const Loaded& loaded, const Descriptions& before, const Descriptions& after,
+                   const std::string& database) {
+    for (const std::string_view name : loaded.policies) {
+        const std::string text = fmt::format("{1}{0}{2}{0}{3}{0}{4}", std::string_view("\xFF", 1), name, database,
+                                             before.at(name), after.at(name));
         sqlt_logadmin(SQLT_ADMIN_POLICY_CHANGED, PD_INFO, "kelpolicy load", 10, text.data(), text.size());
     }
 }
@@ -82,6 +88,7 @@ void loadRow(const RowKey& key, const std::string& document, Loaded& loaded) {
         return;
     }
     SqlStatement statement(fmt::format("cannot load the row {}", shownKey(key)));
+    loaded.change(key);
     if (stored.has_value()) {
         statement.change("UPDATE SYSTOOLS.POLICY SET UPDATE_TIME = CURRENT TIMESTAMP, POLICY = ? " + whereKey(key),
                          &document);
@@ -105,6 +112,7 @@ void settleOthers(const Dump& dump, bool replace, Loaded& loaded) {
             continue;
         }
         SqlStatement("cannot remove a row").change("DELETE FROM SYSTOOLS.POLICY " + whereKey(row.key));
+        loaded.change(row.key);
         ++loaded.removed;
     }
 }
@@ -116,10 +124,10 @@ int runLoad(const LoadOptions& options, const GlobalOptions& globals, Output& ou
         dump.check([&progress] { progress.step(); });
     }
     DatabaseSession session(globals, output);
-    const Descriptions before = describeAll();
-    Loaded loaded;
     // Nobody else changes rows between the look at them and the change.
     SqlStatement("cannot change the policy table").change("UPDATE SYSTOOLS.POLICY SET MED = MED");
+    const Descriptions before = describeAll();
+    Loaded loaded;
     {
         Progress progress(output, "loading row", dump.rows().size());
         for (const DumpedRow& row : dump.rows()) {
@@ -130,7 +138,7 @@ int runLoad(const LoadOptions& options, const GlobalOptions& globals, Output& ou
     settleOthers(dump, options.replace, loaded);
     const Descriptions after = describeAll();
     session.commit();
-    reportChanges(before, after, session.databaseName());
+    reportChanges(loaded, before, after, session.databaseName());
 
     if (output.isJson())
         output.writeJson({{"directory", options.directory},

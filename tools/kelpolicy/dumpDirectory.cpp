@@ -7,13 +7,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <set>
 #include <system_error>
 
 #include "bytes.h"
 #include "documentFile.h"
 #include "files.h"
+#include "hostFile.h"
 #include "replaceFile.h"
 #include "text.h"
 
@@ -36,10 +36,6 @@ Failure systemFailure(const std::string& directory, const char* what, int reason
                             "Check the path, and that you may write to the directory that holds it.");
 }
 
-struct CloseFile {
-    void operator()(OSSHFile* file) const { ossFileClose(file); }
-};
-
 /* What is wrong with a file of a dump. */
 struct Damage {
     std::string what;
@@ -47,19 +43,19 @@ struct Damage {
 
 /* A regular file of at most `limit` bytes. Throws Damage. */
 std::string readWhole(const fs::path& path, size_t limit) {
-    OSSHFile* opened = nullptr;
-    const int32_t status = ossFileOpen(&opened, path.c_str(), OSS_FILE_READ, 0);
-    const std::unique_ptr<OSSHFile, CloseFile> file(opened);
-    uint64_t size = 0;
-    if (status == OSS_NOT_FOUND) throw Damage{"is missing"};
-    if (status == OSS_NOT_REGULAR) throw Damage{"is no regular file"};
-    if (status != OSS_OK || ossFileSize(file.get(), &size) != OSS_OK) throw Damage{"cannot be read"};
-    if (size > limit) throw Damage{fmt::format("has {} bytes, more than {}", size, limit)};
-    std::string text(size, '\0');
-    size_t done = 0;
-    if (ossFileRead(file.get(), text.data(), text.size(), &done) != OSS_OK || done != size)
-        throw Damage{"cannot be read"};
-    return text;
+    std::string text;
+    switch (kelhost::readWholeFile(path.c_str(), limit, text)) {
+        case OSS_OK:
+            return text;
+        case OSS_NOT_FOUND:
+            throw Damage{"is missing"};
+        case OSS_NOT_REGULAR:
+            throw Damage{"is no regular file"};
+        case OSS_TOO_LONG:
+            throw Damage{fmt::format("has more than {} bytes", limit)};
+        default:
+            throw Damage{"cannot be read"};
+    }
 }
 
 std::vector<std::string> namesIn(const fs::path& directory) {
@@ -91,9 +87,7 @@ std::string checksumOf(Json manifest) {
 
 Json rowObject(const DumpedRow& row) {
     Json object = {{"file", row.file}};
-    putBytes(object, "med", row.key.med);
-    putBytes(object, "decision", row.key.decision);
-    putBytes(object, "name", row.key.name);
+    putKey(object, row.key);
     object["updateTime"] = row.updateTime;
     object["bytes"] = row.bytes;
     object["sha256"] = row.sha256;
@@ -104,7 +98,7 @@ Json rowObject(const DumpedRow& row) {
 DumpedRow rowOf(const Json& object) {
     DumpedRow row;
     row.file = object.at("file").get<std::string>();
-    row.key = {takeBytes(object, "med"), takeBytes(object, "decision"), takeBytes(object, "name")};
+    row.key = takeKey(object);
     row.updateTime = object.at("updateTime").get<std::string>();
     row.bytes = object.at("bytes").get<size_t>();
     row.sha256 = object.at("sha256").get<std::string>();
@@ -180,9 +174,9 @@ std::string makePartial(const fs::path& target) {
 
 NewDump::NewDump(const std::string& directory) {
     std::error_code failure;
-    fs::path target = fs::weakly_canonical(fs::absolute(directory), failure);
+    fs::path target = realPath(directory, failure);
     if (!failure && !target.has_filename()) target = target.parent_path();
-    if (failure || !target.has_filename()) throw systemFailure(directory, "made", ENOENT);
+    if (failure || !target.has_filename()) throw systemFailure(directory, "made", failure ? failure.value() : ENOENT);
     target_ = target.string();
     earlierDump(target_);
     partial_ = makePartial(target);

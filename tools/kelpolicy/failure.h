@@ -38,6 +38,12 @@ inline constexpr int32_t policyDocumentCode = -1438; /* a policy document cannot
 inline constexpr const char* policyState = "5U0ZZ";
 inline constexpr int32_t systemErrorCode = -902; /* reading or writing failed */
 inline constexpr const char* systemErrorState = "58030";
+inline constexpr int32_t defectCode = -901; /* what should never happen */
+inline constexpr const char* defectState = "58004";
+inline constexpr int32_t unknownNameCode = -204;
+inline constexpr const char* unknownNameState = "42704";
+inline constexpr int32_t interruptedCode = -952; /* the user did not want it */
+inline constexpr const char* interruptedState = "57014";
 
 Failure failureOf(const kelhost::HostError& error);
 

@@ -55,7 +55,7 @@ int runGet(const GetOptions& options, const GlobalOptions& globals, Output& outp
     const std::string document = getDocument(options, session, writtenTo);
     const std::optional<PolicyRow> row = readPolicyRow(type.kind.key);
     const std::vector<std::string> notes =
-        row.has_value() ? compareWithStored(type, document, row->document) : std::vector<std::string>();
+        row.has_value() ? compareWithStored(type, document, row->document, "in force") : std::vector<std::string>();
     session.commit();
     if (!options.output.empty()) replaceFile(options.output, document);
 

@@ -1,8 +1,6 @@
 // kelpolicy install insert, update, delete: single rows of the policy table, through the engine's procedure.
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cstring>
 #include <set>
 
 #include "bytes.h"
@@ -31,9 +29,7 @@ struct InstallOptions {
 /* What a row holds now. */
 Json rowObject(const char* action, const RowKey& key, const PolicyRow& row) {
     Json object = {{"action", action}};
-    putBytes(object, "med", key.med);
-    putBytes(object, "decision", key.decision);
-    putBytes(object, "name", key.name);
+    putKey(object, key);
     object["updateTime"] = row.updateTime;
     object["bytes"] = row.document.size();
     return object;
@@ -106,23 +102,31 @@ void noteCarryOver(const PolicyRow& row, Output& output) {
         "\"install insert\" store a document as it is");
 }
 
-void writeStored(const char* action, const InstallOptions& options, const std::optional<std::string>& given,
+/* The row as it stands after an insert or update. */
+PolicyRow storedRow(const char* action, const RowKey& key) {
+    std::optional<PolicyRow> row = readPolicyRow(key);
+    if (row.has_value()) return *std::move(row);
+    throw Failure(fmt::format("the row {} is not there after the {}", shownKey(key), action),
+                  "Look for triggers of the database that undo it; nothing was changed.", defectCode, defectState);
+}
+
+void writeRow(const char* action, const RowKey& key, const PolicyRow& row, Output& output) {
+    output.writeLine(fmt::format("{}: {}, {} bytes, stored {}", action, shownKey(key), row.document.size(),
+                                 printable(row.updateTime)));
+}
+
+void writeStored(const char* action, const RowKey& key, const PolicyRow& row, const std::optional<std::string>& given,
                  Output& output) {
-    const RowKey key = options.key();
-    const std::optional<PolicyRow> row = readPolicyRow(key);
-    if (!row.has_value())
-        throw Failure(fmt::format("the row {} is not there after the {}", shownKey(key), action),
-                      "Look for triggers of the database that undo it; nothing was changed.", -901, "58004");
-    Json object = rowObject(action, key, *row);
-    object["asGiven"] = given.has_value() ? Json(row->document == *given) : Json(nullptr);
-    object["parses"] = !judgeRow(key, row->document).problem.has_value();
-    if (output.isJson())
+    if (output.isJson()) {
+        Json object = rowObject(action, key, row);
+        object["asGiven"] = given.has_value() ? Json(row.document == *given) : Json(nullptr);
+        object["parses"] = !judgeRow(key, row.document).problem.has_value();
         output.writeJson(object);
-    else
-        output.writeLine(fmt::format("{}: {}, {} bytes, stored {}", action, shownKey(key), row->document.size(),
-                                     printable(row->updateTime)));
-    if (given.has_value() && row->document != *given) noteCarryOver(*row, output);
-    noteDefects(key, *row, output);
+    } else {
+        writeRow(action, key, row, output);
+    }
+    if (given.has_value() && row.document != *given) noteCarryOver(row, output);
+    noteDefects(key, row, output);
 }
 
 int runStore(InstallAction action, const InstallOptions& options, const GlobalOptions& globals, Output& output) {
@@ -140,8 +144,10 @@ int runStore(InstallAction action, const InstallOptions& options, const GlobalOp
                       "23505");
     }
     if (!given.has_value()) given = serverFileContents(options.serverFile, session.instance());
-    writeStored(isUpdate ? "update" : "insert", options, given, output);
+    const char* name = isUpdate ? "update" : "insert";
+    const PolicyRow row = storedRow(name, key);
     session.commit();
+    writeStored(name, key, row, given, output);
     return exitDone;
 }
 
@@ -150,12 +156,13 @@ void confirm(const RowKey& key, const PolicyRow& row) {
         findPolicyKind(key) == nullptr ? "" : ", so that the engine works with its built-in defaults for this policy";
     if (!ask(fmt::format("Delete {}, stored {}, {} bytes{}?", shownKey(key), printable(row.updateTime),
                          row.document.size(), effect)))
-        throw Failure("nothing was deleted", "Answer \"y\" to delete the row.", -952, "57014");
+        throw Failure("nothing was deleted", "Answer \"y\" to delete the row.", interruptedCode, interruptedState);
 }
 
 int runDelete(const InstallOptions& options, const GlobalOptions& globals, Output& output) {
     if (!options.yes && !canAsk())
-        throw Failure("nobody can be asked whether the row is to be deleted", "Say --yes in a script.", -952, "57014");
+        throw Failure("nobody can be asked whether the row is to be deleted", "Say --yes in a script.", interruptedCode,
+                      interruptedState);
     DatabaseSession session(globals, output);
     const RowKey key = options.key();
     std::optional<PolicyRow> row = readPolicyRow(key);
@@ -176,8 +183,7 @@ int runDelete(const InstallOptions& options, const GlobalOptions& globals, Outpu
     if (output.isJson())
         output.writeJson(rowObject("delete", key, *row));
     else
-        output.writeLine(fmt::format("delete: {}, {} bytes, stored {}", shownKey(key), row->document.size(),
-                                     printable(row->updateTime)));
+        writeRow("delete", key, *row, output);
     return exitDone;
 }
 

@@ -48,10 +48,14 @@ int numberIn(const std::cmatch& match, size_t group) {
     return match[group].matched ? static_cast<int>(wholeNumber(match[group].str()).value_or(0)) : 0;
 }
 
+/* Seconds by which local time is ahead of UTC. */
+int64_t offsetAt(int64_t moment) {
+    return localTime(moment).tm_gmtoff;
+}
+
 /* Local time to a moment: of the offsets in force about then the one that fits, the earlier moment when two do. In a
  * gap none fits; then the offset from before it leads as far behind it. */
 int64_t momentOfLocal(int64_t clock) {
-    const auto offsetAt = [](int64_t moment) { return int64_t{localTime(moment).tm_gmtoff}; };
     const int64_t before = clock - offsetAt(clock - secondsOfDay);
     const int64_t after = clock - offsetAt(clock + secondsOfDay);
     for (const int64_t moment : {std::min(before, after), std::max(before, after)})
@@ -83,7 +87,7 @@ std::optional<WrittenMoment> readMoment(std::string_view text) {
     if (!day.ok() || hour > 24 || minute > 59 || second > 59 || (hour == 24 && minute + second > 0)) return {};
     if (offsetHours > 23 || offsetMinutes > 59) return {};
     const int64_t offset = int64_t{offsetHours} * 3600 + int64_t{offsetMinutes} * 60;
-    const int64_t clock = civilSeconds(date) + hour * 3600 + minute * 60 + second;
+    const int64_t clock = civilSeconds(date) + int64_t{hour} * 3600 + int64_t{minute} * 60 + second;
     return WrittenMoment{clock - (match[8].str() == "-" ? -offset : offset), !match[7].matched};
 }
 
@@ -217,7 +221,7 @@ int64_t civilSeconds(Date date) {
 }
 
 int64_t civilSecondsAt(int64_t moment) {
-    return moment + localTime(moment).tm_gmtoff;
+    return moment + offsetAt(moment);
 }
 
 Date dateOfCivil(int64_t seconds) {
@@ -239,7 +243,6 @@ int64_t startOfDay(Date date) {
 }
 
 std::optional<ClockChange> findClockChange(int64_t from, int64_t to) {
-    const auto offsetAt = [](int64_t moment) { return int64_t{localTime(moment).tm_gmtoff}; };
     // A change and the one that takes it back are an hour less than a week apart at least, as in Recife in 2000.
     constexpr int64_t step = 6 * secondsOfDay;
     for (int64_t before = from - 1; before < to - 1;) {

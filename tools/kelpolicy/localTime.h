@@ -51,7 +51,7 @@ struct Date {
     int month; /* 1..12 */
     int day;   /* 1..31 */
 
-    friend auto operator<=>(const Date&, const Date&) = default;
+    friend auto operator<=>(const Date&, const Date&) = default;  // NOLINT(modernize-use-nullptr): as in policyRow.h
 };
 
 Date dateOf(int64_t moment);

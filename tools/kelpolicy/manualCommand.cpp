@@ -24,7 +24,8 @@ const CommandInfo& findCommand(const CommandInfo& program, const std::vector<std
                                         [&word](const CommandInfo& below) { return below.words.back() == word; });
         if (found == command->commands.end())
             throw Failure(fmt::format("\"{}\" is no command of {}", word, command->joined(" ")),
-                          fmt::format("\"{} --help\" shows its commands.", command->joined(" ")), -204, "42704");
+                          fmt::format("\"{} --help\" shows its commands.", command->joined(" ")), unknownNameCode,
+                          unknownNameState);
         command = &*found;
     }
     return *command;

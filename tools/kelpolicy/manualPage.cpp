@@ -41,12 +41,6 @@ std::string upper(std::string text) {
     return text;
 }
 
-std::string joined(const std::vector<std::string>& words, const char* separator) {
-    std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : separator) + word;
-    return text;
-}
-
 std::string synopsis(const CommandInfo& command) {
     std::string text = bold(command.joined(" "));
     const auto add = [&text](const OptionInfo& option, const std::string& shown) {

@@ -82,6 +82,7 @@ Output::Output(bool json) : json_(json), colour_(!json && wantsColour()) {}
 
 void Output::write(std::string_view text) {
     writeTo(stdout, text);
+    if (writeFailure_ == 0 && std::ferror(stdout) != 0) writeFailure_ = errno;
 }
 
 void Output::writeLine(std::string_view text) {
@@ -112,29 +113,33 @@ std::string Output::styled(Style style, std::string_view text) const {
 }
 
 void Output::note(std::string_view text) {
-    std::fflush(stdout);
+    flush();
     writeTo(stderr, json_ ? jsonText({{"note", text}}) + "\n" : fmt::format("note: {}\n", printable(text)));
 }
 
 void Output::report(const Failure& failure) {
-    std::fflush(stdout);
+    flush();
     writeTo(stderr, json_ ? jsonText({{"error", errorObject(failure)}}) + "\n" : errorText(failure));
 }
 
 void Output::complain(const Failure& failure) {
-    std::fflush(stdout);
+    flush();
     Failure told = failure;
     if (told.detail.empty()) told.detail = failure.what();
     writeTo(stderr, shownDetail(told) + shownCodes(failure));
 }
 
+void Output::flush() {
+    if (std::fflush(stdout) != 0 && writeFailure_ == 0) writeFailure_ = errno;
+}
+
 void Output::finish() {
-    const bool flushed = std::fflush(stdout) == 0;
-    const int reason = errno;
-    if (flushed && std::ferror(stdout) == 0) return;
-    throw Failure(
-        fmt::format("cannot write all of the answer to standard output: {}", std::generic_category().message(reason)),
-        "Make room where standard output goes, and run the command again.", systemErrorCode, systemErrorState);
+    flush();
+    if (writeFailure_ == 0) return;
+    throw Failure(fmt::format("cannot write all of the answer to standard output: {}",
+                              std::generic_category().message(writeFailure_)),
+                  "Make room where standard output goes, and run the command again.", systemErrorCode,
+                  systemErrorState);
 }
 
 std::string jsonText(const Json& value, int indent) {

@@ -50,8 +50,11 @@ public:
     void finish();
 
 private:
+    void flush();
+
     bool json_;
     bool colour_;
+    int writeFailure_ = 0; /* reason of the first one */
 };
 
 /* {"message","hint","sqlcode","sqlstate"}, and what else the failure tells. */

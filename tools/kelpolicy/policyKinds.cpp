@@ -11,6 +11,7 @@
 #include "text.h"
 
 namespace kelpolicy {
+
 TextPlace placeOfProblem(std::string_view document, std::string_view message, TextPlace told) {
     const size_t offset = firstIllFormedByte(document);
     const bool isAboutBytes = message.find("byte") != std::string_view::npos;
@@ -32,6 +33,12 @@ Failure parseFailure(std::string_view document, const std::string& name, const s
 }
 
 }  // namespace
+
+std::vector<std::string> policyNames() {
+    std::vector<std::string> names;
+    for (const PolicyKind* kind : policyKinds) names.emplace_back(kind->key.name);
+    return names;
+}
 
 const PolicyKind* findPolicyKind(std::string_view name) {
     const auto* found = std::find_if(std::begin(policyKinds), std::end(policyKinds),

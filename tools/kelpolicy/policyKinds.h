@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "failure.h"
 #include "policyRow.h"
@@ -40,6 +41,9 @@ inline constexpr PolicyKind statsProfileKind = {"Statistics profile policy", SQL
                                                 detail::statsProfileElements};
 inline constexpr const PolicyKind* policyKinds[] = {&windowsKind, &backupKind, &reorgKind, &runstatsKind,
                                                     &statsProfileKind};
+
+/* The NAMEs of all policies. */
+std::vector<std::string> policyNames();
 
 /* The policy of that NAME, or null. */
 const PolicyKind* findPolicyKind(std::string_view name);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -12,9 +11,7 @@
 #include "logs.h"
 #include "messages.h"
 #include "sqlpiPolicyConfig.h"
-#include "sqlpiPolicyConfigSql.h"
 #include "sqlpiPolicySp.h"
-#include "sqlpiPolicyUtil.h"
 
 namespace kelpolicy {
 namespace {
@@ -70,13 +67,18 @@ std::string trimmed(std::string text) {
     return text;
 }
 
-/* A large-object value with room for so many bytes. */
+/* A large-object value. */
 struct FreeLob {
     void operator()(sqludf_lob* value) const { ::operator delete(value); }
 };
 using Lob = std::unique_ptr<sqludf_lob, FreeLob>;
-Lob makeLob(size_t bytes) {
-    return Lob(::new (::operator new(sizeof(sqludf_lob) + bytes)) sqludf_lob{});
+Lob emptyLob(size_t room) {
+    return Lob(::new (::operator new(sizeof(sqludf_lob) + room)) sqludf_lob{});
+}
+Lob makeLob(std::string_view bytes) {
+    Lob value = emptyLob(bytes.size());
+    value->length = static_cast<uint32_t>(bytes.copy(value->data, bytes.size()));
+    return value;
 }
 
 /* What the engine hands every procedure beside its own arguments, and what comes back. */
@@ -116,7 +118,7 @@ Failure FailureWitness::failure(const std::string& what, const sqlca& ca) const 
 
 std::string getPolicyDocument(const ConfigurationType& type) {
     Call call;
-    const Lob document = makeLob(SQLUDF_LARGEST_LOB);
+    const Lob document = emptyLob(SQLUDF_LARGEST_LOB);
     int16_t isNull = SQLUDF_NULL;
     const uint32_t status = kelAutomaintGetPolicyDocSpLocal(type.name, document.get(), &given, &isNull, call.sqlstate,
                                                             "AUTOMAINT_GET_POLICY", "AUTOMAINT_GET_POLICY_DOC",
@@ -135,9 +137,7 @@ void getPolicyFile(const ConfigurationType& type, const std::string& fileName) {
 
 void setPolicyDocument(const ConfigurationType& type, const std::string& document) {
     Call call;
-    const Lob value = makeLob(document.size());
-    value->length = static_cast<uint32_t>(document.size());
-    std::memcpy(value->data, document.data(), document.size());
+    const Lob value = makeLob(document);
     const uint32_t status =
         kelAutomaintSetPolicyDocSpLocal(type.name, value.get(), &given, &given, call.sqlstate, "AUTOMAINT_SET_POLICY",
                                         "AUTOMAINT_SET_POLICY_DOC", call.message, &call.database, &call.ca);
@@ -156,24 +156,18 @@ void installPolicy(InstallAction action, const RowKey& key, const std::optional<
                    const std::string& fileName) {
     Call call;
     const char letter = static_cast<char>(action);
-    Lob value;
-    if (document.has_value()) {
-        value = makeLob(document->size());
-        value->length = static_cast<uint32_t>(document->size());
-        std::memcpy(value->data, document->data(), document->size());
-    }
+    const Lob value = document.has_value() ? makeLob(*document) : nullptr;
     const int32_t status =
         kelPolicyInstallSpLocal(&letter, key.med.c_str(), key.decision.c_str(), key.name.c_str(), fileName.c_str(),
                                 value.get(), nullptr, call.sqlstate, call.message, &call.database);
     if (status == 0) return;
-    constexpr int32_t systemError = -901;
     const std::string what = action == InstallAction::insert   ? "insert"
                              : action == InstallAction::update ? "update"
                                                                : "delete";
     throw Failure(fmt::format("cannot {} the row {}: {}", what, shownKey(key), trimmed(call.message)),
                   fileName.empty() ? "Look into log/diagnostic.log of the instance directory for what led to it."
                                    : "Name a regular file of at most 2097152 bytes below the instance directory.",
-                  systemError, call.sqlstate);
+                  defectCode, call.sqlstate);
 }
 
 std::string describePolicy(const ConfigurationType& type) {
@@ -181,20 +175,6 @@ std::string describePolicy(const ConfigurationType& type) {
     std::array<char, 16384> text{};
     call.require(sqpiGetPolicyOldFormatString(type.name, text.data(), int32_t{text.size()}, call.ca), "describe", type);
     return text.data();
-}
-
-void tryStoring(const ConfigurationType& type, const std::string& policy) {
-    Call call;
-    const sqlpiPolicyKey& key = type.kind.key;
-    const std::string update = fmt::format(
-        "UPDATE SYSTOOLS.POLICY SET UPDATE_TIME=CURRENT TIMESTAMP, POLICY = ? WHERE MED = '{}' AND DECISION = '{}' AND "
-        "NAME = '{}' ",
-        key.med, key.decision, key.name);
-    sqloinca(&call.ca);
-    const bool stored = sqlpiCheckPolicyTable(true, call.ca) == 0 && sqlpiCheckPolicyPkgBind(call.ca) == 0 &&
-                        sqlpiPreparePolicyUpdate(update.c_str(), call.ca) == 0 &&
-                        sqlpiExecutePolicyUpdate(policy.data(), policy.size(), call.ca) == 0;
-    call.require(stored ? SQLPI_CONFIG_OK : SQLPI_CONFIG_FAILED, "set", type);
 }
 
 }  // namespace kelpolicy

@@ -40,10 +40,6 @@ void installPolicy(InstallAction action, const RowKey& key, const std::optional<
 /* The stored policy in the words of the administration log. */
 std::string describePolicy(const ConfigurationType& type);
 
-/* Does in the unit of work what setting the policy does there, and writes no record of it. For units of work that are
- * rolled back. */
-void tryStoring(const ConfigurationType& type, const std::string& policy);
-
 }  // namespace kelpolicy
 
 #endif

@@ -28,13 +28,7 @@ sqlpiBlock own(char* filter) {
     return sqlpiBlock(filter, sqlpiFreeBlock{"sqlpiStatsProf"});
 }
 
-}  // namespace
-
-Fields readBackupRecord(std::optional<std::string>& document) {
-    sqlpiBackupPolicy policy;
-    sqlpiGetBackup(&policy);  // without an engine context: the defaults
-    if (document.has_value()) sqlpiGetBackupPolicy(document->data(), lengthOf(*document), &policy);
-
+Fields fieldsOf(const sqlpiBackupPolicy& policy) {
     Fields fields = {
         {"numberOfFullBackups", policy.numberOfFullBackups, "back up when fewer full backups are kept"},
         {"timeSinceLastBackup", policy.timeSinceLastBackup, "back up when the last backup is this many hours old"},
@@ -51,6 +45,21 @@ Fields readBackupRecord(std::optional<std::string>& document) {
                           policy.targetType == BACKUP_TARGET_VENDOR ? "file name of the library" : "where backups go"});
     fields.push_back({"libOptions", policy.libOptions, "options handed to the library of a vendor"});
     return fields;
+}
+
+}  // namespace
+
+Fields readBackupRecord(std::optional<std::string>& document) {
+    sqlpiBackupPolicy policy;
+    sqlpiGetBackup(&policy);  // without an engine context: the defaults
+    if (document.has_value()) sqlpiGetBackupPolicy(document->data(), lengthOf(*document), &policy);
+    return fieldsOf(policy);
+}
+
+Fields readBackupDocument(std::optional<std::string>& document) {
+    sqlpiBackupPolicy policy = {};
+    sqlpiGetBackupPolicy(document->data(), lengthOf(*document), &policy);
+    return fieldsOf(policy);
 }
 
 Fields readReorgRecord(std::optional<std::string>& document) {
@@ -108,6 +117,17 @@ Fields readStatsProfileRecord(std::optional<std::string>& document) {
         {"maxFrequentValues", policy.maxFrequentValues, "frequent values"},
         {"maxProfiles", policy.maxProfiles, "profiles"},
         {"profileType", policy.profileType, word(policy.profileType, {"single column", "column groups", "not said"})}};
+}
+
+sqlpiMaintWindow readWindows(std::optional<std::string>& document) {
+    sqlpiMaintWindow windows;
+    if (!document.has_value()) {
+        sqlpiGetMaintWindow(&windows);
+    } else {
+        sqlpiSetMaintWindowDefaults(&windows);
+        sqlpiGetMaintWindowPolicy(document->data(), lengthOf(*document), &windows);
+    }
+    return windows;
 }
 
 }  // namespace kelpolicy

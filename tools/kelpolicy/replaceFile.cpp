@@ -32,10 +32,13 @@ const char* inWords(int32_t status) {
     }
 }
 
+[[noreturn]] void fail(const std::string& path, const std::string& why) {
+    throw Failure(fmt::format("\"{}\" cannot be written: {}", path, why),
+                  "Name a file in a directory that you may write to.", systemErrorCode, systemErrorState);
+}
+
 void require(int32_t status, const std::string& path) {
-    if (status != OSS_OK)
-        throw Failure(fmt::format("\"{}\" cannot be written: {}", path, inWords(status)),
-                      "Name a file in a directory that you may write to.", systemErrorCode, systemErrorState);
+    if (status != OSS_OK) fail(path, inWords(status));
 }
 
 /* The file being written; gone at the end unless it took its name. */
@@ -75,10 +78,16 @@ private:
 
 }  // namespace
 
+fs::path realPath(const std::string& path, std::error_code& failure) {
+    const fs::path absolute = fs::absolute(path, failure);
+    return failure ? fs::path() : fs::weakly_canonical(absolute, failure);
+}
+
 void replaceFile(const std::string& path, std::string_view text) {
     std::error_code failure;
-    const fs::path target = fs::weakly_canonical(fs::absolute(path), failure);
-    if (failure || !target.has_filename()) require(OSS_NOT_FOUND, path);
+    const fs::path target = realPath(path, failure);
+    if (failure) fail(path, failure.message());
+    if (!target.has_filename()) require(OSS_NOT_REGULAR, path);
     const fs::file_status status = fs::status(target, failure);
     const bool exists = fs::exists(status);
     if (exists && !fs::is_regular_file(status)) require(OSS_NOT_REGULAR, path);

@@ -2,10 +2,16 @@
 #ifndef KELPOLICY_REPLACE_FILE_H
 #define KELPOLICY_REPLACE_FILE_H
 
+#include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace kelpolicy {
+
+/* Where a path leads, links resolved; what it names need not exist. Does not throw as std::filesystem does when the
+ * current directory is gone. */
+std::filesystem::path realPath(const std::string& path, std::error_code& failure);
 
 /* Writes the text beside the file at `path` and gives it that name, so that a reader sees the old contents or the new.
  * A symbolic link is followed. Throws Failure, and the file is then as it was. */

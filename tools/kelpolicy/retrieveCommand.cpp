@@ -84,9 +84,7 @@ std::vector<RetrievedRow> retrieve(const KeyOptions& keys) {
 
 Json rowObject(const RetrievedRow& row, bool withDocument) {
     Json object;
-    putBytes(object, "med", row.key.med);
-    putBytes(object, "decision", row.key.decision);
-    putBytes(object, "name", row.key.name);
+    putKey(object, row.key);
     object["updateTime"] = row.updateTime.empty() ? Json(nullptr) : Json(row.updateTime);
     object["bytes"] = row.document.size();
     const std::optional<Failure> problem = judgeRow(row.key, row.document).problem;

@@ -8,6 +8,7 @@
 #include "documentFile.h"
 #include "policyRow.h"
 #include "procedures.h"
+#include "records.h"
 #include "windowChange.h"
 #include "windowOptions.h"
 
@@ -21,7 +22,7 @@ struct SetOptions : WindowOptions {
     bool force = false;
 };
 
-struct Windows32Days {
+struct WindowsChange {
     WindowChange online;
     WindowChange offline;
 };
@@ -30,7 +31,7 @@ struct Windows32Days {
 struct Change {
     std::string before{}; /* descriptions */
     std::string after{};
-    std::optional<Windows32Days> windows{};
+    std::optional<WindowsChange> windows{};
 };
 
 /* The document of a file below the instance's tmp directory, to look at before the engine reads it. Nothing when the
@@ -47,18 +48,20 @@ std::optional<std::string> peekAtServerFile(const std::string& name, const Datab
     }
 }
 
-std::optional<CheckedConfiguration> check(const SetOptions& options, const std::optional<std::string>& document,
-                                          Output& output) {
+std::optional<CheckedConfiguration> check(const SetOptions& options, const std::optional<std::string>& document) {
     if (!document.has_value()) return {};
     const std::string path = options.serverFile.empty() ? options.document : options.serverFile;
     CheckedConfiguration checked = checkConfiguration(*options.type, *document, path);
-    if (checked.refusal.has_value()) {
-        if (!options.force) throw Failure(*checked.refusal);
+    if (checked.refusal.has_value() && !options.force) throw Failure(*checked.refusal);
+    return checked;
+}
+
+/* What the check has found, once it is true that it is stored. */
+void tellNotes(const SetOptions& options, const CheckedConfiguration& checked, Output& output) {
+    if (checked.refusal.has_value())
         output.note(
             fmt::format("{}, --force: {}", options.dryRun ? "would be stored" : "stored", checked.refusal->what()));
-    }
     for (const std::string& note : checked.notes) output.note(note);
-    return checked;
 }
 
 void storeThrough(const SetOptions& options, const std::optional<std::string>& document,
@@ -76,22 +79,36 @@ void storeThrough(const SetOptions& options, const std::optional<std::string>& d
                       "Run the command again when nobody writes to the file.", policyFileCode, policyState);
 }
 
-Change tryOut(const SetOptions& options, const CheckedConfiguration& checked, Output& output) {
-    const ConfigurationType& type = *options.type;
-    Change change{describePolicy(type)};
-    sqlpiMaintWindow before;
-    sqlpiMaintWindow after;
-    sqlpiGetMaintWindow(&before);
-    tryStoring(type, checked.stored);
-    change.after = describePolicy(type);
-    sqlpiGetMaintWindow(&after);
-    if (&type.kind != &windowsKind) return change;
+/* Keeps all that is logged out of the files while it lives: what did not happen is not recorded. */
+class QuietLogs {
+public:
+    explicit QuietLogs(const kelhost::Instance& instance) : directory_(instance.logFiles()) { kelhost::closeLogs(); }
+    ~QuietLogs() {
+        try {
+            kelhost::openLogs(directory_);
+        } catch (const kelhost::HostError&) {
+            // They stay closed: a log is no reason to fail.
+        }
+    }
+    QuietLogs(const QuietLogs&) = delete;
+    QuietLogs& operator=(const QuietLogs&) = delete;
+
+private:
+    std::string directory_;
+};
+
+sqlpiMaintWindow windowsInForce() {
+    std::optional<std::string> noDocument;
+    return readWindows(noDocument);
+}
+
+WindowsChange compareInForce(const SetOptions& options, const sqlpiMaintWindow& before, Output& output) {
+    const sqlpiMaintWindow after = windowsInForce();
     enterZone(options.zone, output);
     constexpr int64_t days = int64_t{32} * 86400;
     const int64_t from = momentOf(options);
-    change.windows = {compareWindows(before.online, after.online, from, from + days),
-                      compareWindows(before.offline, after.offline, from, from + days)};
-    return change;
+    return {compareWindows(before.online, after.online, from, from + days),
+            compareWindows(before.offline, after.offline, from, from + days)};
 }
 
 void writeChange(const SetOptions& options, const Change& change, Output& output) {
@@ -124,15 +141,20 @@ int runSet(const SetOptions& options, const GlobalOptions& globals, Output& outp
     if (!isServerFile) document = readDocument(options.document);
     DatabaseSession session(globals, output);
     if (isServerFile) document = peekAtServerFile(options.serverFile, session);
-    const std::optional<CheckedConfiguration> checked = check(options, document, output);
-    if (options.dryRun) {
-        writeChange(options, tryOut(options, *checked, output), output);
-        return exitDone;  // the session's end rolls back
-    }
+    const std::optional<CheckedConfiguration> checked = check(options, document);
     Change change{describePolicy(*options.type)};
-    storeThrough(options, document, checked);
+    const sqlpiMaintWindow before = windowsInForce();
+    {
+        std::optional<QuietLogs> quiet;
+        if (options.dryRun) quiet.emplace(session.instance());
+        storeThrough(options, document, checked);
+    }
     change.after = describePolicy(*options.type);
-    session.commit();
+    if (!options.dryRun)
+        session.commit();  // else the session's end rolls back
+    else if (&options.type->kind == &windowsKind)
+        change.windows = compareInForce(options, before, output);
+    if (checked.has_value()) tellNotes(options, *checked, output);
     writeChange(options, change, output);
     return exitDone;
 }
@@ -145,15 +167,13 @@ void addSet(CLI::App& parent, RunCommand& chosen) {
     addTypeArgument(*command, options->type);
     CLI::Option* path = command->add_option("PATH", options->document, "The document's file; \"-\" is standard input")
                             ->check(refuseEmpty);
-    CLI::Option* serverFile =
-        command
-            ->add_option("--server-file", options->serverFile,
-                         "Have the engine read this file below the tmp directory of the instance, in place of PATH")
-            ->type_name("NAME")
-            ->check(refuseEmpty)
-            ->excludes(path);
-    CLI::Option* dryRun = command->add_flag("--dry-run", options->dryRun, "Show what would change, and store nothing")
-                              ->excludes(serverFile);
+    command
+        ->add_option("--server-file", options->serverFile,
+                     "Have the engine read this file below the tmp directory of the instance, in place of PATH")
+        ->type_name("NAME")
+        ->check(refuseEmpty)
+        ->excludes(path);
+    CLI::Option* dryRun = command->add_flag("--dry-run", options->dryRun, "Show what would change, and store nothing");
     command->add_flag("--force", options->force, "Store what the engine could not read back, too");
     addAtOption(*command, *options);
     addZoneOption(*command, *options);

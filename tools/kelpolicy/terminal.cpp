@@ -1,6 +1,7 @@
 #include "terminal.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -15,6 +16,12 @@ void writeNow(const std::string& text) {
 }
 
 }  // namespace
+
+std::optional<size_t> terminalWidth() {
+    winsize size = {};
+    const bool isKnown = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isKnown ? std::optional<size_t>(size.ws_col) : std::nullopt;
+}
 
 bool canAsk() {
     return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1;

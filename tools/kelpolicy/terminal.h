@@ -3,11 +3,15 @@
 #define KELPOLICY_TERMINAL_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "output.h"
 
 namespace kelpolicy {
+
+/* Columns of the terminal that standard output is; nothing where it is none, or does not tell. */
+std::optional<size_t> terminalWidth();
 
 /* Whether a question can be asked: standard input and standard error are terminals. */
 bool canAsk();

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 #include "hostText.h"
 
@@ -13,8 +15,56 @@ using kelhost::isHarmless;
 
 namespace {
 
-bool continues(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+bool isIllFormed(std::string_view text) {
+    return characterLength(text) == 0;
+}
+
+/* Takes the first character off the text; a byte that belongs to none is one by itself. REQUIRES: some text. */
+std::string_view takeCharacter(std::string_view& text) {
+    const std::string_view character = text.substr(0, std::max<size_t>(characterLength(text), 1));
+    text.remove_prefix(character.size());
+    return character;
+}
+
+/* 16-bit units of a character. */
+uint64_t unitsOf(std::string_view character) {
+    return character.size() == 4 ? 2 : 1;
+}
+
+uint32_t codeOf(std::string_view character) {
+    constexpr unsigned leadBits[] = {0x7F, 0x1F, 0x0F, 0x07};
+    uint32_t code = static_cast<unsigned char>(character[0]) & leadBits[character.size() - 1];
+    for (const char byte : character.substr(1)) code = code << 6U | (static_cast<unsigned char>(byte) & 0x3FU);
+    return code;
+}
+
+/* Columns of a terminal that a character takes: none for a mark on the one before it, two for East Asian characters and
+ * pictures. */
+size_t columnsOf(std::string_view character) {
+    using Range = std::pair<uint32_t, uint32_t>;
+    constexpr Range marks[] = {{0x300, 0x36F},   {0x483, 0x489},   {0x1AB0, 0x1AFF}, {0x1DC0, 0x1DFF},
+                               {0x200B, 0x200D}, {0x20D0, 0x20FF}, {0xFE00, 0xFE0F}, {0xFE20, 0xFE2F}};
+    constexpr Range wide[] = {{0x1100, 0x115F},  {0x2E80, 0x303E},   {0x3041, 0xA4CF},   {0xA960, 0xA97F},
+                              {0xAC00, 0xD7A3},  {0xF900, 0xFAFF},   {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},
+                              {0xFFE0, 0xFFE6},  {0x1F300, 0x1F64F}, {0x1F680, 0x1F6FF}, {0x1F900, 0x1F9FF},
+                              {0x20000, 0x3FFFD}};
+    const uint32_t code = codeOf(character);
+    if (code < marks[0].first) return 1;
+    const auto hasCode = [code](const Range& range) { return code >= range.first && code <= range.second; };
+    if (std::any_of(std::begin(marks), std::end(marks), hasCode)) return 0;
+    return std::any_of(std::begin(wide), std::end(wide), hasCode) ? 2 : 1;
+}
+
+/* Bytes of the longest beginning that is at most so wide. */
+size_t fittingBytes(std::string_view text, size_t width) {
+    std::string_view rest = text;
+    for (size_t used = 0; !rest.empty();) {
+        std::string_view behind = rest;
+        used += columnsOf(takeCharacter(behind));
+        if (used > width) break;
+        rest = behind;
+    }
+    return text.size() - rest.size();
 }
 
 }  // namespace
@@ -23,9 +73,9 @@ std::string printable(std::string_view text) {
     std::string shown;
     shown.reserve(text.size());
     while (!text.empty()) {
-        const size_t length = characterLength(text);
-        const std::string_view character = text.substr(0, std::max<size_t>(length, 1));
-        if (length > 0 && isHarmless(character)) {
+        const bool isText = !isIllFormed(text);
+        const std::string_view character = takeCharacter(text);
+        if (isText && isHarmless(character)) {
             shown += character;
         } else if (character == "\n") {
             shown += "\\n";
@@ -34,23 +84,19 @@ std::string printable(std::string_view text) {
         } else {
             for (const char byte : character) shown += fmt::format("\\x{:02X}", static_cast<unsigned char>(byte));
         }
-        text.remove_prefix(character.size());
     }
     return shown;
 }
 
 size_t displayWidth(std::string_view text) {
-    return text.size() - static_cast<size_t>(std::count_if(text.begin(), text.end(), continues));
+    size_t width = 0;
+    while (!text.empty()) width += columnsOf(takeCharacter(text));
+    return width;
 }
 
 std::string cutToWidth(std::string_view text, size_t width) {
     if (displayWidth(text) <= width) return std::string(text);
-    size_t end = 0;
-    for (size_t characters = 0; characters + 1 < width && end < text.size(); ++characters) {
-        ++end;
-        while (end < text.size() && continues(text[end])) ++end;
-    }
-    return std::string(text.substr(0, end)) + "…";
+    return std::string(text.substr(0, fittingBytes(text, width - std::min<size_t>(width, 1)))) + "…";
 }
 
 std::string padded(std::string_view text, size_t width) {
@@ -62,21 +108,20 @@ std::string padded(std::string_view text, size_t width) {
 
 size_t firstIllFormedByte(std::string_view text) {
     std::string_view rest = text;
-    while (!rest.empty()) {
-        const size_t length = characterLength(rest);
-        if (length == 0) break;
-        rest.remove_prefix(length);
-    }
+    while (!rest.empty() && !isIllFormed(rest)) takeCharacter(rest);
     return text.size() - rest.size();
 }
 
 TextPlace PlaceCounter::at(size_t offset) {
-    for (; offset_ < offset && offset_ < text_.size(); ++offset_) {
-        const char byte = text_[offset_];
-        if (byte == '\n')
+    while (offset_ < std::min(offset, text_.size())) {
+        std::string_view rest = text_.substr(offset_);
+        const std::string_view character = takeCharacter(rest);
+        const bool endsLine = character == "\n" || (character == "\r" && !rest.starts_with('\n'));
+        if (endsLine)
             place_ = {place_.line + 1, 1};
-        else if (!continues(byte))
-            ++place_.column;
+        else
+            place_.column += unitsOf(character);
+        offset_ += character.size();
     }
     return place_;
 }
@@ -95,13 +140,9 @@ std::string_view lineAt(std::string_view document, uint64_t number) {
 
 /* Bytes in front of the column. */
 size_t offsetOf(std::string_view line, uint64_t column) {
-    uint64_t unit = 1;
-    for (size_t i = 0; i < line.size(); ++i) {
-        if (continues(line[i])) continue;
-        if (unit >= column) return i;
-        unit += static_cast<unsigned char>(line[i]) >= 0xF0 ? 2 : 1;
-    }
-    return line.size();
+    std::string_view rest = line;
+    for (uint64_t unit = 1; unit < column && !rest.empty();) unit += unitsOf(takeCharacter(rest));
+    return line.size() - rest.size();
 }
 
 std::string shownPart(std::string_view part) {
@@ -120,19 +161,16 @@ std::string shownPart(std::string_view part) {
 std::string excerptOf(std::string_view document, TextPlace place) {
     constexpr size_t widestBefore = 76;
     constexpr size_t widest = 116;
-    constexpr size_t mostBytes = 4 * widest;  // what lies further away is never shown
+    constexpr size_t mostBytes = 4 * (widest + 1);  // what lies further away is never shown
     const std::string_view line = lineAt(document, place.line);
     if (place.line == 0 || line.empty()) return {};
     const size_t offset = offsetOf(line, place.column);
     const size_t first = offset - std::min(offset, mostBytes);
     std::string before = shownPart(line.substr(first, offset - first));
     if (first > 0 || displayWidth(before) > widestBefore) {
-        size_t start = before.size();
-        for (size_t shown = 0; start > 0 && shown + 1 < widestBefore; ++shown) {
-            --start;
-            while (start > 0 && continues(before[start])) --start;
-        }
-        before = "…" + before.substr(start);
+        std::string_view end = before;
+        while (displayWidth(end) + 1 > widestBefore) takeCharacter(end);
+        before = "…" + std::string(end);
     }
     const size_t width = displayWidth(before);
     const std::string after = cutToWidth(shownPart(line.substr(offset, mostBytes)), widest - width);

@@ -13,19 +13,20 @@ namespace kelpolicy {
  * \xNN, bytes that are not UTF-8 as \xNN. */
 std::string printable(std::string_view text);
 
-/* Characters in a printable text. */
+/* Columns of a terminal that a printable text takes. */
 size_t displayWidth(std::string_view text);
 
-/* The first `width` characters, the last of them "…" where text was cut away. */
+/* As much of a printable text as `width` columns hold, the last of them "…" where text was cut away. */
 std::string cutToWidth(std::string_view text, size_t width);
 
-/* The text followed by blanks up to `width` characters. */
+/* The text followed by blanks up to `width` columns. */
 std::string padded(std::string_view text, size_t width);
 
 /* Where the first byte stands that belongs to no UTF-8 character; the text's size when there is none. */
 size_t firstIllFormedByte(std::string_view text);
 
-/* Line and column, both from 1; a column is a character. */
+/* Line and column, both from 1, as XML parsers count them: a line ends with LF, CR LF or CR, a column is a 16-bit unit.
+ */
 struct TextPlace {
     uint64_t line;
     uint64_t column;
@@ -47,8 +48,7 @@ private:
 };
 
 /* The text of that line of a document as it can be shown, and below it a caret under the column, each with a line end;
- * a long line is cut on both sides. A column is a 16-bit unit, as XML parsers count. Empty when there is no such line.
- */
+ * a long line is cut on both sides. Empty when there is no such line. */
 std::string excerptOf(std::string_view document, TextPlace place);
 
 bool isBlank(std::string_view text);

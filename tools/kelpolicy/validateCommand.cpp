@@ -59,7 +59,7 @@ void addValidate(CLI::App& parent, RunCommand& chosen) {
     command->add_option("PATH", options->path, "The document's file; \"-\" is standard input")
         ->required()
         ->check(refuseEmpty);
-    command->footer(example("kelpolicy validate backup samples/configuration/backup-nightly.xml") +
+    command->footer(example("kelpolicy validate backup samples/configuration/backup-to-storage-manager.xml") +
                     "\n\nExit status: 0 valid, 1 not.");
     command->callback([&chosen, options] {
         chosen = [options](const GlobalOptions& globals, Output& output) {

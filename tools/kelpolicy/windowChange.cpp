@@ -45,24 +45,12 @@ int64_t secondsOf(const std::vector<Stretch>& stretches) {
                            [](int64_t sum, const Stretch& stretch) { return sum + stretch.end - stretch.start; });
 }
 
-Json stretchesObject(const std::vector<Stretch>& stretches) {
-    Json array = Json::array();
-    for (const Stretch& stretch : stretches)
-        array.push_back({{"start", stretch.start},
-                         {"end", stretch.end},
-                         {"start_local", isoLocal(stretch.start)},
-                         {"end_local", isoLocal(stretch.end)}});
-    return {{"seconds", secondsOf(stretches)}, {"stretches", array}};
-}
-
 void writeStretches(const char* name, const char* what, Style style, const std::vector<Stretch>& stretches,
                     Output& output) {
     if (stretches.empty()) return;
     output.writeLine(
         output.styled(style, fmt::format("{} window {}: {}", name, what, shownDuration(secondsOf(stretches)))));
-    for (const Stretch& stretch : stretches)
-        output.writeLine(fmt::format("  {}  to  {}  ({})", shownLocal(stretch.start), shownLocal(stretch.end),
-                                     shownDuration(stretch.end - stretch.start)));
+    for (const Stretch& stretch : stretches) output.writeLine("  " + shownStretch(stretch));
 }
 
 }  // namespace
@@ -75,7 +63,10 @@ WindowChange compareWindows(const sqlpiMaintWindowInfo& before, const sqlpiMaint
 }
 
 Json windowChangeObject(const WindowChange& change) {
-    return {{"gained", stretchesObject(change.gained)}, {"lost", stretchesObject(change.lost)}};
+    const auto object = [](const std::vector<Stretch>& stretches) -> Json {
+        return {{"seconds", secondsOf(stretches)}, {"stretches", stretchArray(stretches)}};
+    };
+    return {{"gained", object(change.gained)}, {"lost", object(change.lost)}};
 }
 
 void writeWindowChange(const char* name, const WindowChange& change, Output& output) {

@@ -1,10 +1,9 @@
 // kelpolicy window next, window status
 #include <fmt/format.h>
 
-#include <algorithm>
+#include <limits>
 
 #include "localTime.h"
-#include "text.h"
 #include "windowOptions.h"
 #include "windowRecord.h"
 #include "windowSearch.h"
@@ -16,12 +15,6 @@ struct NextOptions : WindowOptions {
     int32_t minDuration = 1;
     size_t count = 1;
 };
-
-std::string shownStretch(const Stretch& stretch) {
-    if (stretch.isOpen()) return fmt::format("from {} on, without end", shownLocal(stretch.start));
-    return fmt::format("{}  to  {}  ({})", shownLocal(stretch.start), shownLocal(stretch.end),
-                       shownDuration(stretch.end - stretch.start));
-}
 
 int runNext(const NextOptions& options, const GlobalOptions& globals, Output& output) {
     Windows windows(options, globals, output);

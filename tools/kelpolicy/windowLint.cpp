@@ -17,10 +17,6 @@ constexpr int64_t hour = 3600;
 constexpr int64_t day = 24 * hour;
 constexpr int64_t fiveYears = day * 5 * 366;
 
-int64_t secondsOf(const sqlpiMaintWindowTime& time) {
-    return time.hour * hour + int64_t{time.minute} * 60 + time.second;
-}
-
 bool isSelected(const sqlpiMaintWindowInfo& window, Date date) {
     const auto days = static_cast<size_t>(sqlpiGetTotalDayInMonth(date.year, date.month));
     const auto dayOfMonth = static_cast<size_t>(date.day);

@@ -6,23 +6,9 @@
 #include <ctime>
 
 #include "localTime.h"
+#include "records.h"
 
 namespace kelpolicy {
-namespace {
-
-sqlpiMaintWindow readWindows(PolicySource& source) {
-    sqlpiMaintWindow windows;
-    std::optional<std::string>& document = source.givenDocument();
-    if (!document.has_value()) {
-        sqlpiGetMaintWindow(&windows);
-    } else {
-        sqlpiSetMaintWindowDefaults(&windows);
-        sqlpiGetMaintWindowPolicy(document->data(), static_cast<int32_t>(document->size()), &windows);
-    }
-    return windows;
-}
-
-}  // namespace
 
 void enterZone(const std::string& zone, Output& output) {
     if (!zone.empty()) {
@@ -58,7 +44,7 @@ void addKindOption(CLI::App& command, WindowOptions& options, const char* help) 
 }
 
 Windows::Windows(const WindowOptions& options, const GlobalOptions& globals, Output& output)
-    : source_(windowsKind, options.document, globals, output), record_(readWindows(source_)) {
+    : source_(windowsKind, options.document, globals, output), record_(readWindows(source_.givenDocument())) {
     enterZone(options.zone, output);
     at_ = momentOf(options);
 }

@@ -2,7 +2,6 @@
 #ifndef KELPOLICY_WINDOW_OPTIONS_H
 #define KELPOLICY_WINDOW_OPTIONS_H
 
-#include <memory>
 #include <optional>
 #include <string>
 

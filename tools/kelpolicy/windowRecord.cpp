@@ -38,10 +38,6 @@ std::string limitText(const sqlpiMaintWindowDateTime& limit) {
                        limit.minute, limit.second);
 }
 
-int secondsOf(const sqlpiMaintWindowTime& time) {
-    return time.hour * 3600 + time.minute * 60 + time.second;
-}
-
 std::string dayOfMonthName(size_t index) {
     if (index < 31) return std::to_string(index + 1);
     const size_t fromEnd = index - 30;
@@ -65,6 +61,10 @@ Json windowObject(const sqlpiMaintWindowInfo& window) {
             {"endDateTime", limitObject(window.endDateTime)},
             {"startTime", clockText(window.startTime)},
             {"endTime", clockText(window.endTime)}};
+}
+
+int secondsOf(const sqlpiMaintWindowTime& time) {
+    return time.hour * 3600 + time.minute * 60 + time.second;
 }
 
 std::string shownMonths(const sqlpiMaintWindowInfo& window) {

@@ -12,6 +12,8 @@ namespace kelpolicy {
 /* The record with its field names: masks as strings of 0 and 1, times "hh:mm:ss", date-times as objects. */
 Json windowObject(const sqlpiMaintWindowInfo& window);
 
+int secondsOf(const sqlpiMaintWindowTime& time); /* of the day */
+
 /* In words. */
 std::string shownMonths(const sqlpiMaintWindowInfo& window);      /* "all", "JAN, FEB" */
 std::string shownDaysOfMonth(const sqlpiMaintWindowInfo& window); /* "all", "1, 2, last, 2nd last" */

@@ -1,5 +1,7 @@
 #include "windowSearch.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "localTime.h"
@@ -71,6 +73,22 @@ std::vector<Stretch> stretchesBetween(const sqlpiMaintWindowInfo& window, int64_
         at = stretch->end;
     }
     return all;
+}
+
+std::string shownStretch(const Stretch& stretch) {
+    if (stretch.isOpen()) return fmt::format("from {} on, without end", shownLocal(stretch.start));
+    return fmt::format("{}  to  {}  ({})", shownLocal(stretch.start), shownLocal(stretch.end),
+                       shownDuration(stretch.end - stretch.start));
+}
+
+Json stretchArray(const std::vector<Stretch>& stretches) {
+    Json array = Json::array();
+    for (const Stretch& stretch : stretches)
+        array.push_back({{"start", stretch.start},
+                         {"end", stretch.end},
+                         {"start_local", isoLocal(stretch.start)},
+                         {"end_local", isoLocal(stretch.end)}});
+    return array;
 }
 
 Json stretchObject(const std::optional<Stretch>& stretch) {

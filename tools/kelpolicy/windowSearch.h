@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "output.h"
@@ -33,6 +34,12 @@ std::vector<Stretch> findStretches(const sqlpiMaintWindowInfo& window, int64_t a
 /* All stretches of at least a second that overlap [from, to), in their full extent, whatever `from` and `to` are. An
  * open one has no extent of its own: it begins and ends with them. */
 std::vector<Stretch> stretchesBetween(const sqlpiMaintWindowInfo& window, int64_t from, int64_t to);
+
+/* "FROM  to  UNTIL  (DURATION)" */
+std::string shownStretch(const Stretch& stretch);
+
+/* [{"start","end","start_local","end_local"}] */
+Json stretchArray(const std::vector<Stretch>& stretches);
 
 /* {"found","open","start","end","start_local","end_local"}; all but `found` and `open` are null without one. */
 Json stretchObject(const std::optional<Stretch>& stretch);
