@@ -20,7 +20,7 @@ install(FILES "$<TARGET_PROPERTY:kelpolicy_package,BIND_FILE>" "${PROJECT_BINARY
   DESTINATION "${kelpolicyData}")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/samples" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DOCDIR}" PATTERN architecture.md EXCLUDE)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 # Manual pages and completion, which the program writes from its own definitions.
 set(made "${PROJECT_BINARY_DIR}/made")
@@ -47,6 +47,9 @@ configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/kelpolicyConfig.cmake
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/kelpolicyConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/kelpolicyConfig.cmake" "${PROJECT_BINARY_DIR}/kelpolicyConfigVersion.cmake"
   DESTINATION "${packageDirectory}")
+# The prefix is where the file is found: the same build is installed below one and packaged for another.
+file(RELATIVE_PATH kelpolicyUp "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" /)
+string(REGEX REPLACE "/$" "" kelpolicyUp "${kelpolicyUp}")
 configure_file("${PROJECT_SOURCE_DIR}/cmake/kelpolicy.pc.in" "${PROJECT_BINARY_DIR}/kelpolicy.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/kelpolicy.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
@@ -60,6 +63,7 @@ set(CPACK_DEBIAN_PACKAGE_SECTION database)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The library's undefined names are the engine's to bring; the driver manager and the driver are loaded at run time.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libodbc2, odbcinst, libsqliteodbc")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "tzdata")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "libxerces-c-dev, unixodbc-dev")
 set(CPACK_STRIP_FILES ON)
 include(CPack)

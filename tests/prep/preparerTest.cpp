@@ -262,6 +262,23 @@ TEST(Preparer, refusesMoreThanABindFileHolds) {
               "1:1: the statements are too long for a bind file\n");
 }
 
+TEST(Preparer, refusesMoreHostVariablesThanAStatementTakes) {
+    std::string list = ":number";
+    for (int i = 1; i < 1000; ++i) list += ", :number";
+    const std::string cursor = "EXEC SQL DECLARE c CURSOR FOR SELECT 1;\n";
+    const std::string dynamic = "EXEC SQL PREPARE s FROM :pointer;\n";
+    for (const auto& [before, end, column] : std::vector<std::tuple<std::string, std::string, size_t>>{
+             {"\nEXEC SQL CALL P(", ");", 17},
+             {cursor + "EXEC SQL FETCH c INTO ", ";", 23},
+             {dynamic + "EXEC SQL EXECUTE s USING ", ";", 26},
+         }) {
+        EXPECT_EQ(errorsOf(source(before + list + end)), "");
+        EXPECT_EQ(
+            errorsOf(source(before + list + ", :text" + end)),
+            "4:" + std::to_string(column + list.size() + 2) + ": the statement has more than 1000 host variables\n");
+    }
+}
+
 // Whatever the bytes: an answer, and no access beyond them (sanitizer builds watch it).
 TEST(Preparer, survivesEveryInput) {
     const std::string sample = hosttest::readWhole(KELPREP_SAMPLE);
@@ -272,10 +289,12 @@ TEST(Preparer, survivesEveryInput) {
         wrong += errorsOf(sample.substr(0, length)).empty() ? 0 : 1;
     EXPECT_GT(wrong, sample.size() / 4) << "most beginnings are no whole source";
     std::mt19937 random(4711);
+    using namespace std::string_literals;
     const std::string marks =
         "'\"\\/*:;(){}[]\n\0 REXQL"
         "\xFF"
-        "0,.?-#";
+        "0,.?-#"s;
+    ASSERT_EQ(marks.back(), '#');
     for (int round = 0; round < 3000; ++round) {
         std::string text = sample;
         for (int change = 0; change < 3; ++change) {
@@ -352,11 +371,21 @@ TEST_F(Program, writesBothFilesOrNone) {
 
 TEST_F(Program, endsWithStatusOneForWhatItCannotDo) {
     write("good.esql", packageLine + "EXEC SQL DELETE FROM T;");
+    write("large.esql", "");
+    std::filesystem::create_directory(directory_.path() / "folder");
+    std::filesystem::resize_file(directory_.path() / "large.esql", (16 << 20) + 1);
     for (const auto& [arguments, output] : std::vector<std::pair<std::string, std::string>>{
-             {"none.esql --output a --bind-file b", "none.esql: there is no such file"},
-             {". --output a --bind-file b", ".: there is no such file"},
-             {"good.esql --output none/a --bind-file b", "none/a: the file cannot be written"},
-             {"good.esql --output a --bind-file none/b", "none/b: the file cannot be written"},
+             {"none.esql --output a --bind-file b",
+              "none.esql: the source cannot be read: No such file or directory\n"},
+             {"good.esql/s --output a --bind-file b", "good.esql/s: the source cannot be read: Not a directory\n"},
+             {". --output a --bind-file b", ".: the source is no regular file\n"},
+             {"large.esql --output a --bind-file b",
+              "large.esql: the source has 16777217 bytes; at most 16777216 are possible\n"},
+             {"good.esql --output none/a --bind-file b",
+              "none/a: the file cannot be written: No such file or directory\n"},
+             {"good.esql --output a --bind-file none/b",
+              "none/b: the file cannot be written: No such file or directory\n"},
+             {"good.esql --output folder --bind-file b", "folder: the file cannot be written: Is a directory\n"},
              {"good.esql --output a", "--bind-file is required"},
              {"", "source is required"},
              {"good.esql --output a --bind-file b --wrong", "--wrong"},

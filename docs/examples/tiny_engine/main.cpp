@@ -1,4 +1,4 @@
-// Loads the library, sets the windows and asks when work may run next. Usage: tiny_engine NEW-DIRECTORY
+// Loads the library, sets the windows and asks when work may run next.
 #include <dlfcn.h>
 
 #include <cstdio>
@@ -8,7 +8,8 @@
 #include "engine.h"
 #include "kelpolicy.h"
 
-int main(int, char** arguments) {
+int main(int count, char** arguments) {
+    if (count != 2) return std::fputs("usage: tiny_engine NEW-DIRECTORY\n", stderr), 2;
     openEngine(arguments[1]);
     void* library = dlopen(KELPOLICY_LIBRARY, RTLD_NOW);
     if (library == nullptr) return std::puts(dlerror()), 1;
