@@ -134,7 +134,7 @@ TEST_P(FirstPosition, InsertsBehindTheHead) {
 
 TEST_F(PolicyList, DeletesTheTail) {
     addAll();
-    list.deleteElement(2);
+    EXPECT_EQ(list.deleteElement(2), 1U);
     EXPECT_EQ(list.last, &b);
     EXPECT_EQ(walk(), (std::vector{&a, &b}));
     EXPECT_EQ(c.getPrevious(), &b) << "the node itself is left alone";
@@ -164,7 +164,7 @@ TEST_F(PolicyList, WhereThereIsNoPositionNothingHappens) {
     for (const uint32_t position : {0U, 1U, 2U}) {
         EXPECT_EQ(list.getElement(position), nullptr);
         list.insertElement(&d, position);
-        list.deleteElement(position);
+        EXPECT_EQ(list.deleteElement(position), 0U);
     }
     EXPECT_EQ(list.first, nullptr);
     addAll();

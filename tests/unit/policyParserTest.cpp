@@ -234,6 +234,15 @@ TEST_F(PolicyParser, TextOutsideAsciiArrivesAsUtf8WhereverItIsCut) {
     EXPECT_EQ(textOf("<PolicyDocument>&#x1F600;&#228;</PolicyDocument>"), "\xF0\x9F\x98\x80\xC3\xA4");
 }
 
+TEST_F(PolicyParser, TextBeforeALongerOneInsideIsKept) {
+    for (const size_t length : {10U, 1000U, 100000U}) {
+        const std::string inner(length, 'x');
+        const Tree tree = parseTree(inDocument("before<And>between<Scope>" + inner + "</Scope>behind</And>after"));
+        ASSERT_NE(tree, nullptr);
+        EXPECT_TRUE(outline(tree.get()) == "1'beforeafter'(19'betweenbehind'(16'" + inner + "'))") << length;
+    }
+}
+
 TEST_F(PolicyParser, AByteOrderMarkIsNotText) {
     EXPECT_EQ(textOf("\xEF\xBB\xBF<PolicyDocument>a</PolicyDocument>"), "a");
 }

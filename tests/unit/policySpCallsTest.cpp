@@ -15,6 +15,7 @@ namespace {
 using recorded::present;
 using recorded::record;
 using recorded::recorder;
+using recorded::recordWhole;
 
 /* What the message service answers instead of the engine's text. */
 struct Message {
@@ -22,16 +23,6 @@ struct Message {
     int32_t result;
 };
 std::optional<Message> plannedMessage;
-
-/* Writes down a call whose own calls do not matter here. */
-template <class Real>
-auto recordWhole(const std::string& call, Real real) {
-    if (recorder.isOn) recorder.calls.push_back(call);
-    const bool wasOn = std::exchange(recorder.isOn, false);
-    const auto result = real();
-    recorder.isOn = wasOn;
-    return result;
-}
 
 std::string clearness(const char* buffer, size_t size) {
     return std::all_of(buffer, buffer + size, [](char byte) { return byte == '\0'; }) ? "clear" : "not clear";
