@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iostream>
 #include <string>
 #include <string_view>
 
@@ -20,7 +20,7 @@ namespace fuzz {
 
 inline void demand(bool holds, const char* what, std::string_view detail = {}) {
     if (holds) return;
-    std::fprintf(stderr, "This does not hold: %s\n%.*s\n", what, static_cast<int>(detail.size()), detail.data());
+    std::cerr << "This does not hold: " << what << '\n' << detail << std::endl;
     std::abort();
 }
 
