@@ -1,5 +1,6 @@
 // The call-level contract: statements, their outcomes, values of every size, timestamps.
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 
 #include "host/callLevelClient.h"
@@ -313,10 +314,11 @@ std::string localTime(std::time_t moment) {
 }
 
 TEST_F(HostStatement, CurrentTimestampIsTheLocalTime) {
+    using Clock = std::chrono::system_clock;  // std::time may lag behind it by a tick
     Client client;
-    const std::string before = localTime(std::time(nullptr));
+    const std::string before = localTime(Clock::to_time_t(Clock::now()));
     ASSERT_EQ(client.insert("a", "x"), SQL_SUCCESS);
-    const std::string after = localTime(std::time(nullptr) + 1);
+    const std::string after = localTime(Clock::to_time_t(Clock::now()) + 1);
     const auto count = [&](const std::string& condition) {
         return client.rows("SELECT NAME FROM SYSTOOLS.POLICY WHERE " + condition).size();
     };
