@@ -8,7 +8,7 @@
 #include "sqlpiPolicySp.h"
 #include "sqlpiStatsProfAppl.h"
 #include "unit/configSupport.h"
-#include "unit/recordedCalls.h"
+#include "unit/recordedStatements.h"
 
 namespace {
 
@@ -31,17 +31,6 @@ std::string clearness(const char* buffer, size_t size) {
 }  // namespace
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
-WRAP(SQLRETURN, SQLSetConnectAttr, (SQLHDBC connection, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length)) {
-    return record("attribute " + std::to_string(attribute) + " " + std::to_string(reinterpret_cast<uintptr_t>(value)),
-                  [&] { return __real_SQLSetConnectAttr(connection, attribute, value, length); });
-}
-WRAP(SQLRETURN, SQLPrepare, (SQLHSTMT statement, SQLCHAR* text, SQLINTEGER length)) {
-    return record("prepare" + recorded::textOf(text, length),
-                  [&] { return __real_SQLPrepare(statement, text, length); });
-}
-WRAP(SQLRETURN, SQLExecute, (SQLHSTMT statement)) {
-    return record("execute", [&] { return __real_SQLExecute(statement); });
-}
 WRAP(SQLRETURN, SQLBindParameter,
      (SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT direction, SQLSMALLINT cType, SQLSMALLINT sqlType,
       SQLULEN columnSize, SQLSMALLINT digits, SQLPOINTER value, SQLLEN room, SQLLEN* length)) {

@@ -2,13 +2,12 @@
  * with its arguments. The linker hands these calls to this file, which writes them down and passes them on. */
 #include "embeddedSql.h"
 #include "sqlpiPolicyUtil.h"
-#include "unit/recordedCalls.h"
+#include "unit/recordedStatements.h"
 #include "unit/servicesSupport.h"
 
 namespace {
 
 using recorded::present;
-using recorded::record;
 using recorded::recorder;
 
 std::vector<int32_t> answersOfBind;
@@ -16,17 +15,6 @@ std::vector<int32_t> answersOfBind;
 }  // namespace
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
-WRAP(SQLRETURN, SQLSetConnectAttr, (SQLHDBC connection, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length)) {
-    return record("attribute " + std::to_string(attribute) + " " + std::to_string(reinterpret_cast<uintptr_t>(value)),
-                  [&] { return __real_SQLSetConnectAttr(connection, attribute, value, length); });
-}
-WRAP(SQLRETURN, SQLPrepare, (SQLHSTMT statement, SQLCHAR* text, SQLINTEGER length)) {
-    return record("prepare" + recorded::textOf(text, length),
-                  [&] { return __real_SQLPrepare(statement, text, length); });
-}
-WRAP(SQLRETURN, SQLExecute, (SQLHSTMT statement)) {
-    return record("execute", [&] { return __real_SQLExecute(statement); });
-}
 WRAP(int32_t, sqlabndx, (const char* path, const char* messageFile, const sqloptList* options, sqlca* ca)) {
     std::string call = std::string("bind ") + path + present(messageFile);
     for (uint32_t i = 0; i < options->count; ++i) {

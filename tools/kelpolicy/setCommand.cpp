@@ -143,17 +143,16 @@ int runSet(const SetOptions& options, const GlobalOptions& globals, Output& outp
     if (isServerFile) document = peekAtServerFile(options.serverFile, session);
     const std::optional<CheckedConfiguration> checked = check(options, document);
     Change change{describePolicy(*options.type)};
-    const sqlpiMaintWindow before = windowsInForce();
+    const bool comparesWindows = options.dryRun && &options.type->kind == &windowsKind;
+    const std::optional<sqlpiMaintWindow> before = comparesWindows ? std::optional(windowsInForce()) : std::nullopt;
     {
         std::optional<QuietLogs> quiet;
         if (options.dryRun) quiet.emplace(session.instance());
         storeThrough(options, document, checked);
     }
     change.after = describePolicy(*options.type);
-    if (!options.dryRun)
-        session.commit();  // else the session's end rolls back
-    else if (&options.type->kind == &windowsKind)
-        change.windows = compareInForce(options, before, output);
+    if (before.has_value()) change.windows = compareInForce(options, *before, output);
+    if (!options.dryRun) session.commit();  // else the session's end rolls back
     if (checked.has_value()) tellNotes(options, *checked, output);
     writeChange(options, change, output);
     return exitDone;

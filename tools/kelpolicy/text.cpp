@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
-#include <utility>
+#include <clocale>
+#include <cwchar>
 
 #include "hostText.h"
 
@@ -38,21 +38,16 @@ uint32_t codeOf(std::string_view character) {
     return code;
 }
 
-/* Columns of a terminal that a character takes: none for a mark on the one before it, two for East Asian characters and
- * pictures. */
+/* Columns of a terminal that a character takes, as the C library knows it whatever the user's locale: none for a mark
+ * on the one before it, two for East Asian characters and pictures. */
 size_t columnsOf(std::string_view character) {
-    using Range = std::pair<uint32_t, uint32_t>;
-    constexpr Range marks[] = {{0x300, 0x36F},   {0x483, 0x489},   {0x1AB0, 0x1AFF}, {0x1DC0, 0x1DFF},
-                               {0x200B, 0x200D}, {0x20D0, 0x20FF}, {0xFE00, 0xFE0F}, {0xFE20, 0xFE2F}};
-    constexpr Range wide[] = {{0x1100, 0x115F},  {0x2E80, 0x303E},   {0x3041, 0xA4CF},   {0xA960, 0xA97F},
-                              {0xAC00, 0xD7A3},  {0xF900, 0xFAFF},   {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},
-                              {0xFFE0, 0xFFE6},  {0x1F300, 0x1F64F}, {0x1F680, 0x1F6FF}, {0x1F900, 0x1F9FF},
-                              {0x20000, 0x3FFFD}};
+    static const locale_t unicode = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     const uint32_t code = codeOf(character);
-    if (code < marks[0].first) return 1;
-    const auto hasCode = [code](const Range& range) { return code >= range.first && code <= range.second; };
-    if (std::any_of(std::begin(marks), std::end(marks), hasCode)) return 0;
-    return std::any_of(std::begin(wide), std::end(wide), hasCode) ? 2 : 1;
+    if (code < 0x300 || unicode == nullptr) return 1;  // marks begin there
+    const locale_t previous = ::uselocale(unicode);
+    const int columns = ::wcwidth(static_cast<wchar_t>(code));
+    ::uselocale(previous);
+    return columns < 0 ? 1 : static_cast<size_t>(columns);
 }
 
 /* Bytes of the longest beginning that is at most so wide. */

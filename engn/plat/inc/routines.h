@@ -19,9 +19,8 @@ extern "C" {
 #define SQLUDF_STATE_SIZE 6    /* bytes of the SQLSTATE output */
 #define SQLUDF_MESSAGE_SIZE 71 /* bytes of the diagnostic message output */
 
-#define SQLUDF_LARGEST_LOB                                                                     \
-    2097152 /* bytes of a policy document as an argument; an output value has room for as many \
-             */
+/* Bytes of a policy document as an argument; an output value has room for as many. */
+#define SQLUDF_LARGEST_LOB 2097152
 
 /* A large-object value. */
 struct sqludf_lob {
