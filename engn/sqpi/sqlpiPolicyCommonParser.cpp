@@ -5,6 +5,7 @@
 #include <optional>
 #include <xercesc/parsers/SAXParser.hpp>
 #include <xercesc/sax/SAXException.hpp>
+#include <xercesc/util/XMLUni.hpp>
 
 #include "engineState.h"
 #include "logs.h"
@@ -88,6 +89,8 @@ struct Companions {
     }
 
     void connect() {
+        // The default scanner also remembers every child of every open element, for schemas, which a policy has not.
+        parser->useScanner(xercesc::XMLUni::fgDGXMLScanner);
         errorHandler->resetErrors();
         parser->setErrorHandler(errorHandler.get());
         parser->setDocumentHandler(documentHandler.get());

@@ -71,9 +71,14 @@ public:
     template <class... Arguments>
     explicit sqlpiBoundedParser(size_t documentLength, Arguments&&... arguments)
         : Parser(std::forward<Arguments>(arguments)...), bounds_(documentLength) {
-        this->setDisableDefaultEntityResolution(true);
         security_.setEntityExpansionLimit(sqlpiXmlBounds::mostExpansions);
-        this->setSecurityManager(&security_);
+        boundScanner();
+    }
+
+    /* Another scanner starts without bounds. */
+    void useScanner(const XMLCh* name) {
+        Parser::useScanner(name);
+        boundScanner();
     }
 
     /* A SAX parser tells of declarations only with a DTD handler. */
@@ -133,6 +138,11 @@ private:
             return (scanner.*&ScannedAttributes::fAttrList)->size();
         }
     };
+
+    void boundScanner() {
+        this->setDisableDefaultEntityResolution(true);
+        this->setSecurityManager(&security_);
+    }
 
     const xercesc::XMLScanner& scanner() const { return asReference(this->getScanner()); }
     static const xercesc::XMLScanner& asReference(const xercesc::XMLScanner& scanner) { return scanner; }
