@@ -84,7 +84,6 @@ SQLPIPolicyElement::SQLPIPolicyElement() noexcept : children(new SQLPIList) {}
 /* Children go before their parent and each before its node, in document order, as if each destroyed its own. The walk
  * goes down to an element without children, destroys it, and returns over the parent link. */
 SQLPIPolicyElement::~SQLPIPolicyElement() {
-    if (children != nullptr) children->reset();
     SQLPIPolicyElement* element = this;
     while (true) {
         SQLPIListElement* node = element->children == nullptr ? nullptr : element->children->first;

@@ -45,7 +45,7 @@ bool freed(int32_t status, const Record& record) {
 
 /* A policy with so many elements that nothing looks at. */
 std::string policy(const std::string& content) {
-    static const int elements = proofSize("KELPOLICY_DOCUMENT_ELEMENTS", 3);
+    static const int elements = proofSize("KELPOLICY_DOCUMENT_ELEMENTS", 10);
     std::string more;
     for (int i = 0; i < elements; ++i) more += "<And><Scope>" + std::to_string(i) + "</Scope></And>";
     return services::document("<AC_Policy>" + content + more + "</AC_Policy>");
@@ -356,7 +356,7 @@ TEST_F(EveryEntryFaults, EveryCallOfTheFilesMayFail) {
 
 TEST_F(EveryEntryFaults, AnyTwoCallsMayFail) {
     tryPairs({Service::anyMemory, Service::anyFile, Service::anyCallLevel, Service::anyEmbeddedSql, Service::any},
-             proofSize("KELPOLICY_FAULT_PAIRS", 300));
+             proofSize("KELPOLICY_FAULT_PAIRS", 600));
 }
 
 TEST_F(EveryEntryFaults, AnyTwoCallsOfTheFilesMayFail) {

@@ -22,7 +22,7 @@ namespace {
 constexpr int threadCount = 8;
 constexpr int64_t hour = 3600;
 
-const int callCount = proofSize("KELPOLICY_ENTRY_CALLS", 10); /* of each entry by each thread */
+const int callCount = proofSize("KELPOLICY_ENTRY_CALLS", 40); /* of each entry by each thread */
 
 struct FreeBlock {
     void operator()(char* block) const { sqlofmblkEx(block, "test", 0); }

@@ -246,6 +246,17 @@ TEST(MaintWinRoutines, CheckWindowSizeReadsADoubledEndWithTheOffsetOfItsDay) {
     }
 }
 
+TEST(MaintWinRoutines, CheckWindowSizeTakesAnEndWith1970) {
+    const ZoneScope scope("UTC");
+    const sqlpiMaintWindowInfo info = dailyWindow({23, 0, 0}, {0, 0, 0});
+    const tm day = brokenDown(1969, 12, 31, 23, 0);
+    int32_t remaining = HOUR;
+    tm end{};
+    bool carried = true;
+    EXPECT_EQ(sqlpiCheckWindowSize(&day, &info, &remaining, &end, &carried), 1);
+    EXPECT_TRUE(sameFields(end, brokenDown(1970, 1, 1, 0, 0)));
+}
+
 TEST(MaintWinRoutines, CheckWindowSizeSaysNoToAnEndBefore1970) {
     const ZoneScope scope("UTC");
     const sqlpiMaintWindowInfo info = dailyWindow({1, 0, 0}, {5, 0, 0});

@@ -399,4 +399,41 @@ TEST_P(MaintWin, LimitsBefore1970FindNothing) {
     }
 }
 
+/* Second 0 of the epoch is the caller's word for no moment: nothing starts there, and all later ones are like others. */
+TEST(MaintWinAtTheEpoch, AMomentIsAnyButTheFirst) {
+    const ZoneScope scope("UTC");
+    const sqlpiMaintWindowInfo hour = dailyWindow({0, 0, 0}, {1, 0, 0});
+    expectNone(ask(hour, 0), "starts at 0");
+    expectStretch(ask(hour, 1), 1, HOUR, "starts at 1");
+    expectStretch(ask(dailyWindow({0, 0, 0}, {0, 0, 1}), 1, 0), 1, 1, "ends at 1");
+    sqlpiMaintWindowInfo later = hour;
+    later.startDateTime = dateTime(1970, 1, 1, 0, 0);
+    expectStretch(ask(later, 5), 5, HOUR, "a start limit at 0");
+    later.startDateTime = dateTime(1969, 12, 31, 23, 59, 59);
+    expectNone(ask(later, 5), "a start limit before it");
+    later = hour;
+    later.endDateTime = dateTime(1970, 1, 1, 0, 0);
+    expectNone(ask(later, 5), "an end limit at 0");
+    sqlpiMaintWindowInfo saturdays = hour;
+    selectOnly(saturdays.dayOfWeek, {6});
+    expectStretch(ask(saturdays, 1), 2 * DAY, 2 * DAY + HOUR, "the first day is no Saturday");
+}
+
+/* A start one past what a clock shows is the next minute, hour or day. */
+TEST_P(MaintWin, AStartJustPastTheClockIsNormalised) {
+    const struct {
+        sqlpiMaintWindowTime start;
+        int hour, minute;
+    } cases[] = {{{9, 59, 60}, 10, 0}, {{9, 60, 0}, 10, 0}, {{9, 60, 60}, 10, 1}};
+    for (const auto& one : cases) {
+        sqlpiMaintWindowInfo info = dailyWindow(one.start, {18, 0, 0});
+        selectOnly(info.dayOfWeek, {1, 3});
+        for (const int day : {13, 15})
+            expectStretch(ask(info, localTime(2024, 5, day, 2, 0)), localTime(2024, 5, day, one.hour, one.minute),
+                          localTime(2024, 5, day, 18, 0), "on its day");
+        expectStretch(ask(info, localTime(2024, 5, 16, 2, 0)), localTime(2024, 5, 20, one.hour, one.minute),
+                      localTime(2024, 5, 20, 18, 0), "days before");
+    }
+}
+
 }  // namespace

@@ -25,7 +25,7 @@ std::string vendorBackup(size_t path, size_t options) {
 }
 
 std::string reorgWith(const std::string& attribute, size_t length) {
-    return reorg(attribute + "='" + std::string(length, '4') + "'", "maxOfflineReorgTableSize='100'", "f");
+    return reorg(attribute + "='4" + std::string(length - 1, '0') + "'", "maxOfflineReorgTableSize='100'", "f");
 }
 
 class PolicyLongTexts : public services::DocumentTest {};

@@ -7,6 +7,7 @@
 #include "failingGlobalMemory.h"
 #include "logs.h"
 #include "parserSupport.h"
+#include "sqlpiMemory.h"
 #include "sqlpiParserMemory.h"
 
 namespace {
@@ -349,6 +350,25 @@ TEST_F(ParserFaults, TheMemoryManagerGivesNullAndTheCallMemoryThrows) {
     EXPECT_THROW(memory.allocate(SIZE_MAX), xercesc::OutOfMemoryException);
     EXPECT_NE(memory.allocate(512 << 10), nullptr);
     EXPECT_THROW(memory.allocate(600 << 10), xercesc::OutOfMemoryException);
+}
+
+/* Memory that is not the pool's is missed all the same by who needs the whole policy. */
+TEST_F(ParserFaults, AParserThatCannotBeMadeIsAShortage) {
+    parseTree("<PolicyDocument/>");
+    const sqlpiMemoryWatch watch;
+    FailingGlobalMemory memory(1, faulty::Duration::forEver);
+    int32_t status = 0;
+    EXPECT_EQ(parseTree("<PolicyDocument/>", &status), nullptr);
+    EXPECT_EQ(status, -1219);
+    EXPECT_TRUE(watch.sawShortage());
+}
+
+TEST_F(ParserFaults, TheCallMemoryTakesWholeChunks) {
+    sqlpi_mem_manager manager(nullptr);
+    const int64_t before = kelhost::memoryTotal().bytes;
+    sqlpi_call_memory memory(manager, 1 << 20);
+    memory.allocate(8);
+    EXPECT_EQ(kelhost::memoryTotal().bytes - before, int64_t{sqlpi_call_memory::defaultChunk});
 }
 
 /* Takes a block on every level. */

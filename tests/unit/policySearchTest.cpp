@@ -161,7 +161,7 @@ std::string randomTree(std::mt19937& random, int elements) {
 }
 
 TEST_F(PolicySearch, SearchesAgreeWithTheRecursiveDescription) {
-    const auto trees = static_cast<uint32_t>(proofSize("KELPOLICY_TREES", 3000));
+    const auto trees = static_cast<uint32_t>(proofSize("KELPOLICY_TREES", 100000));
     for (uint32_t seed = 0; seed < trees; ++seed) {
         std::mt19937 random(seed);
         const std::string document = randomTree(random, static_cast<int>(random() % 30));

@@ -271,7 +271,7 @@ TEST_F(PolicyValidation, EveryDiskLocationMustExist) {
     const std::string a = instance.get().path() + "/tmp";
     const std::string b = instance.get().path() + "/db";
     for (const std::string& path :
-         {a, a + "," + b, a + "," + b + "," + a, a + ",", "," + a, a + ",,," + b, std::string()}) {
+         {a, a + "," + b, a + "," + b + "," + a, a + ",", "," + a, a + ",,," + b, std::string("/"), std::string()}) {
         SCOPED_TRACE(path);
         const Verdict verdict = validate("AUTO_BACKUP", backup(disk(path)));
         EXPECT_EQ(verdict.status, 0U);

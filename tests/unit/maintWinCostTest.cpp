@@ -1,0 +1,117 @@
+/* What a question about a maintenance window costs: how often it asks the platform for local time, counted where the
+ * library asks (see maintWin.cmake). The answers are the same with more of it; these counts are what the search's look
+ * ahead, its memory of the clocks and its masks are for. A change that saves some may lower them. */
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <ctime>
+
+#include "unit/maintWinCases.h"
+
+using namespace maintWinCases;
+
+namespace {
+int localTimes = 0;
+}
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
+extern "C" {
+tm* __real_localtime_r(const time_t* moment, tm* time);
+
+tm* __wrap_localtime_r(const time_t* moment, tm* time) {
+    ++localTimes;
+    return __real_localtime_r(moment, time);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+namespace {
+
+constexpr int32_t HOUR = 3600;
+constexpr int32_t DAY = 24 * HOUR;
+
+int64_t costOf(const sqlpiMaintWindowInfo& info, int64_t now, int32_t minDuration) {
+    OSSTime start = {};
+    OSSTime end = {};
+    localTimes = 0;
+    sqlpiFindMaintWindow(&info, {now, 0}, minDuration, &start, &end);
+    return localTimes;
+}
+
+template <size_t Size>
+void selectOnly(bool (&mask)[Size], std::initializer_list<int> indexes) {
+    std::fill(std::begin(mask), std::end(mask), false);
+    for (const int index : indexes) mask[index] = true;
+}
+
+/* Rules written out, which no release of the zone files changes. */
+constexpr const char* centralEurope = "CET-1CEST,M3.5.0,M10.5.0/3";
+
+TEST(MaintWinCost, IsKnownForUsualWindows) {
+    const ZoneScope scope(centralEurope);
+    using Info = sqlpiMaintWindowInfo;
+    const auto everyDay = [](Info&) {};
+    const auto weekends = [](Info& info) { selectOnly(info.dayOfWeek, {0, 6}); };
+    const auto lastDays = [](Info& info) { selectOnly(info.dayOfMonth, {31}); };
+    const auto someMonths = [](Info& info) { selectOnly(info.monthOfYear, {0, 6, 7}); };
+    const auto february30 = [](Info& info) {
+        selectOnly(info.dayOfMonth, {29});
+        selectOnly(info.monthOfYear, {1});
+    };
+    const auto outside = [](Info& info) { info.outside = 1; };
+    const auto later = [](Info& info) { info.startDateTime = dateTime(2034, 6, 1, 12, 0); };
+    const auto over = [](Info& info) { info.endDateTime = dateTime(2014, 6, 1, 12, 0); };
+    const struct {
+        const char* what;
+        sqlpiMaintWindowTime start;
+        sqlpiMaintWindowTime end;
+        void (*choose)(Info&);
+        int32_t minDuration;
+        int64_t localTimes;
+    } cases[] = {
+        {"always open", {0, 0, 0}, {0, 0, 0}, everyDay, 1, 1},
+        {"every night", {22, 0, 0}, {6, 0, 0}, everyDay, 1, 3},
+        {"every morning", {1, 0, 0}, {5, 0, 0}, everyDay, 1, 2},
+        {"too short", {1, 0, 0}, {5, 0, 0}, everyDay, 5 * HOUR, 2},
+        {"outside of it", {1, 0, 0}, {5, 0, 0}, outside, 1, 3},
+        {"weekends", {1, 0, 0}, {5, 0, 0}, weekends, 1, 2},
+        {"last day of the month", {1, 0, 0}, {5, 0, 0}, lastDays, 1, 3},
+        {"never", {1, 0, 0}, {5, 0, 0}, february30, 1, 1},
+        {"whole weekends", {0, 0, 0}, {0, 0, 0}, weekends, 2 * DAY, 2},
+        {"whole weekends, an hour too short", {0, 0, 0}, {0, 0, 0}, weekends, 2 * DAY + HOUR, 34},
+        {"whole weekends, a day too short", {0, 0, 0}, {0, 0, 0}, weekends, 3 * DAY, 117},
+        {"whole months", {0, 0, 0}, {0, 0, 0}, someMonths, 40 * DAY, 13},
+        {"a period that begins in ten years", {1, 0, 0}, {5, 0, 0}, later, 1, 4},
+        {"a period that has ended", {1, 0, 0}, {5, 0, 0}, over, 1, 4},
+    };
+    for (const auto& one : cases) {
+        sqlpiMaintWindowInfo info = dailyWindow(one.start, one.end);
+        one.choose(info);
+        EXPECT_EQ(costOf(info, localTime(2024, 5, 10, 3, 0), one.minDuration), one.localTimes) << one.what;
+    }
+}
+
+TEST(MaintWinCost, IsKnownForQuestionsAtRandom) {
+    const struct {
+        const char* zone;
+        int64_t all;
+        int64_t most;
+    } cases[] = {{"UTC0", 25066, 802}, {centralEurope, 34226, 624}, {"LHST-10:30LHDT-11,M10.1.0,M4.1.0", 38628, 628}};
+    for (const auto& [name, all, most] : cases) {
+        const ZoneScope scope(name);
+        const Zone zone = {name, 2000, 2031};
+        const std::vector<int64_t> changes = clockChanges(zone);
+        int64_t sum = 0;
+        int64_t highest = 0;
+        for (uint64_t seed = 0; seed < 4000; ++seed) {
+            const Case question = randomCase(seed, zone, changes);
+            const int64_t cost = costOf(question.info, question.now.seconds, question.minDuration);
+            sum += cost;
+            highest = std::max(highest, cost);
+        }
+        EXPECT_EQ(sum, all) << name;
+        EXPECT_EQ(highest, most) << name;
+    }
+}
+
+}  // namespace
