@@ -244,6 +244,10 @@ TEST_F(PolicyConfigSteps, NoTypeIsNoPolicy) {
         ca = {};
         EXPECT_EQ(sqlpiAutomaintSetPolicySpCommon(type, config::backup(), nullptr, ca), SQLPI_CONFIG_FAILED);
         EXPECT_EQ(ca.sqlcode, -1438) << "no schema";
+        length = -1;
+        EXPECT_EQ(sqlpiAutomaintGetPolicySpCommon(type, &text, &length, nullptr, ca), SQLPI_CONFIG_FAILED);
+        EXPECT_EQ(text, nullptr);
+        EXPECT_EQ(length, 0);
     }
     EXPECT_EQ(services::stored(SQLPI_BACKUP_KEY), stored_);
 }

@@ -117,6 +117,12 @@ TEST_F(Utf8, TheFirstIllFormedCharacterIsFoundWhereverItBegins) {
         }
 }
 
+TEST_F(Utf8, TheEndOfATextIsItsOwn) {
+    const std::string around(64, 'a');  // what stands behind a text in memory is none of its
+    for (size_t length = 0; length <= 24; ++length)
+        EXPECT_EQ(sqlpiFirstIllFormed(std::string_view(around).substr(0, length)), length);
+}
+
 TEST_F(Utf8, ATextOccursInAnyCase) {
     for (const char16_t* text : {u"UTF-8", u"utf-8", u"xUtf-8x"}) EXPECT_TRUE(sqlpiOccursIn(text, "UTF-8"));
     for (const char16_t* text : {u"", u"UTF", u"UTF8", u"UTF_8", u"UT\u0146-8"})
