@@ -18,16 +18,13 @@ protected:
         return readFile(file("calls"));
     }
 
-    static bool isTraced() {
-        const Outcome outcome = runProgram({"/bin/sh", "-c", "strace -qq -o /dev/null true"});
-        return outcome.status == 0;
-    }
+    static bool works(const std::string& command) { return runProgram({"/bin/sh", "-c", command}).status == 0; }
 };
 
 TEST_F(HostileDocument, NothingElseIsOpenedAndNobodyIsAsked) {
-    if (!isTraced()) {
-        ASSERT_EQ(std::getenv("KELPOLICY_ALL_INSTALLED"), nullptr) << "strace does not work here";
-        GTEST_SKIP() << "strace does not work here";
+    if (!works("strace -qq -o /dev/null true")) {
+        ASSERT_TRUE(std::getenv("KELPOLICY_ALL_INSTALLED") == nullptr || works("strace -V")) << "it is not installed";
+        GTEST_SKIP() << "strace is not there, or this machine lets nobody trace";
     }
     const std::string secret = file("secretPlace");
     writeFile(secret, "<!ENTITY leak 'leaked'>");

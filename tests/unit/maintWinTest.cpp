@@ -359,6 +359,7 @@ TEST_P(MaintWin, OutsideWithinAPeriod) {
                   "just long enough");
     expectNone(ask(info, localTime(2024, 5, 10, 20, 0), 8 * HOUR + 1), "too short");
     expectNone(ask(info, end), "at the end limit");
+    expectNone(ask(info, end, 0), "at the end limit, any length");
 }
 
 TEST_P(MaintWin, OutsideOfAWindowThatNeverOpensIsAlways) {
@@ -399,7 +400,8 @@ TEST_P(MaintWin, LimitsBefore1970FindNothing) {
     }
 }
 
-/* Second 0 of the epoch is the caller's word for no moment: nothing starts there, and all later ones are like others. */
+/* Second 0 of the epoch is the caller's word for no moment: nothing starts there, and all later ones are like others.
+ */
 TEST(MaintWinAtTheEpoch, AMomentIsAnyButTheFirst) {
     const ZoneScope scope("UTC");
     const sqlpiMaintWindowInfo hour = dailyWindow({0, 0, 0}, {1, 0, 0});

@@ -99,6 +99,14 @@ TEST_F(PolicyLogProbes, EachStepOfTheProceduresHasItsOwn) {
         {"a file cut short", setFile, {100}, Service::ossFileRead, 1, faulty::shortTransfer},
         {"a file set", setFile, {70, 15, 10, 40}},
         {"a file that is not set", setFile, {10, 90, 110}, Service::SQLConnect, 1},
+
+        {"a type that cannot be described",
+         [] {
+             char line[64];
+             sqlca ca = {};
+             sqpiGetPolicyOldFormatString("X", line, sizeof line, ca);
+         },
+         {10}},
     };
     for (const auto& one : cases) {
         const faulty::Scope scope;
