@@ -5,6 +5,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -57,9 +58,8 @@ std::string describePolicyChange(std::string_view text) {
     return line;
 }
 
-std::string_view bounded(const char* text, size_t length) noexcept {
-    return {text, length < PD_RECORD_SIZE ? length : PD_RECORD_SIZE};
-}
+// Of an administration record: two descriptions of a policy fit well.
+constexpr size_t mostAdministrationBytes = size_t{4} * PD_RECORD_SIZE;
 
 LogRecord makeRecord(LogKind kind, int32_t importance, const char* function, uint32_t probe, std::string_view text) {
     LogRecord record;
@@ -115,7 +115,7 @@ std::string inOneLine(std::string_view text) {
 
 void pdLog(int32_t importance, const char* function, uint32_t probe, const char* text) {
     try {
-        kelhost::writeDiagnostic(importance, function, probe, kelhost::bounded(text, strnlen(text, PD_RECORD_SIZE)));
+        kelhost::writeDiagnostic(importance, function, probe, {text, strnlen(text, PD_RECORD_SIZE)});
     } catch (...) {
         // A record that cannot be written is dropped.
     }
@@ -134,7 +134,7 @@ void pdLogPrintf(int32_t importance, const char* function, uint32_t probe, const
 void sqlt_logadmin(uint32_t messageNumber, int32_t importance, const char* function, uint32_t probe, const char* text,
                    size_t length) {
     try {
-        const std::string_view kept = kelhost::bounded(text, length);
+        const std::string_view kept(text, std::min(length, kelhost::mostAdministrationBytes));
         kelhost::LogRecord record =
             kelhost::makeRecord(kelhost::LogKind::administration, importance, function, probe, kept);
         record.messageNumber = messageNumber;

@@ -126,6 +126,7 @@ TEST_F(ThrowingCasts, reorgSensorsAreReadAgainOnce) {
         EXPECT_EQ(policy.reorgSizeLimitKB, one.limit);
         EXPECT_EQ(casts, one.casts);
         const auto thrown = std::count_if(one.throwAt.begin(), one.throwAt.end(), [](int at) { return at <= casts; });
+        expectPlace("sqlpiGetReorgPolicy", 10);
         EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>(static_cast<size_t>(thrown), severeException));
     }
 }
@@ -150,6 +151,7 @@ TEST_F(ThrowingCasts, reorgLeavesWhatTheActionWouldSay) {
     EXPECT_EQ(policy.dictionaryOption, 4);
     EXPECT_EQ(policy.reclaimExtentsSizeForMDCTables, 5U);
     EXPECT_EQ(policy.numInxPseudoEmptyPagesForVolatileTables, 6U);
+    expectPlace("sqlpiGetReorgPolicy", 20);
     EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>{severeException});
 }
 
@@ -167,6 +169,7 @@ TEST_F(ThrowingCasts, tableFilterIsDroppedAndTheNextSensorRead) {
         } else {
             EXPECT_EQ(sensors.tablesFilter, nullptr);
         }
+        expectPlace("sqlpiGetAtmSensorsParsed", 20);
         EXPECT_EQ(takeDiagnosticLog(), std::vector<LogRecord>{severeException});
     }
 }

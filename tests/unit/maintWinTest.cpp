@@ -360,6 +360,8 @@ TEST_P(MaintWin, OutsideWithinAPeriod) {
     expectNone(ask(info, localTime(2024, 5, 10, 20, 0), 8 * HOUR + 1), "too short");
     expectNone(ask(info, end), "at the end limit");
     expectNone(ask(info, end, 0), "at the end limit, any length");
+    info.endDateTime = dateTime(2024, 5, 11, 18, 0);
+    expectNone(ask(info, localTime(2024, 5, 11, 12, 0), 0), "the window lasts to the end limit");
 }
 
 TEST_P(MaintWin, OutsideOfAWindowThatNeverOpensIsAlways) {

@@ -229,6 +229,20 @@ TEST_F(PolicyConfigFile, AFileThatCannotBeWrittenKeepsItsContents) {
     }
 }
 
+/* A new file that was not made or took its name leaves nothing to delete. */
+TEST_F(PolicyConfigFile, OnlyAFileThatIsLeftOverIsDeleted) {
+    const struct {
+        Service service;
+        uint64_t deleted;
+    } cases[] = {{Service::any, 0}, {Service::ossFileCreateUnique, 0}, {Service::ossFileWrite, 1}};
+    for (const auto& one : cases) {
+        const faulty::Scope scope;
+        if (one.service != Service::any) faulty::failCall(one.service, 1);
+        EXPECT_EQ(getFile("AUTO_BACKUP", "p.xml").isDone(), one.service == Service::any);
+        EXPECT_EQ(faulty::calls(Service::ossFileDelete), one.deleted) << faulty::serviceName(one.service);
+    }
+}
+
 TEST_F(PolicyConfigFile, AFailedGetTouchesNoFile) {
     services::remove(SQLPI_BACKUP_KEY);
     clearLogs();

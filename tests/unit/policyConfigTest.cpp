@@ -78,6 +78,22 @@ TEST_F(PolicyConfig, TellsTheAdministratorsWhatChanged) {
     }
 }
 
+TEST_F(PolicyConfig, TheLongestDescriptionsAreToldWhole) {
+    const auto document = [](char letter) {
+        const std::string text(2047, letter);
+        return config::backup("<VendorLibBackupTarget><LibFilename>" + text + "</LibFilename><LibOptions>" + text +
+                              "</LibOptions></VendorLibBackupTarget>");
+    };
+    ASSERT_TRUE(setDocument("AUTO_BACKUP", document('a')).isDone());
+    const std::string before = describe("DBBackupPolicy");
+    clearLogs();
+    ASSERT_TRUE(setDocument("AUTO_BACKUP", document('b')).isDone());
+    const auto records = recordsOf(kelhost::LogKind::administration);
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].text, "AUTO_BACKUP\xFF" + before + "\xFF" + describe("DBBackupPolicy"));
+    EXPECT_GT(before.size(), 4000u);
+}
+
 TEST_F(PolicyConfig, ASuccessfulCallLogsWhatItFound) {
     ASSERT_TRUE(getDocument("AUTO_REORG").isDone());
     EXPECT_EQ(takeDiagnosticLog(), (std::vector<services::LogRecord>{{PD_INFO, "Poliy Table exist "},
@@ -178,6 +194,7 @@ TEST_F(PolicyConfig, ADocumentWithAZeroByteIsRefused) {
     std::string document = config::backup();
     document.insert(document.size() - 1, 1, '\0');
     EXPECT_EQ(setDocument("AUTO_BACKUP", document).sqlcode, -1437);
+    EXPECT_EQ(setDocument("AUTO_BACKUP", "x").sqlcode, -1447) << "a document, of one byte";
     EXPECT_EQ(setDocument("AUTO_BACKUP", config::backup() + std::string(1, '\0')).sqlcode, -1437);
 }
 

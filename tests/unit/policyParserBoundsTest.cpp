@@ -249,6 +249,16 @@ TEST_F(ParserBounds, NamesThatCollideEndTheParse) {
     refused(elements(50000));
     EXPECT_STREQ(problemOf(elements(50000)).message, "The document's element names are made to be slow to tell apart.");
     EXPECT_NE(parseTree(elements(sqlpiNameSpread::mostInBucket)), nullptr);
+    const auto someMore = [](size_t begin, size_t end) {
+        std::string tags;
+        for (size_t i = begin; i < end; ++i) tags += "<" + collidingName(i, 16) + "/>";
+        return tags;
+    };
+    // The first names are not counted, as they are few; later ones stay counted when the table grows.
+    const size_t most = sqlpiNameSpread::mostInBucket;
+    const std::string few = plainNames.substr(0, plainNames.find("<n100/>"));
+    EXPECT_NE(parseTree(inDocument(few + someMore(0, most / 2) + plainNames)), nullptr);
+    refused(inDocument(few + someMore(0, most / 2) + plainNames + someMore(most / 2, most + 1)));
     EXPECT_NE(parseTree(inDocument(repeated("<" + collidingName(1, 16) + "/>", 50000))), nullptr) << "one name";
 }
 

@@ -31,6 +31,7 @@ TEST_F(ParserCompanions, ThePanicHandlerLogsAndRethrows) {
         logs.texts(LogKind::diagnostic),
         std::vector<std::string>{std::string("XMLRD Panic: ") + xercesc::PanicHandler::getPanicReasonString(
                                                                     xercesc::PanicHandler::Panic_NoTransService)});
+    EXPECT_EQ(logs.records(LogKind::diagnostic).at(0).probe, 10U);
 }
 
 TEST_F(ParserCompanions, TheEntityResolverHasNothingToGive) {

@@ -3,6 +3,7 @@
 
 #include "faulty.h"
 #include "sqlpiPolicySp.h"
+#include "trace.h"
 #include "unit/configSupport.h"
 
 namespace {
@@ -137,6 +138,22 @@ TEST_F(PolicyRetrieve, EachStepThatFailsIsReportedAndCleanedUp) {
         EXPECT_EQ(kelhost::openHandles(), kelhost::HandleCounts{});
     }
     EXPECT_TRUE(takeDiagnosticLog().empty());
+}
+
+TEST_F(PolicyRetrieve, EachStepTracesItsOwnProbe) {
+    kelhost::setTraceFlags(PDT_FLAG_DATA);
+    for (const auto& [service, probe] : {std::pair{Service::SQLConnect, 10U}, {Service::SQLExecDirect, 20U}}) {
+        const faulty::Scope scope;
+        clearLogs();
+        faulty::failCall(service, 1, faulty::Duration::once, faulty::usualFailure, -901);
+        sqlca ca = {};
+        kelPolicyRetrieve(nullptr, nullptr, nullptr, nullptr, &ca);
+        const auto records = recordsOf(kelhost::LogKind::trace);
+        ASSERT_EQ(records.size(), 1U);
+        EXPECT_EQ(records[0].probe, probe);
+        EXPECT_EQ(records[0].code, -901);
+    }
+    kelhost::setTraceFlags(0);
 }
 
 TEST_F(PolicyRetrieve, AReleaseThatFailsTakesTheResultSetFromNobody) {

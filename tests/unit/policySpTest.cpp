@@ -3,9 +3,11 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 
 #include "faulty.h"
 #include "files.h"
+#include "trace.h"
 #include "unit/configSupport.h"
 
 namespace {
@@ -236,8 +238,17 @@ TEST_F(PolicyInstall, EveryCallThatFailsIsTold) {
     for (const auto& [action, service, call] : cases) {
         SCOPED_TRACE(std::string(action) + " " + faulty::serviceName(service) + " " + std::to_string(call));
         const faulty::Scope scope;
-        faulty::failCall(service, call);
+        faulty::failCall(service, call, faulty::Duration::once, faulty::usualFailure, -901);
+        clearLogs();
+        kelhost::setTraceFlags(PDT_FLAG_DATA);
         const Outcome outcome = install(ownCall(action, "x"));
+        kelhost::setTraceFlags(0);
+        const auto traced = recordsOf(kelhost::LogKind::trace);
+        ASSERT_FALSE(traced.empty());
+        EXPECT_EQ(traced[0].function, "kelPolicyInstallSpCommon");
+        EXPECT_EQ(traced[0].probe, 10U);
+        // Without any handle there is nothing that could report.
+        EXPECT_EQ(traced[0].code, service == Service::SQLAllocHandle && call == 1 ? -99999 : -901);
         EXPECT_EQ(outcome.status, -1);
         EXPECT_EQ(outcome.sqlstate, "58004");
         EXPECT_NE(outcome.message, "");
@@ -412,6 +423,7 @@ TEST_F(PolicyInstall, EveryAllocationMayFail) {
     for (const auto duration : {faulty::Duration::once, faulty::Duration::forEver}) {
         int rounds = 0;
         int failed = 0;
+        std::set<uint32_t> probes;
         for (uint64_t allocation = 1;; ++allocation, ++rounds) {
             SCOPED_TRACE(allocation);
             services::store(SQLPI_REORG_KEY, before);
@@ -429,12 +441,15 @@ TEST_F(PolicyInstall, EveryAllocationMayFail) {
             } else {
                 ++failed;
                 EXPECT_EQ(outcome.sqlstate, "58004") << outcome;
+                for (const kelhost::LogRecord& record : recordsOf(kelhost::LogKind::diagnostic))
+                    if (record.function == "kelPolicyInstallSpCommon") probes.insert(record.probe);
                 EXPECT_TRUE(after == before || after == given) << after;
             }
             if (!reached || HasFailure()) break;
             clearLogs();
         }
         EXPECT_GT(rounds, 50) << "an update makes at least so many allocations";
+        EXPECT_TRUE(probes.contains(30)) << "where memory is missing";
         EXPECT_GE(failed, 5) << "the descriptions, the document carried over, and what they are made of";
         RecordProperty(duration == faulty::Duration::once ? "failedOnce" : "failedForEver", failed);
         RecordProperty("rounds", rounds);

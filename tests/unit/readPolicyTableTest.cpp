@@ -288,6 +288,7 @@ TEST_F(PolicyTrace, tellsEntryWithTheKeysAndExitWithTheStatus) {
     ASSERT_EQ(records.size(), 3U);
     EXPECT_EQ(records[0].event, Event::entry);
     EXPECT_EQ(records[1].event, Event::data);
+    EXPECT_EQ(records[1].probe, 0U);
     EXPECT_EQ(records[1].items, (std::vector<std::string>{"no MED", "", ""}));
     EXPECT_EQ(records[2].event, Event::exit);
     EXPECT_EQ(records[2].code, SQLPI_NO_ROW);

@@ -37,6 +37,7 @@ TEST_F(Utf8, EveryCharacterIsWrittenAsItIs) {
         if (character >= 0x10000) part(0xF0, 18), part(0x80, 12), part(0x80, 6), part(0x80, 0);
         ASSERT_EQ(converted(text), expected) << static_cast<uint32_t>(character);
     }
+    EXPECT_EQ(converted(u"\U0000FFFF\U00010000\U0010FFFF"), "\U0000FFFF\U00010000\U0010FFFF");
     EXPECT_EQ(converted(u""), "");
     EXPECT_EQ(converted({u"a\0b", 3}), std::string("a\0b", 3));
 }
@@ -98,6 +99,8 @@ TEST_F(Utf8, EveryCharacterButNulIsWellFormedAndNothingElseIs) {
     EXPECT_EQ(count(0x80, 0xDF, 2), 0x800U - 0x80U);
     EXPECT_EQ(count(0xE0, 0xEF, 3), 0x10000U - 0x800U - 0x800U) << "without the halves of pairs";
     EXPECT_EQ(count(0xF0, 0xFF, 4), 0x110000U - 0x10000U);
+    for (const char* outside : {"\xE0\x80\xBF", "\xED\xA0\x80", "\xF0\x80\xBF\xBF", "\xF4\x90\x80\x80"})
+        EXPECT_EQ(sqlpiFirstIllFormed(outside), 0U) << "the second byte decides";
     for (unsigned byte = 0; byte <= 0xFF; ++byte) {
         const char text[1] = {static_cast<char>(byte)};
         EXPECT_EQ(sqlpiFirstIllFormed({text, 1}), byte > 0 && byte < 0x80 ? 1U : 0U) << byte;
