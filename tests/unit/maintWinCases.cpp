@@ -21,6 +21,7 @@ tm localOf(int64_t moment) {
     return local;
 }
 
+/* Each draw is a statement's only one, or stands in braces: otherwise compilers make them in different orders. */
 class Draw {
 public:
     explicit Draw(uint64_t seed) : engine_(seed) {}
@@ -110,16 +111,21 @@ int32_t drawDuration(Draw& draw, const sqlpiMaintWindowInfo& info) {
         case 2:
             return 1;
         case 3:
-        case 4:
-            return draw.oneOf(lengths) + static_cast<int32_t>(draw.from(-1, 1));
-        case 5:
-            return ((seconds(info.endTime) - seconds(info.startTime)) % 86400 + 86400) % 86400 +
-                   static_cast<int32_t>(draw.from(-1, 1)) + static_cast<int32_t>(draw.from(-1, 1)) * 3600;
+        case 4: {
+            const int32_t length = draw.oneOf(lengths);
+            return length + static_cast<int32_t>(draw.from(-1, 1));
+        }
+        case 5: {
+            const auto more = static_cast<int32_t>(draw.from(-1, 1));
+            return ((seconds(info.endTime) - seconds(info.startTime)) % 86400 + 86400) % 86400 + more +
+                   static_cast<int32_t>(draw.from(-1, 1)) * 3600;
+        }
         case 6:
             return static_cast<int32_t>(draw.from(1, 24) * 3600);
-        case 7:
-            return static_cast<int32_t>(draw.from(1, draw.oneOf(std::array{4, 40, 1500})) * DAY +
-                                        draw.from(-3, 3) * HOUR / 2);
+        case 7: {
+            const int64_t days = draw.from(1, draw.oneOf(std::array{4, 40, 1500}));
+            return static_cast<int32_t>(days * DAY + draw.from(-3, 3) * HOUR / 2);
+        }
         case 8:
             return draw.oneOf(std::array{0, -1, -3600, -100000, std::numeric_limits<int32_t>::min(),
                                          std::numeric_limits<int32_t>::max()});
@@ -209,7 +215,8 @@ Case randomCase(uint64_t seed, const Zone& zone, const std::vector<int64_t>& cha
                 near += draw.from(-4 * HOUR, 4 * HOUR);
                 break;
             case 1:
-                near += draw.from(-9, 9) * 900 + draw.from(-1, 1);
+                near += draw.from(-9, 9) * 900;
+                near += draw.from(-1, 1);
                 break;
             case 2:
                 near += draw.from(-3 * DAY, 3 * DAY);
