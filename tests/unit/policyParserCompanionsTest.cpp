@@ -119,6 +119,27 @@ TEST_F(ParserCompanions, SomeNotificationsChangeNothing) {
     EXPECT_EQ(outline(tree.get()), "1(19'text')");
 }
 
+TEST_F(ParserCompanions, TextComesInAnyPieces) {
+    const std::u16string character = u"\U0001F600";
+    std::u16string text = u"x";
+    std::string expected = "x";
+    for (int i = 0; i < 5000; ++i) {
+        text += character;
+        expected += "\U0001F600";
+    }
+    for (const size_t piece : {1, 2, 7, 999, 1024, 4096, 10001}) {
+        sqlpi_sax_handler handler;
+        handler.startDocument();
+        Attributes none({});
+        handler.startElement(u"PolicyDocument", none);
+        for (size_t begin = 0; begin < text.size(); begin += piece)
+            handler.characters(text.data() + begin, std::min(piece, text.size() - begin));
+        handler.endElement(u"PolicyDocument");
+        const Tree tree(handler.takeRoot());
+        EXPECT_TRUE(tree->text == expected) << "in pieces of " << piece;
+    }
+}
+
 TEST_F(ParserCompanions, ASecondDocumentBeginsAnew) {
     sqlpi_sax_handler handler;
     Attributes attributes({});
