@@ -1,6 +1,8 @@
 // What the command line does when it is not understood, or when something around it is broken.
 #include <unistd.h>
 
+#include <sstream>
+
 #include <nlohmann/json.hpp>
 
 #include "commandHelp.h"
@@ -232,6 +234,49 @@ TEST_F(CliFailure, tellsThatTheAnswerCouldNotBeWritten) {
                   0U)
             << command.back() << outcome.err;
     }
+}
+
+/* Else the files that the program opens would take their numbers. */
+TEST_F(CliFailure, takesNoOtherFileForAStandardFileThatIsClosed) {
+    const std::string windows = sample("configuration/windows-nights.xml");
+    const struct {
+        std::vector<int> closed;
+        std::vector<std::string> command;
+        int status;
+    } cases[] = {
+        {{1}, {"get", "windows"}, 1},
+        {{1}, {"--version"}, 1},
+        {{1}, {"set", "windows", windows}, 1},
+        {{1}, {"--json", "retrieve", "--documents"}, 1},
+        {{1}, {"get", "windows", "--output", file("got.xml")}, 1},
+        {{0, 1}, {"describe"}, 1},
+        {{1, 2}, {"describe"}, 1},
+        {{0, 1, 2}, {"describe"}, 1},
+        {{0}, {"describe"}, 0},
+        {{0}, {"set", "windows", "-"}, 1},
+        {{2}, {"describe"}, 0},
+        {{0, 2}, {"set", "windows", windows}, 0},
+        {{0, 2}, {"set", "windows", "-"}, 1},
+        {{2}, {"get", "nonsense"}, 2},
+    };
+    ASSERT_EQ(run({"init"}).status, 0);
+    const auto foreign = [this](const std::string& name) {
+        std::istringstream lines(readFile(instance() + "/log/" + name));
+        std::string found;
+        for (std::string line; std::getline(lines, line);)
+            if (line.find(" process ") != 26) found += line + "\n";
+        return found;
+    };
+    for (const auto& one : cases) {
+        const std::string what = one.command.front() + " without " + std::to_string(one.closed.front());
+        const Outcome outcome = run(one.command, {.closed = one.closed});
+        EXPECT_EQ(outcome.status, one.status) << what << outcome.err;
+        const bool tells = one.status == 1 && one.closed.front() <= 1 && one.closed.back() == 1;
+        EXPECT_EQ(outcome.err.find("cannot write all of the answer") != std::string::npos, tells) << outcome.err;
+        for (const char* name : {"diagnostic.log", "administration.log", "trace.log"})
+            EXPECT_EQ(foreign(name), "") << what << ", " << name;
+    }
+    EXPECT_EQ(readFile(file("got.xml")), run({"get", "windows"}).out) << "only the answer is lost";
 }
 
 /* What a path means cannot be told then; every command that takes one says so, and ends. */

@@ -56,6 +56,7 @@ struct Pipe {
     }
     if (surroundings.user.has_value() && (::setgid(*surroundings.user) != 0 || ::setuid(*surroundings.user) != 0))
         ::_exit(127);
+    for (const int descriptor : surroundings.closed) ::close(descriptor);
     std::vector<char*> arguments;
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);

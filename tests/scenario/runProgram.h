@@ -21,6 +21,7 @@ struct Surroundings {
     std::map<std::string, std::optional<std::string>> environment{}; /* set, or without a value removed */
     std::string input{};                                             /* of standard input, then its end */
     std::string outputFile{};                             /* standard output goes here; empty: it is kept in `out` */
+    std::vector<int> closed{};                            /* descriptors that the program starts without */
     std::optional<unsigned> user{};                       /* user and group number to run as */
     size_t stackKilobytes = 0;                            /* limit of the stack; 0: as it is */
     std::optional<std::chrono::microseconds> killAfter{}; /* then the program is killed, wherever it stands */

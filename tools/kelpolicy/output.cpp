@@ -136,10 +136,12 @@ void Output::flush() {
 void Output::finish() {
     flush();
     if (writeFailure_ == 0) return;
-    throw Failure(fmt::format("cannot write all of the answer to standard output: {}",
-                              std::generic_category().message(writeFailure_)),
-                  "Make room where standard output goes, and run the command again.", systemErrorCode,
-                  systemErrorState);
+    throw Failure(
+        fmt::format("cannot write all of the answer to standard output: {}",
+                    std::generic_category().message(writeFailure_)),
+        "What the command changes is done, only the answer is missing. Open standard output, or make room where "
+        "it goes.",
+        systemErrorCode, systemErrorState);
 }
 
 std::string jsonText(const Json& value, int indent) {
