@@ -32,7 +32,9 @@ struct Dialect {
     UnitStart unitStart;
     bool savepointForEachStatement; /* a failing statement would spoil the unit of work */
     bool keepsPreparedQueries; /* a prepared query follows changes of its table, so it may be kept for the next use */
-    /* "Key=Value" that a connection string needs, unless it has the key; {} stands for the lock timeout in ms. */
+    int waitsForALock;         /* how often the driver runs a statement that meets a lock, and waits, before it fails */
+    /* "Key=Value" that a connection string needs, unless it has the key; {} stands for how
+     * long to wait for a lock, in ms. */
     std::span<const char* const> connectionSettings;
     std::span<const char* const> sessionSetup; /* statements for a new session; {} as above */
     const char* verifyPolicyTable;             /* fails when the table or a column is missing */

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <charconv>
+#include <chrono>
 #include <filesystem>
 #include <mutex>
 
@@ -28,29 +30,42 @@ std::string embeddedConnection(const Instance& instance) {
     return "DRIVER=SQLite3;Database=" + path;
 }
 
-// A database may take 0 for "wait for ever".
-std::string withTimeout(const char* text, const DatabaseOptions& options) {
-    return fmt::format(fmt::runtime(text), std::clamp<int64_t>(options.lockTimeout.count(), 1, INT32_MAX));
-}
-
-/* Whether the connection string has the key of the setting "Key=Value". */
-bool hasKey(std::string_view connection, std::string_view setting) {
-    const std::string_view key = setting.substr(0, setting.find('=') + 1);
+/* The value of a key of the connection string; nothing when it has no such key. */
+std::optional<std::string_view> valueOf(std::string_view connection, std::string_view key) {
     const auto isSame = [](char one, char other) {
         return std::tolower(static_cast<unsigned char>(one)) == std::tolower(static_cast<unsigned char>(other));
     };
     while (!connection.empty()) {
-        const std::string_view start = connection.substr(0, key.size());
-        if (std::equal(start.begin(), start.end(), key.begin(), key.end(), isSame)) return true;
-        connection.remove_prefix(std::min(connection.find(';'), connection.size() - 1) + 1);
+        const std::string_view setting = connection.substr(0, connection.find(';'));
+        const std::string_view name = setting.substr(0, setting.find('='));
+        if (name.size() < setting.size() && std::equal(name.begin(), name.end(), key.begin(), key.end(), isSame))
+            return setting.substr(name.size() + 1);
+        connection.remove_prefix(std::min(setting.size() + 1, connection.size()));
     }
-    return false;
+    return std::nullopt;
 }
 
+// A driver that waits several times for one lock is told to wait a part of the time each time. A database may take 0
+// for "wait for ever".
+std::string withTimeout(const char* text, const Dialect& dialect, std::chrono::milliseconds lockTimeout) {
+    const int64_t waits = dialect.waitsForALock;
+    const int64_t each = lockTimeout.count() / waits + (lockTimeout.count() % waits > 0 ? 1 : 0);
+    return fmt::format(fmt::runtime(text), std::clamp<int64_t>(each, 1, INT32_MAX));
+}
+
+// What a setting of the connection string's own means for the lock timeout stays its business, but for how often the
+// driver waits.
 std::string completed(std::string connection, const Dialect& dialect, const DatabaseOptions& options) {
-    for (const char* text : dialect.connectionSettings) {
-        const std::string setting = withTimeout(text, options);
-        if (!hasKey(connection, setting)) connection += (connection.ends_with(';') ? "" : ";") + setting;
+    for (const std::string_view text : dialect.connectionSettings) {
+        const auto own = valueOf(connection, text.substr(0, text.find('=')));
+        std::chrono::milliseconds timeout = options.lockTimeout;
+        if (own.has_value()) {
+            int64_t given = 0;
+            std::from_chars(own->data(), own->data() + own->size(), given);
+            if (given <= 0 || text.find("{}") == std::string_view::npos) continue;
+            timeout = std::chrono::milliseconds(given);
+        }
+        connection = withTimeout(text.data(), dialect, timeout) + ';' + connection;  // of two the first counts
     }
     return connection;
 }
@@ -60,9 +75,7 @@ std::string completed(std::string connection, const Dialect& dialect, const Data
 Session::Session(const Instance& instance, const DatabaseOptions& options)
     : driver_(driverManager()), instance_(instance), packages_(std::make_unique<Packages>(*this)) {
     try {
-        const bool embedded = options.connection.empty();
-        connect(embedded ? completed(embeddedConnection(instance), dialectOf("SQLite"), options) : options.connection,
-                options);
+        connect(options);
         setUp(options);
         prepared_.reserve(mostPreparedQueries);
     } catch (...) {
@@ -101,18 +114,22 @@ void Session::closeStatements() noexcept {
 
 // Which settings a database needs is known when it has been connected to; then it is done once more with them.
 // One at a time: the driver manager keeps its configuration, and drivers the locale, for the whole process unguarded.
-void Session::connect(const std::string& connection, const DatabaseOptions& options) {
+void Session::connect(const DatabaseOptions& options) {
     static constinit std::mutex opening;
     const std::lock_guard lock(opening);
     if (driver_.allocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_) != SQL_SUCCESS) throw std::bad_alloc();
     driver_.setEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
     if (driver_.allocHandle(SQL_HANDLE_DBC, environment_, &connection_) != SQL_SUCCESS) throw std::bad_alloc();
-    connectOnce(connection);
-    const std::string whole = completed(connection, *dialect_, options);
-    if (whole != connection) {
-        connected_ = false;
-        driver_.disconnect(connection_);
-        connectOnce(whole);
+    if (options.connection.empty()) {
+        connectOnce(completed(embeddedConnection(instance_), dialectOf("SQLite"), options));
+    } else {
+        connectOnce(options.connection);
+        const std::string whole = completed(options.connection, *dialect_, options);
+        if (whole != options.connection) {
+            connected_ = false;
+            driver_.disconnect(connection_);
+            connectOnce(whole);
+        }
     }
     if (dialect_->unitStart == UnitStart::driver) {
         driver_.setConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT, reinterpret_cast<SQLPOINTER>(SQL_AUTOCOMMIT_OFF), 0);
@@ -144,7 +161,7 @@ void Session::setUp(const DatabaseOptions& options) {
     require(allocate(control_), "cannot use the database");
     if (dialect_->unitStart == UnitStart::host) attachPolicySchema();
     for (const char* text : dialect_->sessionSetup) {
-        require(run(withTimeout(text, options)), "cannot set the database session up");
+        require(run(withTimeout(text, *dialect_, options.lockTimeout)), "cannot set the database session up");
     }
     commit();
 }

@@ -111,7 +111,7 @@ public:
     std::vector<SQLHSTMT> statements{}; /* oldest first */
 
 private:
-    void connect(const std::string& connection, const DatabaseOptions& options);
+    void connect(const DatabaseOptions& options);
     void connectOnce(const std::string& connection);
     std::string driverInfo(SQLUSMALLINT what) const;
     void setUp(const DatabaseOptions& options);

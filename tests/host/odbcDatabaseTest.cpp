@@ -133,6 +133,38 @@ TEST_F(OdbcDatabase, TheLockTimeoutIsSetUnlessTheConnectionStringHasItsOwn) {
     }
 }
 
+/* The driver tries again after it has waited. The shortest of some tries counts: any may be held up by the machine. */
+TEST_F(OdbcDatabase, ALockIsWaitedForOnce) {
+    using std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds setting(800);
+    const std::string file = "DRIVER=SQLite3;Database=" + instance_.databaseFiles() + "/kelpolicy.db";
+    const kelhost::DatabaseOptions settings[] = {
+        {.lockTimeout = setting},
+        {.connection = file, .lockTimeout = setting},
+        {.connection = file + ";Timeout=800", .lockTimeout = patient.lockTimeout}};
+    EngineContext holder(instance_);
+    const EngineContext::Scope bound(holder);
+    {
+        Client holds;
+        ASSERT_EQ(holds.createPolicyTable(), SQL_SUCCESS);
+    }
+    for (const kelhost::DatabaseOptions& options : settings) {
+        EngineContext context(instance_, options);
+        const EngineContext::Scope waiting(context);
+        Client client;
+        steady_clock::duration shortest = std::chrono::hours(1);
+        for (int tries = 0; tries < 5 && shortest > setting * 3 / 2; ++tries) {
+            const auto start = steady_clock::now();
+            EXPECT_EQ(client.insert("waits", "x"), SQL_ERROR);
+            EXPECT_EQ(client.state(), "40001");
+            shortest = std::min(shortest, steady_clock::now() - start);
+            context.rollback();
+        }
+        EXPECT_GE(shortest, setting) << options.connection;
+        EXPECT_LT(shortest, setting * 3 / 2) << options.connection;
+    }
+}
+
 TEST_F(OdbcDatabase, AConnectionThatFailsSaysWhy) {
     EXPECT_NE(errorOf(instance_, "DSN=there-is-no-such-source", "IM002").find("cannot connect to the database: "),
               std::string::npos);
