@@ -38,14 +38,16 @@ bool isNull(const int16_t* indicator) noexcept {
     return indicator != nullptr && *indicator < 0;
 }
 
-/* A text argument, of which no more than its stated size is read. */
+/* A text argument. One that does not fit is cut, which must be told: the rest of a key is another row's. */
 template <size_t Size>
 struct Argument {
     char text[Size + 1];
+    bool isTooLong;
 
     Argument(const char* value, const int16_t* indicator, const char* whenNull) noexcept {
         const bool given = value != nullptr && !isNull(indicator);
-        const std::string_view source = given ? std::string_view(value, strnlen(value, Size)) : whenNull;
+        const std::string_view source = given ? std::string_view(value, strnlen(value, Size + 1)) : whenNull;
+        isTooLong = source.size() > Size;
         text[source.copy(text, Size)] = '\0';
     }
     bool isEmpty() const noexcept { return text[0] == '\0'; }
@@ -101,7 +103,7 @@ public:
     }
 
     int32_t run() noexcept {
-        if (!open()) return -1;
+        if (!textsFit() || !open()) return -1;
         switch (action_) {
             case 'I':
                 return prepare() && bindPolicy() && execute() ? 0 : -1;
@@ -140,6 +142,13 @@ private:
         sqloinca(&ca);
         sqlpiPrepSqlca(ca, SQLPI_BAD_ARGUMENT, nullptr, {position, install});
         return fail(ca);
+    }
+
+    bool textsFit() noexcept {
+        if (med_.isTooLong) return failArgument("2");
+        if (decision_.isTooLong) return failArgument("3");
+        if (name_.isTooLong) return failArgument("4");
+        return !policyFile_.isTooLong || failArgument("5");
     }
 
     bool open() noexcept {
@@ -328,6 +337,7 @@ bool buildQuery(sqlpiTextBuilder& query, const char* const (&keys)[3], const int
 int32_t kelPolicyInstallSpCommon(const char* action, const char* med, const char* decision, const char* name,
                                  const char* policyFile, const sqludf_lob* policy, const kelPolicyInstallNulls* nulls,
                                  char* sqlstate, char* message, const sqludf_dbinfo* dbinfo) noexcept {
+    if (sqlstate == nullptr || message == nullptr) return -1;
     const kelPolicyInstallNulls given = nulls == nullptr ? kelPolicyInstallNulls{} : *nulls;
     return Install(action, med, decision, name, policyFile, policy, given, sqlstate, message, dbinfo).run();
 }
@@ -347,6 +357,7 @@ int32_t kelPolicyInstallSpLocal(const char* action, const char* med, const char*
 void kelPolicyRetrieve(const char* med, const char* decision, const char* name, const int16_t* nullIndicators,
                        sqlca* ca) noexcept {
     sqlpiFunctionTrace trace(retrieve);
+    if (ca == nullptr) return;
     ossOneTimeOnly();
     *ca = {};
     sqlpiCliHandles handles;

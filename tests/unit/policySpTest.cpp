@@ -107,8 +107,7 @@ TEST_F(PolicyInstall, KeysAreStoredAsGiven) {
                  {"''", "''''"},
                  {"' OR '1'='1", "'' OR ''1''=''1"},
                  {full, full},
-                 {std::string(SQLPI_KEY_SIZE, '\''), std::string(2 * SQLPI_KEY_SIZE, '\'')},
-                 {full + "more", full}};
+                 {std::string(SQLPI_KEY_SIZE, '\''), std::string(2 * SQLPI_KEY_SIZE, '\'')}};
     for (const auto& [given, kept] : cases) {
         SCOPED_TRACE(given);
         const int64_t before = stored({"X", "X", "X"}).has_value();
@@ -123,16 +122,55 @@ TEST_F(PolicyInstall, KeysAreStoredAsGiven) {
     EXPECT_TRUE(stored(SQLPI_BACKUP_KEY).has_value());
 }
 
-TEST_F(PolicyInstall, KeysNeedNoTerminator) {
-    const std::string longest(SQLPI_KEY_SIZE, 'k');
-    const std::vector<char> key(longest.begin(), longest.end());  // the sanitizer sees a read behind it
+TEST_F(PolicyInstall, ATextThatIsTooLongIsRefusedAndNothingIsExecuted) {
+    const std::string prefix(SQLPI_KEY_SIZE, 'k');
+    const std::string longKey = prefix + "x";
+    const sqlpiPolicyKey row = {prefix.c_str(), prefix.c_str(), prefix.c_str()};
+    ASSERT_EQ(install({"I", prefix, prefix, prefix, {}, "kept"}), done);
+    for (const char* action : {"I", "U", "D"}) {
+        const struct {
+            const char* position;
+            Call call;
+        } cases[] = {
+            {"2", {action, longKey, prefix, prefix, {}, "x"}},
+            {"3", {action, prefix, longKey, prefix, {}, "x"}},
+            {"4", {action, prefix, prefix, longKey, {}, "x"}},
+            {"4", {action, prefix, prefix, std::string(100'000, 'k'), {}, "x"}},
+            {"2", {action, longKey, longKey, longKey, {}, "x"}},
+            {"5", {action, prefix, prefix, prefix, std::string(SQLPI_POLICY_FILE_SIZE + 1, 'f'), "x"}},
+        };
+        for (const auto& [position, call] : cases) {
+            SCOPED_TRACE(std::string(action) + " " + position);
+            const faulty::Scope scope;
+            const Outcome outcome = install(call);
+            EXPECT_EQ(outcome.status, -1);
+            EXPECT_EQ(outcome.sqlstate, "58004");
+            EXPECT_TRUE(outcome.message.starts_with(std::string("KEL0171N  Argument ") + position)) << outcome.message;
+            EXPECT_EQ(faulty::calls(Service::SQLAllocHandle), 0U);
+            EXPECT_EQ(stored(row), "kept");
+        }
+    }
+    EXPECT_EQ(install({"D", longKey, {}, {}, {}, {}}).status, -1);
+    EXPECT_EQ(stored(row), "kept");
+}
+
+TEST_F(PolicyInstall, ANameOfAFileMayBeAsLongAsThereIsRoom) {
+    config::writeWhole(path("tmp/p.xml"), "from the file");
+    Call call = ownCall("I", {});
+    call.file = "tmp" + std::string(SQLPI_POLICY_FILE_SIZE - std::strlen("tmpp.xml"), '/') + "p.xml";
+    EXPECT_EQ(install(call), done);
+    EXPECT_EQ(stored(ownKey), "from the file");
+}
+
+TEST_F(PolicyInstall, WithoutItsOutputsNothingIsExecuted) {
+    config::Lob lob("x");
     char sqlstate[SQLUDF_STATE_SIZE];
     char message[SQLUDF_MESSAGE_SIZE];
-    config::Lob lob("x");
-    EXPECT_EQ(kelPolicyInstallSp("I", key.data(), key.data(), key.data(), nullptr, lob.get(), nullptr, sqlstate,
-                                 message, nullptr),
-              0);
-    EXPECT_EQ(stored({longest.c_str(), longest.c_str(), longest.c_str()}), "x");
+    for (const auto install : {kelPolicyInstallSp, kelPolicyInstallSpLocal}) {
+        EXPECT_EQ(install("I", "M", "D", "N", nullptr, lob.get(), nullptr, nullptr, message, nullptr), -1);
+        EXPECT_EQ(install("I", "M", "D", "N", nullptr, lob.get(), nullptr, sqlstate, nullptr, nullptr), -1);
+    }
+    EXPECT_EQ(stored({"M", "D", "N"}), std::nullopt);
 }
 
 TEST_F(PolicyInstall, BytesAreStoredAsTheyAre) {

@@ -12,7 +12,7 @@
 #include "sqlca.h"
 #include "sqlpiApi.h"
 
-/* Bytes of the arguments; what is longer is not read further, a shorter one is terminated. */
+/* The most bytes of the arguments, without their terminator. One that is longer is refused. */
 constexpr size_t SQLPI_KEY_SIZE = 128;
 constexpr size_t SQLPI_POLICY_FILE_SIZE = 2048;
 
@@ -36,7 +36,8 @@ struct kelPolicyInstallNulls {
  * values of that description (0 where it shows none), takes the place of the row.
  *
  * Returns 0 with SQLSTATE "00000", also when no row had the keys; or -1 with SQLSTATE "56038" (no such action) or
- * "58004" (anything else), and then the beginning of the engine's message on the first failure in `message`.
+ * "58004" (anything else), and then the beginning of the engine's message on the first failure in `message`. A text
+ * that is too long is told as SQLCODE -171, before anything is executed; so is an output that is missing, by -1 alone.
  * REQUIRES: `sqlstate` has SQLUDF_STATE_SIZE bytes, `message` SQLUDF_MESSAGE_SIZE. */
 SQLPI_ENTRY int32_t kelPolicyInstallSp(const char* action, const char* med, const char* decision, const char* name,
                                        const char* policyFile, const sqludf_lob* policy,
@@ -53,7 +54,7 @@ int32_t kelPolicyInstallSpCommon(const char* action, const char* med, const char
 /* Selects MED, DECISION, NAME and POLICY of the rows with the keys that are given: not null by its indicator
  * (`nullIndicators` holds three, in the order of the keys; a null pointer: all are given) and not empty. On success
  * `ca` is clear and the result set stays open for the caller to read and close. The keys go into the statement as they
- * are: the caller is trusted with them. -171 when a key does not fit the statement. */
+ * are: the caller is trusted with them. -171 when a key does not fit the statement. Does nothing without `ca`. */
 SQLPI_ENTRY void kelPolicyRetrieve(const char* med, const char* decision, const char* name,
                                    const int16_t* nullIndicators, sqlca* ca) noexcept;
 
