@@ -122,6 +122,7 @@ void SQLPIPolicyElement::appendText(const char* chunk) noexcept {
 }
 
 void SQLPIPolicyElement::appendText(const char* chunk, size_t length) noexcept {
+    if (chunk == nullptr) return;
     const size_t oldLength = text == nullptr ? 0 : std::strlen(text);
     auto* joined = static_cast<char*>(sqlpiTakeMemory(nullptr, oldLength + length + 1, tag, __LINE__));
     if (joined == nullptr) return;

@@ -136,6 +136,7 @@ struct Companions {
 int32_t sqlpiParsePolicyDocument(SQLO_MEM_POOL* pool, int32_t length, const char* document, SQLPIPolicyElement** result,
                                  sqlpiParseProblem* problem) noexcept {
     sqlpiFunctionTrace trace(function);
+    if (result == nullptr) return trace.exit(SQLPI_PARSE_ERROR);
     if (length == 0 || document == nullptr) {
         *result = nullptr;
         return trace.exit(SQLPI_PARSE_OK);

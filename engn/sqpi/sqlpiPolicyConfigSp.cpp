@@ -24,6 +24,10 @@ public:
         writeState("00000");
     }
 
+    /* Whether an outcome can be told. */
+    static bool hasOutputs(const char* sqlstate, const sqlca* ca) noexcept {
+        return sqlstate != nullptr && ca != nullptr;
+    }
     static bool isGiven(const char* text, const int16_t* null) noexcept {
         return !isNull(null) && text != nullptr && *text != '\0';
     }
@@ -89,6 +93,7 @@ sqlpiBlock takeConfiguration(const char* policyType, int& length, const sqludf_d
 uint32_t kelAutomaintGetPolicyFileSpLocal(const char* policyType, const char* fileName, const int16_t* policyTypeNull,
                                           const int16_t* fileNameNull, char* sqlstate, const char*, const char*, char*,
                                           const sqludf_dbinfo* dbinfo, sqlca* ca) noexcept {
+    if (!EntryCall::hasOutputs(sqlstate, ca)) return SQLPI_CONFIG_FAILED;
     EntryCall call(getFile, sqlstate, *ca);
     if (!call.check(policyType, call.isGiven(policyType, policyTypeNull), call.isGiven(fileName, fileNameNull),
                     getRoutine))
@@ -108,9 +113,10 @@ uint32_t kelAutomaintGetPolicyFileSpLocal(const char* policyType, const char* fi
 uint32_t kelAutomaintGetPolicyDocSpLocal(const char* policyType, sqludf_lob* document, const int16_t* policyTypeNull,
                                          int16_t* documentNull, char* sqlstate, const char*, const char*, char*,
                                          const sqludf_dbinfo* dbinfo, sqlca* ca) noexcept {
-    EntryCall call(getDocument, sqlstate, *ca);
     if (documentNull != nullptr) *documentNull = SQLUDF_NULL;
     if (document != nullptr) document->length = 0;
+    if (!EntryCall::hasOutputs(sqlstate, ca)) return SQLPI_CONFIG_FAILED;
+    EntryCall call(getDocument, sqlstate, *ca);
     if (!call.check(policyType, call.isGiven(policyType, policyTypeNull), document != nullptr, setRoutine))
         return call.end(SQLPI_CONFIG_FAILED);
     int length = 0;
@@ -128,6 +134,7 @@ uint32_t kelAutomaintGetPolicyDocSpLocal(const char* policyType, sqludf_lob* doc
 uint32_t kelAutomaintSetPolicyFileSpLocal(const char* policyType, const char* fileName, const int16_t* policyTypeNull,
                                           const int16_t* fileNameNull, char* sqlstate, const char*, const char*, char*,
                                           const sqludf_dbinfo* dbinfo, sqlca* ca) noexcept {
+    if (!EntryCall::hasOutputs(sqlstate, ca)) return SQLPI_CONFIG_FAILED;
     EntryCall call(setFile, sqlstate, *ca);
     if (!call.check(policyType, call.isGiven(policyType, policyTypeNull), call.isGiven(fileName, fileNameNull),
                     setRoutine))
@@ -146,6 +153,7 @@ uint32_t kelAutomaintSetPolicyDocSpLocal(const char* policyType, const sqludf_lo
                                          const int16_t* policyTypeNull, const int16_t* documentNull, char* sqlstate,
                                          const char*, const char*, char*, const sqludf_dbinfo* dbinfo,
                                          sqlca* ca) noexcept {
+    if (!EntryCall::hasOutputs(sqlstate, ca)) return SQLPI_CONFIG_FAILED;
     EntryCall call(setDocument, sqlstate, *ca);
     if (!call.check(policyType, call.isGiven(policyType, policyTypeNull), call.isGiven(document, documentNull),
                     setRoutine))

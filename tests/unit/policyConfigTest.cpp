@@ -163,6 +163,44 @@ TEST_F(PolicyConfig, AnOutputWithoutRoomIsRefused) {
     EXPECT_EQ(outcome.tokens, (Strings{"2", "AUTOMAINT_GET_POLICY"}));
 }
 
+TEST_F(PolicyConfig, WithoutAnOutputForTheOutcomeNothingIsDone) {
+    using Entry = std::function<uint32_t(char*, sqlca*)>;
+    config::Lob lob(config::backup("<TapeBackupTarget><PathName>/t</PathName></TapeBackupTarget>"));
+    config::writeWhole(tmp("set.xml"), lob.text());
+    const std::string before = *stored(types[1].key);
+    config::Lob got("rubbish");
+    int16_t gotNull = 7;
+    const Entry entries[] = {
+        [](char* sqlstate, sqlca* ca) {
+            return kelAutomaintGetPolicyFileSpLocal("AUTO_BACKUP", "f", nullptr, nullptr, sqlstate, "", "", nullptr,
+                                                    nullptr, ca);
+        },
+        [&](char* sqlstate, sqlca* ca) {
+            return kelAutomaintGetPolicyDocSpLocal("AUTO_BACKUP", got.get(), nullptr, &gotNull, sqlstate, "", "",
+                                                   nullptr, nullptr, ca);
+        },
+        [](char* sqlstate, sqlca* ca) {
+            return kelAutomaintSetPolicyFileSpLocal("AUTO_BACKUP", "set.xml", nullptr, nullptr, sqlstate, "", "",
+                                                    nullptr, nullptr, ca);
+        },
+        [&](char* sqlstate, sqlca* ca) {
+            return kelAutomaintSetPolicyDocSpLocal("AUTO_BACKUP", lob.get(), nullptr, nullptr, sqlstate, "", "",
+                                                   nullptr, nullptr, ca);
+        },
+    };
+    for (const Entry& entry : entries) {
+        sqlca ca = {};
+        char sqlstate[SQLUDF_STATE_SIZE];
+        EXPECT_EQ(entry(nullptr, &ca), SQLPI_CONFIG_FAILED);
+        EXPECT_EQ(entry(sqlstate, nullptr), SQLPI_CONFIG_FAILED);
+        EXPECT_EQ(entry(nullptr, nullptr), SQLPI_CONFIG_FAILED);
+    }
+    EXPECT_EQ(stored(types[1].key), before);
+    EXPECT_EQ(got.text(), "");
+    EXPECT_EQ(gotNull, SQLUDF_NULL);
+    EXPECT_FALSE(std::filesystem::exists(tmp("f")));
+}
+
 TEST_F(PolicyConfig, ANullDocumentIsRefusedBelowTheEntriesToo) {
     sqlca ca = {};
     EXPECT_EQ(sqlpiAutomaintSetPolicySpCommon("AUTO_BACKUP", {}, nullptr, ca), SQLPI_CONFIG_FAILED);

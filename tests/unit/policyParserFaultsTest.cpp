@@ -304,6 +304,7 @@ TEST_F(ParserFaults, AnElementWithoutItsListIsSafeToUseAndDestroy) {
 TEST_F(ParserFaults, AppendedTextIsKeptOrLostWhole) {
     SQLPIPolicyElement element;
     element.appendText(nullptr);
+    element.appendText(nullptr, 5);
     EXPECT_EQ(element.text, nullptr);
     faulty::failCall(Service::sqlogmblkEx, 1);
     element.appendText("lost");

@@ -35,6 +35,16 @@ TEST_F(PolicyParser, ANegativeLengthIsRefused) {
     EXPECT_TRUE(logs.records().empty());
 }
 
+TEST_F(PolicyParser, WithNowhereToPutTheRootEveryDocumentIsRefused) {
+    char document[] = "<PolicyDocument/>";
+    EXPECT_EQ(sqlpi_policy_parse(nullptr, sizeof document - 1, document, nullptr), 3);
+    EXPECT_EQ(sqlpi_policy_parse(nullptr, 5, document, nullptr), 3);
+    EXPECT_EQ(sqlpi_policy_parse(nullptr, 0, document, nullptr), 3);
+    EXPECT_EQ(sqlpi_policy_parse(nullptr, -1, document, nullptr), 3);
+    EXPECT_EQ(sqlpi_policy_parse(nullptr, 10, nullptr, nullptr), 3);
+    EXPECT_TRUE(logs.records().empty());
+}
+
 TEST_F(PolicyParser, AFailureReleasesAndClearsWhatTheResultPointsTo) {
     char document[] = "<PolicyDocument>";
     SQLPIPolicyElement* root = parseTree("<PolicyDocument><Scope/></PolicyDocument>").release();

@@ -118,6 +118,13 @@ TEST_F(PolicyRetrieve, AQueryThatDoesNotFitIsRefused) {
     }
 }
 
+TEST_F(PolicyRetrieve, WithoutAnAreaNothingIsExecuted) {
+    const faulty::Scope scope;
+    kelPolicyRetrieve("A", "D", "N1", nullptr, nullptr);
+    EXPECT_EQ(faulty::calls(Service::SQLAllocHandle), 0U);
+    EXPECT_TRUE(kelhost::EngineContext::current()->openResults().empty());
+}
+
 TEST_F(PolicyRetrieve, EachStepThatFailsIsReportedAndCleanedUp) {
     const struct {
         Service service;
