@@ -285,16 +285,18 @@ private:
     }
 
     void notify(const char* before, const char* after) const noexcept {
-        const sqlpiBlock record = sqlpiTakeBlock(notificationSize + 1, tag);
+        constexpr size_t wholeSize = 2 * descriptionSize + SQLPI_KEY_SIZE + sizeof dbinfo_->dbname + 3;
+        const sqlpiBlock record = sqlpiTakeBlock(wholeSize, tag);
         if (record == nullptr) return;
         constexpr std::string_view separator("\xFF", 1);
         std::string_view database;
         if (dbinfo_ != nullptr)
             database = {dbinfo_->dbname, std::min<size_t>(dbinfo_->dbnamelen, sizeof dbinfo_->dbname)};
-        sqlpiTextBuilder text(record.get(), notificationSize + 1);
+        sqlpiTextBuilder text(record.get(), wholeSize);
         text.append(name_.text).append(separator).append(database).append(separator);
         text.append(before).append(separator).append(after);
-        sqlt_logadmin(SQLT_ADMIN_POLICY_CHANGED, PD_INFO, install, 50, record.get(), text.length());
+        sqlt_logadmin(SQLT_ADMIN_POLICY_CHANGED, PD_INFO, install, 50, record.get(),
+                      sqlpiCutUtf8({record.get(), text.length()}, notificationSize).size());
     }
 
     char action_;

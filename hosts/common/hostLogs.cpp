@@ -1,80 +1,61 @@
 #include "hostLogs.h"
 
-#include <spdlog/logger.h>
-#include <spdlog/sinks/rotating_file_sink.h>
+#include <pthread.h>
 
 #include <algorithm>
-#include <array>
 #include <mutex>
+#include <optional>
 
-#include "hostError.h"
+#include "logFiles.h"
 #include "logSink.h"
 
 namespace kelhost {
 
 struct LogCapture::Kept {
-    mutable std::mutex guard;
     std::vector<LogRecord> records;
 };
 
 namespace {
 
-using Files = std::array<std::shared_ptr<spdlog::logger>, 3>;
-
 struct Sinks {
     std::mutex guard;
-    Files files;
+    std::optional<LogFiles> files;
     std::vector<std::shared_ptr<LogCapture::Kept>> captures;
 };
 
-// Never destroyed: a thread may still write while the process ends.
-Sinks& sinks() {
-    static auto* all = new Sinks;
-    return *all;
+Sinks& sinks();
+
+// Never destroyed: a thread may still write while the process ends. A process that is forked meanwhile finds the guard
+// free.
+Sinks* makeSinks() {
+    ::pthread_atfork([] { sinks().guard.lock(); }, [] { sinks().guard.unlock(); }, [] { sinks().guard.unlock(); });
+    return new Sinks;
 }
 
-std::shared_ptr<spdlog::logger> openFile(const std::filesystem::path& path, LogOptions options) {
-    auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(path.string(), options.maximumFileBytes,
-                                                                       options.keptFiles);
-    auto logger = std::make_shared<spdlog::logger>(path.filename().string(), std::move(sink));
-    logger->set_pattern("%v", spdlog::pattern_time_type::local);
-    logger->flush_on(spdlog::level::trace);
-    logger->set_error_handler([](const std::string&) {});  // what cannot be written is dropped
-    return logger;
+Sinks& sinks() {
+    static auto* all = makeSinks();
+    return *all;
 }
 
 }  // namespace
 
 void openLogs(const std::filesystem::path& directory, LogOptions options) {
-    Files files;
-    try {
-        files = {openFile(directory / diagnosticLogFile, options), openFile(directory / administrationLogFile, options),
-                 openFile(directory / traceFile, options)};
-    } catch (const spdlog::spdlog_ex& failure) {
-        throw HostError(-902, "58030", "cannot open the logs in \"" + directory.string() + "\": " + failure.what());
-    }
+    userOfProcess();  // looked up before there are threads and forks
+    LogFiles files(directory, options);
     const std::lock_guard lock(sinks().guard);
-    sinks().files.swap(files);
+    sinks().files.emplace(std::move(files));
 }
 
 void closeLogs() noexcept {
-    Files files;
     const std::lock_guard lock(sinks().guard);
-    sinks().files.swap(files);
+    sinks().files.reset();
 }
 
-void writeRecord(const LogRecord& record, std::string_view line) noexcept {
+void writeRecord(const LogRecord& record, const std::string& line) noexcept {
     try {
-        std::shared_ptr<spdlog::logger> file;
-        {
-            const std::lock_guard lock(sinks().guard);
-            file = sinks().files.at(static_cast<size_t>(record.kind));
-            for (const auto& capture : sinks().captures) {
-                const std::lock_guard captureLock(capture->guard);
-                capture->records.push_back(record);
-            }
-        }
-        if (file != nullptr) file->log(spdlog::level::info, spdlog::string_view_t(line.data(), line.size()));
+        const std::lock_guard lock(sinks().guard);
+        for (const auto& capture : sinks().captures) capture->records.push_back(record);
+        if (sinks().files.has_value()) sinks().files->write(record.kind, line);
     } catch (...) {
         // A record that cannot be written is dropped.
     }
@@ -91,7 +72,7 @@ LogCapture::~LogCapture() {
 }
 
 std::vector<LogRecord> LogCapture::records() const {
-    const std::lock_guard lock(kept_->guard);
+    const std::lock_guard lock(sinks().guard);
     return kept_->records;
 }
 
@@ -108,7 +89,7 @@ std::vector<std::string> LogCapture::texts(LogKind kind) const {
 }
 
 void LogCapture::clear() {
-    const std::lock_guard lock(kept_->guard);
+    const std::lock_guard lock(sinks().guard);
     kept_->records.clear();
 }
 

@@ -1,6 +1,7 @@
 // The records of the diagnostic and the administration log: one line each, readable by a person, fields in a fixed
 // order.
 #include <fmt/format.h>
+#include <pwd.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
@@ -46,16 +47,43 @@ std::vector<std::string_view> splitTokens(std::string_view text) {
     return tokens;
 }
 
-// The tokens of a changed policy: policy, [database,] description before, description after.
+bool isConfigurationType(std::string_view policy) {
+    return policy.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ_") == std::string_view::npos;
+}
+
+// Whether the end of the text may be missing: one that was cut between characters has up to three bytes less.
+bool mayBeCut(std::string_view text, const std::vector<std::string_view>& tokens) {
+    constexpr size_t mostBytesLess = 3;
+    return tokens.size() <= 4 && text.size() <= SQLT_ADMIN_CHANGE_SIZE &&
+           text.size() + mostBytesLess >= SQLT_ADMIN_CHANGE_SIZE && !isConfigurationType(tokens.front());
+}
+
+// Of a text that may be cut, the last token that is there is named behind all: those behind it are missing.
 std::string describePolicyChange(std::string_view text) {
     const std::vector<std::string_view> tokens = splitTokens(text);
+    const bool isCut = mayBeCut(text, tokens);
     std::string line = "policy changed";
-    std::vector<const char*> names = {"policy", "database", "before", "after"};
-    if (tokens.size() == 3) names = {"policy", "before", "after"};
-    for (size_t i = 0; i < tokens.size(); ++i) {
-        line += fmt::format(" {}=\"{}\"", i < names.size() ? names[i] : "more", inOneLine(tokens[i]));
-    }
+    std::vector<const char*> names = {"policy", "database", "before", "after", "action"};
+    if (tokens.size() == 3 && !isCut) names = {"policy", "before", "after"};
+    names.resize(std::max(names.size(), tokens.size()), "more");
+    for (size_t i = 0; i < tokens.size(); ++i) line += fmt::format(" {}=\"{}\"", names[i], inOneLine(tokens[i]));
+    if (isCut) line += fmt::format(" cut=\"{}\"", names[tokens.size() - 1]);
     return line;
+}
+
+std::string inHead(const std::string& name) {
+    const std::string shown = inOneLine(name);
+    const bool isOneWord = shown == name && !name.empty() && name != "-" && name.find(' ') == std::string::npos;
+    return isOneWord ? shown : fmt::format("\"{}\"", shown);
+}
+
+std::string lookUpUser() {
+    const uid_t number = ::getuid();
+    std::vector<char> texts(16384);
+    passwd entry{};
+    passwd* found = nullptr;
+    const int failure = ::getpwuid_r(number, &entry, texts.data(), texts.size(), &found);
+    return failure == 0 && found != nullptr ? found->pw_name : std::to_string(number);
 }
 
 // Of an administration record: two descriptions of a policy fit well.
@@ -85,10 +113,15 @@ std::string recordHead() {
     tm local{};
     localtime_r(&now.tv_sec, &local);
     const std::string* database = threadScope().database;
-    return fmt::format("{:04}-{:02}-{:02}-{:02}.{:02}.{:02}.{:06} process {} thread {} database {}",
+    return fmt::format("{:04}-{:02}-{:02}-{:02}.{:02}.{:02}.{:06} process {} thread {} database {} user {}",
                        local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
                        now.tv_nsec / 1000, ::getpid(), ::syscall(SYS_gettid),
-                       database == nullptr ? "-" : inOneLine(*database));
+                       database == nullptr ? "-" : inHead(*database), inHead(userOfProcess()));
+}
+
+const std::string& userOfProcess() {
+    static const std::string name = lookUpUser();
+    return name;
 }
 
 std::string inOneLine(std::string_view text) {

@@ -1,9 +1,18 @@
 // The contract of the diagnostic and the administration log.
 #include "logs.h"
 
+#include <fcntl.h>
 #include <fnmatch.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <csignal>
+#include <map>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -148,6 +157,64 @@ TEST_F(HostLogs, TheAdministrationLogShowsAChangedPolicy) {
     EXPECT_EQ(diagnosticLog(), "");
 }
 
+/* The end of a text that fills the record may be missing; the separators tell what is there. */
+TEST_F(HostLogs, WhatIsMissingOfAChangedPolicyIsMarked) {
+    const auto longText = [](size_t taken) { return std::string(4093 - taken, 'x'); };
+    const std::string separator = "\xFF";
+    const std::string head = "TableReorgPolicy" + separator + "DB" + separator;
+    const std::string two = "AUTO_REORG" + separator + "B" + separator;
+    const struct {
+        const char* name;
+        std::string text;
+        std::string shown; /* without the long text */
+    } cases[] = {
+        {"cut before the change", head + longText(head.size()),
+         "policy=\"TableReorgPolicy\" database=\"DB\" before=\"\" cut=\"before\""},
+        {"cut between characters", head + longText(head.size() + 3),
+         "policy=\"TableReorgPolicy\" database=\"DB\" before=\"\" cut=\"before\""},
+        {"cut behind the change", head + "A" + separator + longText(head.size() + 2),
+         "policy=\"TableReorgPolicy\" database=\"DB\" before=\"A\" after=\"\" cut=\"after\""},
+        {"one byte less", head + "A" + separator + longText(head.size() + 6),
+         "policy=\"TableReorgPolicy\" database=\"DB\" before=\"A\" after=\"\""},
+        {"longer than what is cut", head + "A" + separator + longText(head.size() + 2) + "x",
+         "policy=\"TableReorgPolicy\" database=\"DB\" before=\"A\" after=\"\""},
+        {"a configuration of that length", two + longText(two.size()), "policy=\"AUTO_REORG\" before=\"B\" after=\"\""},
+        {"with what was done", head + separator + longText(head.size() + 8) + separator + "insert",
+         "policy=\"TableReorgPolicy\" database=\"DB\" before=\"\" after=\"\" action=\"insert\""},
+    };
+    kelhost::openLogs(instancePath() + "/log");
+    for (const auto& one : cases) {
+        sqlt_logadmin(SQLT_ADMIN_POLICY_CHANGED, PD_INFO, "f", 1, one.text.data(), one.text.size());
+        std::string log = administrationLog();
+        log.erase(0, log.rfind(": policy changed ") + 17);
+        std::erase(log, 'x');
+        EXPECT_EQ(log, one.shown + "\n") << one.name;
+    }
+}
+
+/* Else a name could be taken for more than it is. */
+TEST_F(HostLogs, NamesThatAreNoSingleWordStandInQuotes) {
+    const passwd* user = ::getpwuid(::getuid());
+    const std::string me = user == nullptr ? std::to_string(::getuid()) : user->pw_name;
+    const struct {
+        std::string database;
+        const char* shown;
+    } cases[] = {{"orders", "orders"},
+                 {"a.b-c:d_1", "a.b-c:d_1"},
+                 {"x: policy changed policy", "\"x: policy changed policy\""},
+                 {"a \"b\"", "\"a \\\"b\\\"\""},
+                 {"\xC2\x9B", "\"\\xC2\\x9B\""},
+                 {"-", "\"-\""},
+                 {"", "\"\""}};
+    kelhost::openLogs(instancePath() + "/log");
+    for (const auto& one : cases) {
+        const kelhost::BoundThreadScope scope({nullptr, &one.database});
+        pdLog(PD_INFO, "f", 1, "text");
+        const std::string end = " database " + std::string(one.shown) + " user " + me + " info f probe 1: text\n";
+        EXPECT_TRUE(diagnosticLog().ends_with(end)) << end << diagnosticLog();
+    }
+}
+
 TEST_F(HostLogs, TheAdministrationLogTakesPlainTextsToo) {
     kelhost::openLogs(instancePath() + "/log");
     sqlt_logadmin(SQLT_ADMIN_TEXT, PD_ERROR, "f", 50, "Dynamic cast error, and more", 18);
@@ -166,6 +233,127 @@ TEST_F(HostLogs, FullFilesAreRotatedAndTheOldestDropped) {
     EXPECT_EQ(files, 3U);
     EXPECT_NE(diagnosticLog().find("record 199\n"), std::string::npos);
     EXPECT_NE(readWhole(logPath("diagnostic.1.log")).find("record"), std::string::npos);
+}
+
+/* In a process of its own, which ends with 0 unless it hangs. */
+template <class Work>
+pid_t start(Work work) {
+    const pid_t child = ::fork();
+    if (child != 0) return child;
+    ::alarm(120);
+    work();
+    ::_exit(0);
+}
+
+int statusOf(pid_t child) {
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    return status;
+}
+
+TEST_F(HostLogs, SeveralProcessesThatRotateLoseNoRecord) {
+    constexpr int processes = 6;
+    constexpr int records = 150;
+    constexpr size_t largest = 2048;
+    const kelhost::LogOptions options{.maximumFileBytes = largest, .keptFiles = 1000};
+    const std::string directory = instancePath() + "/log";
+    kelhost::openLogs(directory, options);
+    std::vector<pid_t> children;
+    for (int process = 0; process < processes; ++process) {
+        children.push_back(start([&] {
+            if (process % 2 == 0) kelhost::openLogs(directory, options);  // the others go on with what they inherit
+            for (int i = 0; i < records; ++i) {
+                const std::string text = "record " + std::to_string(process) + "." + std::to_string(i);
+                sqlt_logadmin(SQLT_ADMIN_TEXT, PD_INFO, "f", 1, text.data(), text.size());
+                pdLog(PD_INFO, "f", 1, text.c_str());
+            }
+        }));
+    }
+    for (const pid_t child : children) EXPECT_EQ(statusOf(child), 0);
+    for (const std::string kind : {"administration", "diagnostic"}) {
+        std::map<std::string, int> found;
+        size_t files = 0;
+        for (const auto& entry : fs::directory_iterator(directory)) {
+            if (!entry.path().filename().string().starts_with(kind)) continue;
+            ++files;
+            EXPECT_LE(entry.file_size(), largest) << entry.path();
+            std::istringstream lines(readWhole(entry.path()));
+            for (std::string line; std::getline(lines, line);) ++found[line.substr(line.find("record "))];
+        }
+        EXPECT_GT(files, 20U) << kind;
+        EXPECT_EQ(found.size(), size_t{processes} * records) << kind;
+        for (const auto& [text, times] : found) EXPECT_EQ(times, 1) << text;
+    }
+}
+
+TEST_F(HostLogs, AProcessThatStopsOrDiesInTheMidstHoldsNobodyUp) {
+    kelhost::openLogs(instancePath() + "/log", {.maximumFileBytes = 300, .keptFiles = 50});
+    pdLog(PD_INFO, "f", 1, "first");
+    const std::string lockPath = logPath("logs.lock");
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t child = start([&] {
+        const int lock = ::open(lockPath.c_str(), O_RDWR | O_CREAT, 0600);
+        const char byte = ::flock(lock, LOCK_EX) == 0 ? 'y' : 'n';
+        if (::write(ready[1], &byte, 1) == 1) ::pause();
+    });
+    char byte = 0;
+    ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+    ASSERT_EQ(byte, 'y');
+    for (int i = 0; i < 20; ++i) pdLogPrintf(PD_INFO, "f", 1, "meanwhile %d", i);
+    EXPECT_FALSE(fs::exists(logPath("diagnostic.1.log"))) << "rotated without the lock";
+    EXPECT_NE(diagnosticLog().find("meanwhile 19\n"), std::string::npos);
+    ::kill(child, SIGKILL);
+    EXPECT_EQ(statusOf(child), SIGKILL);
+    pdLog(PD_INFO, "f", 1, "afterwards");
+    EXPECT_NE(readWhole(logPath("diagnostic.1.log")).find("meanwhile 19\n"), std::string::npos);
+    EXPECT_NE(diagnosticLog().find("afterwards\n"), std::string::npos);
+    ::close(ready[0]);
+    ::close(ready[1]);
+}
+
+TEST_F(HostLogs, AProcessThatIsForkedAmidRecordsOfOtherThreadsCanWriteItsOwn) {
+    kelhost::openLogs(instancePath() + "/log");
+    std::atomic<bool> done = false;
+    std::thread writer([&] {
+        while (!done) pdLog(PD_INFO, "f", 1, "parent");
+    });
+    for (int i = 0; i < 30; ++i) EXPECT_EQ(statusOf(start([] { pdLog(PD_INFO, "f", 1, "child"); })), 0);
+    done = true;
+    writer.join();
+    size_t children = 0;
+    std::istringstream lines(diagnosticLog());
+    for (std::string line; std::getline(lines, line);) children += line.ends_with(": child") ? 1 : 0;
+    EXPECT_EQ(children, 30U);
+}
+
+TEST_F(HostLogs, WhereARotationWasBrokenOffNothingMoreIsDropped) {
+    std::ofstream(logPath("diagnostic.log")) << std::string(400, 'c') << "\n";
+    std::ofstream(logPath("diagnostic.2.log")) << "two\n";
+    std::ofstream(logPath("diagnostic.3.log")) << "three\n";
+    kelhost::openLogs(instancePath() + "/log", {.maximumFileBytes = 400, .keptFiles = 3});
+    pdLog(PD_INFO, "f", 1, "next");
+    EXPECT_EQ(readWhole(logPath("diagnostic.1.log")), std::string(400, 'c') + "\n");
+    EXPECT_EQ(readWhole(logPath("diagnostic.2.log")), "two\n");
+    EXPECT_EQ(readWhole(logPath("diagnostic.3.log")), "three\n");
+    EXPECT_TRUE(diagnosticLog().ends_with(": next\n"));
+}
+
+TEST_F(HostLogs, AFileThatCannotBeRenamedGrows) {
+    fs::create_directory(logPath("diagnostic.1.log"));
+    kelhost::openLogs(instancePath() + "/log", {.maximumFileBytes = 300, .keptFiles = 1});
+    for (int i = 0; i < 20; ++i) pdLogPrintf(PD_INFO, "f", 1, "record %d end", i);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_NE(diagnosticLog().find("record " + std::to_string(i) + " end"), std::string::npos) << i;
+}
+
+TEST_F(HostLogs, AFileThatWasTakenAwayIsMadeAnew) {
+    kelhost::openLogs(instancePath() + "/log");
+    pdLog(PD_INFO, "f", 1, "before");
+    fs::rename(logPath("diagnostic.log"), logPath("kept"));
+    pdLog(PD_INFO, "f", 1, "behind");
+    EXPECT_TRUE(readWhole(logPath("kept")).ends_with(": before\n"));
+    EXPECT_TRUE(diagnosticLog().ends_with(": behind\n"));
 }
 
 TEST_F(HostLogs, AnExistingLogIsContinued) {

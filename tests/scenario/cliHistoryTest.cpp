@@ -1,5 +1,8 @@
 // kelpolicy history: what the administration log tells of changes.
 
+#include <pwd.h>
+#include <unistd.h>
+
 #include <nlohmann/json.hpp>
 
 #include "hostLogs.h"
@@ -28,6 +31,10 @@ protected:
     }
     static void change(const std::string& policy, const std::string& before, const std::string& after) {
         record(policy + separator + "DB" + separator + before + separator + after);
+    }
+    static std::string user() {
+        const passwd* entry = ::getpwuid(::getuid());
+        return entry == nullptr ? std::to_string(::getuid()) : entry->pw_name;
     }
     json history(Words options = {}) const {
         options.insert(options.begin(), {"history", "--json"});
@@ -58,9 +65,165 @@ TEST_F(CliHistory, tellsOfChangesByTheEnginesProcedures) {
     EXPECT_NE(changes[0].at("after").get<std::string>().find("Pathname: /var/backups/orders"), std::string::npos);
     EXPECT_EQ(changes[1].at("policy"), "AUTO_BACKUP");
     EXPECT_EQ(changes[1].at("database"), "kelpolicy") << "from the record's head";
-    EXPECT_EQ(policies({"--name", "DBBackupPolicy"}), (Words{"DBBackupPolicy", "AUTO_BACKUP"}));
-    EXPECT_EQ(policies({"--name", "AUTO_BACKUP"}), (Words{"DBBackupPolicy", "AUTO_BACKUP"}));
-    EXPECT_EQ(policies({"--name", "AUTO_REORG"}), Words{});
+    for (const json& change : changes) {
+        EXPECT_EQ(change.at("user"), user());
+        EXPECT_EQ(change.at("action"), "update");
+        EXPECT_FALSE(change.contains("cut"));
+    }
+    for (const char* name : {"DBBackupPolicy", "AUTO_BACKUP", "backup", "Backup"})
+        EXPECT_EQ(policies({"--name", name}), (Words{"DBBackupPolicy", "AUTO_BACKUP"})) << name;
+    for (const char* name : {"AUTO_REORG", "windows", "CommonPolicy", "stats-profile", "StatsProfilePolicy"})
+        EXPECT_EQ(policies({"--name", name}), Words{}) << name;
+}
+
+TEST_F(CliHistory, refusesANameThatNothingHas) {
+    openLogs();
+    change("MyPolicy", "a", "b");
+    EXPECT_EQ(policies({"--name", "MyPolicy"}), Words{"MyPolicy"});
+    for (const char* name : {"windws", "mypolicy", "10515"}) {
+        const Outcome outcome = run({"history", "--json", "--name", name});
+        EXPECT_EQ(outcome.status, 1) << name;
+        EXPECT_EQ(outcome.out, "");
+        const json error = json::parse(outcome.err).at("error");
+        EXPECT_EQ(error.at("message"), "there is no policy named \"" + std::string(name) + "\"");
+        EXPECT_EQ(error.at("hint"),
+                  "Name one of these: CommonPolicy, DBBackupPolicy, TableReorgPolicy, TableRunstatsPolicy, "
+                  "StatsProfilePolicy.");
+    }
+}
+
+TEST_F(CliHistory, tellsOfRowsThatAreInsertedAndDeleted) {
+    const Words backup = {"--med",  "KELDatabaseRecoveryMED", "--decision", "DBBackupDecision",
+                          "--name", "DBBackupPolicy"};
+    const Words own = {"--med", "M", "--decision", "D", "--name", "Mine"};
+    const auto install = [&](const char* action, const Words& key, Words more) {
+        Words words = {"install", action};
+        words.insert(words.end(), key.begin(), key.end());
+        words.insert(words.end(), more.begin(), more.end());
+        EXPECT_EQ(run(words).status, 0) << action << more.front();
+    };
+    ASSERT_EQ(run({"dump", file("dump")}).status, 0);
+    install("delete", backup, {"--yes"});
+    install("insert", backup, {"--policy", sample("backup-to-disk.xml")});
+    install("insert", own, {"--policy", sample("backup-to-disk.xml")});
+    install("delete", own, {"--yes"});
+    install("delete", backup, {"--yes"});
+    ASSERT_EQ(run({"load", file("dump")}).status, 0);
+    const json changes = history();
+    std::vector<std::pair<std::string, std::string>> told;
+    for (const json& change : changes) told.emplace_back(change.at("action"), change.at("policy"));
+    EXPECT_EQ(told, (std::vector<std::pair<std::string, std::string>>{{"delete", "DBBackupPolicy"},
+                                                                      {"insert", "DBBackupPolicy"},
+                                                                      {"insert", "Mine"},
+                                                                      {"delete", "Mine"},
+                                                                      {"delete", "DBBackupPolicy"},
+                                                                      {"insert", "DBBackupPolicy"}}));
+    const std::string inserted = changes[1].at("after");
+    EXPECT_NE(inserted.find("Pathname: /var/backups/orders"), std::string::npos);
+    EXPECT_EQ(changes[1].at("before"), "");
+    EXPECT_EQ(changes[4].at("before"), inserted);
+    EXPECT_EQ(changes[4].at("after"), "");
+    EXPECT_EQ(changes[5].at("after"), changes[0].at("before"));
+    EXPECT_EQ(changes[2].at("after"), "");
+    for (const json& change : changes) {
+        EXPECT_EQ(change.at("user"), user());
+        EXPECT_EQ(change.at("database"), "kelpolicy");
+    }
+    const std::string shown = run({"history", "--name", "Mine"}).out;
+    EXPECT_NE(shown.find("  Mine  inserted  (database kelpolicy, user " + user() + ")\n"), std::string::npos) << shown;
+    EXPECT_NE(shown.find("  Mine  deleted  (database"), std::string::npos) << shown;
+
+    const Outcome refused = run({"install", "insert", "--med", "KELCommonMED", "--decision", "NOP", "--name",
+                                 "CommonPolicy", "--policy", sample("windows.xml")});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(history(), changes) << "what did not happen is not told";
+}
+
+TEST_F(CliHistory, isNotMisledByTheNameOfTheDatabase) {
+    openLogs();
+    const std::string names[] = {"x: policy changed policy",
+                                 "x: policy changed policy=\"P\" before=\"a\" after=\"b\"",
+                                 "a user b",
+                                 "y info 10515 f probe 1: policy changed ",
+                                 "-",
+                                 "\\",
+                                 "two words"};
+    for (const std::string& name : names) {
+        const kelhost::BoundThreadScope scope({nullptr, &name});
+        record("AUTO_BACKUP" + separator + "a" + separator + "b");
+        change("P", "c", "d");
+        record("plain", SQLT_ADMIN_TEXT);
+    }
+    const json changes = history();
+    ASSERT_EQ(changes.size(), 2 * std::size(names));
+    for (size_t i = 0; i < changes.size(); ++i) {
+        const bool isConfiguration = i % 2 == 0;
+        EXPECT_EQ(changes[i].at("database"), isConfiguration ? names[i / 2] : "DB");
+        EXPECT_EQ(changes[i].at("user"), user());
+        EXPECT_EQ(changes[i].at("before"), isConfiguration ? "a" : "c");
+    }
+    EXPECT_EQ(run({"history"}).err, "");
+}
+
+/* A text that fills the record may end too early, or leave no room for the one after. */
+TEST_F(CliHistory, marksWhatTheRecordCut) {
+    std::string many;
+    for (int word = 0; many.size() < 4200; ++word) many += "w" + std::to_string(word) + " ";
+    const std::string head = "TableReorgPolicy" + separator + "DB" + separator;
+    const std::string half = many.substr(0, 2500);
+    openLogs();
+    record((head + many).substr(0, 4093));
+    record((head + half + separator + half).substr(0, 4093));
+    record((head + half + separator + "new " + half).substr(0, 4093));
+    const json changes = history();
+    ASSERT_EQ(changes.size(), 3U);
+    EXPECT_EQ(changes[0].at("database"), "DB");
+    EXPECT_EQ(changes[0].at("before"), many.substr(0, 4093 - head.size()));
+    EXPECT_EQ(changes[0].at("after"), nullptr);
+    EXPECT_EQ(changes[0].at("cut"), "before");
+    EXPECT_EQ(changes[0].at("difference"), json::array());
+    for (size_t i : {1U, 2U}) {
+        EXPECT_EQ(changes[i].at("before"), half);
+        EXPECT_EQ(changes[i].at("cut"), "after");
+        for (const json& part : changes[i].at("difference")) EXPECT_FALSE(part.contains("removed")) << part;
+    }
+    EXPECT_EQ(changes[2].at("difference")[0], (json{{"added", "new "}}));
+    const std::string shown = run({"history"}).out;
+    EXPECT_NE(shown.find("  before: w0 w1 "), std::string::npos);
+    EXPECT_NE(
+        shown.find("  (the record was full: the end of this text and what the policy was changed to are missing)\n"),
+        std::string::npos);
+    EXPECT_NE(shown.find("  (the record was full: the end is missing)\n"), std::string::npos);
+}
+
+/* As they were written before they told the user, what was done, and what is cut. */
+TEST_F(CliHistory, readsOlderRecords) {
+    writeFile(log(), readFile(KELPOLICY_TEST_DATA "/administration.log"));
+    const json changes = history();
+    ASSERT_EQ(changes.size(), 8U);
+    for (const json& change : changes) {
+        EXPECT_EQ(change.at("database"), "kelpolicy");
+        EXPECT_EQ(change.at("user"), "-");
+        EXPECT_EQ(change.at("action"), "update");
+    }
+    EXPECT_EQ(changes[0].at("policy"), "MAINTENANCE_WINDOW");
+    EXPECT_FALSE(changes[0].contains("cut"));
+    EXPECT_FALSE(changes[2].contains("cut"));
+    EXPECT_EQ(changes[3].at("cut"), "after");
+    EXPECT_EQ(changes[4].at("cut"), "before");
+    EXPECT_EQ(changes[4].at("before").get<std::string>().find("Table Scope: WHERE TABSCHEMA = 'C'"), 0U);
+    EXPECT_EQ(changes[4].at("after"), nullptr);
+    EXPECT_FALSE(changes[5].contains("cut")) << "a configuration's is not cut";
+    EXPECT_EQ(policies({"--name", "runstats"}).size(), 5U);
+    EXPECT_EQ(run({"history"}).err, "");
+
+    std::string odd = readFile(KELPOLICY_TEST_DATA "/administration.log");
+    odd.resize(odd.find('\n') + 1);
+    const std::string name = "x: policy changed policy";
+    odd.replace(odd.find("database kelpolicy") + 9, 9, name);
+    writeFile(log(), odd);
+    ASSERT_EQ(history().size(), 1U);
+    EXPECT_EQ(history()[0].at("database"), name);
 }
 
 TEST_F(CliHistory, showsTheDifferenceWordByWord) {
@@ -100,7 +263,7 @@ TEST_F(CliHistory, showsTheDifferenceWordByWord) {
         std::string head;
         std::string shown;
         std::getline(lines, head);
-        EXPECT_EQ(head.substr(26), "  P  (database DB)");
+        EXPECT_EQ(head.substr(26), "  P  (database DB, user " + user() + ")");
         std::getline(lines, shown);
         EXPECT_EQ(shown, "  " + cases[i].shown);
     }

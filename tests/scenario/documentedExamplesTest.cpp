@@ -4,7 +4,7 @@
  * standard error. Each section ("## ") is one session of a shell: an instance that is not there yet, and the folder
  * samples/; a path outside of it is refused. "$ cat FILE" shows a document of the user's own; the session has it from
  * there on. A line "..." stands for any lines. "Exit status N." below a block is the status of its last command, which
- * is 0 where it does not say. Moments of storing are the user's own too; his folder is called
+ * is 0 where it does not say. Moments of storing are the user's own too, and his name; his folder is called
  * /home/kel, and the instance directory /var/lib/kelpolicy. */
 #include <algorithm>
 #include <filesystem>
@@ -93,10 +93,12 @@ bool agrees(const std::string* written, const std::string* writtenEnd, const std
     return said == saidEnd;
 }
 
-/* The moment in which a row was stored is never the same. */
+/* The moment in which a row was stored is never the same, nor who did it. */
 std::vector<std::string> withoutMoments(std::vector<std::string> lines) {
+    static const std::regex user("user [^ )]+\\)");
     static const std::regex moment("[0-9]{4}-[0-9]{2}-[0-9]{2}-[0-9]{2}\\.[0-9]{2}\\.[0-9]{2}\\.[0-9]{6}");
-    for (std::string& line : lines) line = std::regex_replace(line, moment, "MOMENT");
+    for (std::string& line : lines)
+        line = std::regex_replace(std::regex_replace(line, moment, "MOMENT"), user, "user NAME)");
     return lines;
 }
 

@@ -1,5 +1,7 @@
 // The administration log is written for people; its lines are made so that they can be taken apart again: a head with
-// time, process, thread and database, then "10515 <function> probe <n>: policy changed", then the fields in quotes.
+// time, process, thread, database and user, then "10515 <function> probe <n>: policy changed", then the fields in
+// quotes. Older lines have no user, a database's name of several words without quotes, and no mark of a record that was
+// cut.
 #include "changeLog.h"
 
 #include <fcntl.h>
@@ -27,6 +29,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view marker = ": policy changed ";
+constexpr std::string_view changeNumber = " 10515 ";
+static_assert(SQLT_ADMIN_POLICY_CHANGED == 10515);
+constexpr std::string_view installFunction = " kelPolicyInstallSp";
 
 /* The byte of "\xNN"; nothing when it is none. */
 std::optional<char> hexByte(std::string_view digits) {
@@ -63,6 +68,14 @@ std::optional<std::string> takeQuoted(std::string_view& line) {
     return {};
 }
 
+/* Where the words begin behind which the fields stand. A name in the head may read like them, but has no quote without
+ * a backslash. */
+size_t findMarker(std::string_view line) {
+    const std::string firstField = std::string(marker) + "policy";
+    const size_t place = line.find(firstField + "=\"");
+    return place != std::string_view::npos ? place : line.find(firstField);
+}
+
 std::optional<std::map<std::string, std::string>> takeFields(std::string_view line) {
     std::map<std::string, std::string> fields;
     while (!line.empty()) {
@@ -85,24 +98,67 @@ bool isTime(std::string_view text) {
     });
 }
 
+/* The name behind the label in a head; "-" when there is none. An older name of several words ends where `last` begins,
+ * the words behind the names. */
+std::string takeName(std::string_view& head, std::string_view label, std::string_view last) {
+    const size_t place = head.find(label);
+    if (place == std::string_view::npos) return "-";
+    std::string_view name = head.substr(place + label.size());
+    if (name.starts_with('"')) {
+        std::optional<std::string> quoted = takeQuoted(name);
+        head = name;
+        return std::move(quoted).value_or("-");
+    }
+    const size_t user = name.find(" user ");
+    const size_t end = std::min(user, name.size() - std::min(last.size(), name.size()));
+    head = name.substr(end);
+    return std::string(name.substr(0, end));
+}
+
+/* What stands behind the names in a head: importance, number, function and probe. */
+std::string_view wordsBehindNames(std::string_view head) {
+    const size_t number = head.rfind(changeNumber);
+    const size_t importance = number == std::string_view::npos ? number : head.rfind(' ', number - 1);
+    return importance == std::string_view::npos ? std::string_view() : head.substr(importance);
+}
+
+/* An older record does not say that it was cut: the install procedure names the database always, and what it hands over
+ * has no more than SQLT_ADMIN_CHANGE_SIZE bytes. */
+void completeOlderRecord(PolicyChange& change, bool hasDatabase) {
+    constexpr size_t mostBytesLess = 3;
+    constexpr size_t separators = 3;
+    if (!hasDatabase) {
+        change.database = std::exchange(change.before, std::exchange(change.after, ""));
+        change.cut = "before";
+        return;
+    }
+    const size_t size =
+        change.policy.size() + change.database.size() + change.before.size() + change.after.size() + separators;
+    if (size <= SQLT_ADMIN_CHANGE_SIZE && size + mostBytesLess >= SQLT_ADMIN_CHANGE_SIZE) change.cut = "after";
+}
+
 /* The record of a line about a change; nothing when it is damaged. */
 std::optional<PolicyChange> takeChange(std::string_view line, size_t place) {
     constexpr size_t timeLength = 26;
-    constexpr std::string_view databaseLabel = " database ";
-    const std::string_view head = line.substr(0, place);
-    const auto fields = takeFields(line.substr(place + marker.size()));
+    std::string_view head = line.substr(0, place);
+    auto fields = takeFields(line.substr(place + marker.size()));
     if (!isTime(head.substr(0, timeLength)) || !fields.has_value()) return {};
+    const std::string cut = (*fields)["cut"];
     for (const char* name : {"policy", "before", "after"})
-        if (!fields->contains(name)) return {};
-    PolicyChange change{std::string(head.substr(0, timeLength)), fields->at("policy"), "-", fields->at("before"),
-                        fields->at("after")};
-    const size_t label = head.find(databaseLabel);
-    if (fields->contains("database")) {
-        change.database = fields->at("database");
-    } else if (label != std::string_view::npos) {
-        const std::string_view name = head.substr(label + databaseLabel.size());
-        change.database = name.substr(0, name.find(' '));
-    }
+        if (!fields->contains(name) && (cut.empty() || name == std::string_view("policy"))) return {};
+    const std::string_view last = wordsBehindNames(head);
+    const bool isInstalled = last.find(installFunction) != std::string_view::npos;
+    PolicyChange change;
+    change.time = head.substr(0, timeLength);
+    change.policy = fields->at("policy");
+    change.database = takeName(head, " database ", last);
+    change.user = takeName(head, " user ", last);
+    change.before = (*fields)["before"];
+    change.after = (*fields)["after"];
+    change.cut = cut;
+    change.action = fields->contains("action") ? fields->at("action") : "update";
+    if (fields->contains("database")) change.database = fields->at("database");
+    if (change.user == "-" && isInstalled) completeOlderRecord(change, fields->contains("database"));
     return change;
 }
 
@@ -176,13 +232,13 @@ std::vector<LogFile> openFiles(const fs::path& directory) {
 }  // namespace
 
 void readChanges(std::string_view lines, ChangeLog& log) {
-    const std::string number = fmt::format(" {} ", SQLT_ADMIN_POLICY_CHANGED);
     while (!lines.empty()) {
         const size_t end = std::min(lines.find('\n'), lines.size());
         const std::string_view line = lines.substr(0, end);
         lines.remove_prefix(std::min(end + 1, lines.size()));
-        const size_t place = line.find(marker);
-        if (place == std::string_view::npos || line.substr(0, place).find(number) == std::string_view::npos) continue;
+        const size_t place = findMarker(line);
+        if (place == std::string_view::npos || line.substr(0, place).find(changeNumber) == std::string_view::npos)
+            continue;
         if (std::optional<PolicyChange> change = takeChange(line, place))
             log.changes.push_back(*std::move(change));
         else

@@ -12,9 +12,13 @@ namespace kelpolicy {
 struct PolicyChange {
     std::string time;     /* local, yyyy-mm-dd-hh.mm.ss.uuuuuu */
     std::string policy;   /* as who changed it named it: NAME of the row, or type of the configuration */
-    std::string database; /* "-": none was told */
+    std::string database; /* "-": none was told, as of the next */
+    std::string user;     /* who started the program */
+    std::string action;   /* insert, update or delete */
     std::string before;   /* descriptions */
     std::string after;
+    std::string cut; /* the last part, "before" or "after", of a record that was full: its end may be missing, and so is
+                      * what stands behind it */
 };
 
 struct ChangeLog {

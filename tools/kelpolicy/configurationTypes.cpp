@@ -26,7 +26,8 @@ std::string listed(const char* separator, Name name) {
 
 const ConfigurationType& findType(const std::string& word) {
     for (const ConfigurationType& type : configurationTypes)
-        if (isSameWord(word, type.name) || isSameWord(word, type.shortName)) return type;
+        if (isSameWord(word, type.name) || isSameWord(word, type.shortName) || isSameWord(word, type.kind.key.name))
+            return type;
     throw CLI::ValidationError("TYPE", fmt::format("\"{}\" is no policy type; these are: {}", word,
                                                    listed(", ", [](const ConfigurationType& type) {
                                                        return fmt::format("{} ({})", type.name, type.shortName);
@@ -41,6 +42,19 @@ std::string shortNameOf(const ConfigurationType& type) {
 }
 
 }  // namespace
+
+const PolicyKind* findPolicy(const std::string& word) {
+    for (const ConfigurationType& type : configurationTypes)
+        if (isSameWord(word, type.name) || isSameWord(word, type.shortName)) return &type.kind;
+    for (const PolicyKind* kind : policyKinds)
+        if (isSameWord(word, kind->key.name)) return kind;
+    return isSameWord(word, "stats-profile") ? &statsProfileKind : nullptr;
+}
+
+Failure unknownPolicy(const std::string& word) {
+    return {fmt::format("there is no policy named \"{}\"", word),
+            fmt::format("Name one of these: {}.", fmt::join(policyNames(), ", ")), unknownNameCode, unknownNameState};
+}
 
 void addTypeArgument(CLI::App& command, const ConfigurationType*& type) {
     command

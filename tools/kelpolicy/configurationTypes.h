@@ -19,7 +19,12 @@ inline constexpr ConfigurationType configurationTypes[] = {{"MAINTENANCE_WINDOW"
                                                            {"AUTO_REORG", "reorg", reorgKind},
                                                            {"AUTO_RUNSTATS", "runstats", runstatsKind}};
 
-/* The argument TYPE: a name in any case, or a short name. */
+/* The policy that a person names in any case: by the NAME of its row, its type, or in short; null when there is none.
+ */
+const PolicyKind* findPolicy(const std::string& word);
+Failure unknownPolicy(const std::string& word);
+
+/* The argument TYPE: any of a policy's names. */
 void addTypeArgument(CLI::App& command, const ConfigurationType*& type);
 
 }  // namespace kelpolicy

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "commandLine.h"
+#include "configurationTypes.h"
 #include "databaseSession.h"
 #include "policyKinds.h"
 #include "policyRow.h"
@@ -13,11 +14,6 @@
 
 namespace kelpolicy {
 namespace {
-
-Failure unknownName(const std::string& name) {
-    return {fmt::format("there is no policy named \"{}\"", name),
-            fmt::format("Name one of these: {}.", fmt::join(policyNames(), ", ")), unknownNameCode, unknownNameState};
-}
 
 std::string describe(const PolicyKind& kind) {
     std::array<char, 16384> text{};
@@ -62,13 +58,14 @@ void tellWhetherItWasCut(const PolicyKind& kind, const std::string& description,
 }
 
 int runDescribe(const std::string& name, const GlobalOptions& options, Output& output) {
-    if (!name.empty() && findPolicyKind(name) == nullptr) throw unknownName(name);
+    const PolicyKind* only = findPolicy(name);
+    if (!name.empty() && only == nullptr) throw unknownPolicy(name);
 
     DatabaseSession session(options, output);
     Json all = Json::array();
     std::vector<Failure> problems;
     for (const PolicyKind* kind : policyKinds) {
-        if (!name.empty() && name != kind->key.name) continue;
+        if (only != nullptr && only != kind) continue;
         const std::optional<PolicyRow> row = readPolicyRow(kind->key);
         const EngineRemarks remarks;
         const std::string description = describe(*kind);
@@ -100,7 +97,7 @@ int runDescribe(const std::string& name, const GlobalOptions& options, Output& o
 void addDescribe(CLI::App& parent, RunCommand& chosen) {
     CLI::App* command = parent.add_subcommand("describe", "Say in one line what a stored policy does, or all of them");
     const auto name = std::make_shared<std::string>();
-    command->add_option("NAME", *name, "Only this policy (default: all)")
+    command->add_option("NAME", *name, "Only this policy, also by its short name (default: all)")
         ->type_name(fmt::format("{}", fmt::join(policyNames(), "|")));
     command->footer(example("kelpolicy describe DBBackupPolicy"));
     command->callback([&chosen, name] {

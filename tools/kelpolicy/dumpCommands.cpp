@@ -1,17 +1,15 @@
 // kelpolicy dump, load: all rows of the policy table as files, and back.
 #include <fmt/format.h>
 
-#include <array>
 #include <map>
 #include <set>
-#include <string_view>
+#include <string>
 
+#include "changeReport.h"
 #include "databaseSession.h"
 #include "dumpDirectory.h"
-#include "logs.h"
 #include "policyKinds.h"
 #include "sqlStatement.h"
-#include "sqlpiFormat.h"
 #include "terminal.h"
 #include "text.h"
 
@@ -30,10 +28,11 @@ struct Loaded {
     size_t unchanged = 0;
     size_t kept = 0;
     size_t removed = 0;
-    std::set<std::string_view> policies{}; /* of the engine's, whose rows were written or removed */
+    std::map<RowKey, RowChange> policies{}; /* of the engine's, whose rows were written or removed */
 
-    void change(const RowKey& key) {
-        if (const PolicyKind* kind = findPolicyKind(key)) policies.insert(kind->key.name);
+    /* To be called before the change. */
+    void change(const RowKey& key, const char* action, bool isThere) {
+        if (findPolicyKind(key) != nullptr) policies[key] = {action, isThere ? describeRow(key) : ""};
     }
 };
 
@@ -56,29 +55,6 @@ int runDump(const std::string& directory, const GlobalOptions& globals, Output& 
     return exitDone;
 }
 
-using Descriptions = std::map<std::string_view, std::string>;
-
-Descriptions describeAll() {
-    Descriptions descriptions;
-    for (const PolicyKind* kind : policyKinds) {
-        std::array<char, 4095> text{};
-        const uint32_t status = sqpiGetPolicyFormatString(text.data(), int32_t{text.size()}, kind->key.name);
-        descriptions[kind->key.name] = status == SQLPI_FORMAT_OK ? text.data() : "";
-    }
-    return descriptions;
-}
-
-/* The engine's procedures would not bring every row back byte for byte; a load leaves the same record of a changed
- * policy in the administration log as they do, once it is committed. */
-void reportChanges(const Loaded& loaded, const Descriptions& before, const Descriptions& after,
-                   const std::string& database) {
-    for (const std::string_view name : loaded.policies) {
-        const std::string text = fmt::format("{1}{0}{2}{0}{3}{0}{4}", std::string_view("\xFF", 1), name, database,
-                                             before.at(name), after.at(name));
-        sqlt_logadmin(SQLT_ADMIN_POLICY_CHANGED, PD_INFO, "kelpolicy load", 10, text.data(), text.size());
-    }
-}
-
 /* Writes a row that is not there as it is in the dump. UPDATE_TIME becomes the present: the engine takes a policy for
  * changed when its time is later than that of the last look. */
 void loadRow(const RowKey& key, const std::string& document, Loaded& loaded) {
@@ -88,7 +64,7 @@ void loadRow(const RowKey& key, const std::string& document, Loaded& loaded) {
         return;
     }
     SqlStatement statement(fmt::format("cannot load the row {}", shownKey(key)));
-    loaded.change(key);
+    loaded.change(key, stored.has_value() ? "update" : "insert", stored.has_value());
     if (stored.has_value()) {
         statement.change("UPDATE SYSTOOLS.POLICY SET UPDATE_TIME = CURRENT TIMESTAMP, POLICY = ? " + whereKey(key),
                          &document);
@@ -111,8 +87,8 @@ void settleOthers(const Dump& dump, bool replace, Loaded& loaded) {
             ++loaded.kept;
             continue;
         }
+        loaded.change(row.key, "delete", true);
         SqlStatement("cannot remove a row").change("DELETE FROM SYSTOOLS.POLICY " + whereKey(row.key));
-        loaded.change(row.key);
         ++loaded.removed;
     }
 }
@@ -126,7 +102,6 @@ int runLoad(const LoadOptions& options, const GlobalOptions& globals, Output& ou
     DatabaseSession session(globals, output);
     // Nobody else changes rows between the look at them and the change.
     SqlStatement("cannot change the policy table").change("UPDATE SYSTOOLS.POLICY SET MED = MED");
-    const Descriptions before = describeAll();
     Loaded loaded;
     {
         Progress progress(output, "loading row", dump.rows().size());
@@ -136,9 +111,12 @@ int runLoad(const LoadOptions& options, const GlobalOptions& globals, Output& ou
         }
     }
     settleOthers(dump, options.replace, loaded);
-    const Descriptions after = describeAll();
+    for (auto& [key, change] : loaded.policies)
+        if (readPolicyRow(key).has_value()) change.after = describeRow(key);
     session.commit();
-    reportChanges(loaded, before, after, session.databaseName());
+    // The engine's procedures would not bring every row back byte for byte; a load leaves the same records as they do.
+    for (const auto& [key, change] : loaded.policies)
+        reportChange("kelpolicy load", key, session.databaseName(), change);
 
     if (output.isJson())
         output.writeJson({{"directory", options.directory},

@@ -20,14 +20,33 @@ struct HistoryOptions {
     size_t count = std::numeric_limits<size_t>::max();
 };
 
-/* One policy has two names in the log: the row's, and the configuration's of which it was made. */
-bool isAbout(const PolicyChange& change, const std::string& name) {
-    return change.policy == name ||
-           std::any_of(std::begin(configurationTypes), std::end(configurationTypes),
-                       [&](const ConfigurationType& type) {
-                           const bool isNamed = name == type.name || name == type.kind.key.name;
-                           return isNamed && (change.policy == type.name || change.policy == type.kind.key.name);
-                       });
+/* Leaves the changes of the policy of that name. One policy has two names in the log: the row's, and the
+ * configuration's of which it was made. A row that is none of the engine's policies has its own name only. */
+void choose(std::vector<PolicyChange>& changes, const std::string& name) {
+    const auto hasName = [&name](const PolicyChange& change) { return change.policy == name; };
+    const PolicyKind* kind = findPolicy(name);
+    if (kind == nullptr && std::none_of(changes.begin(), changes.end(), hasName)) throw unknownPolicy(name);
+    std::erase_if(changes, [&](const PolicyChange& change) {
+        const auto* type =
+            std::find_if(std::begin(configurationTypes), std::end(configurationTypes),
+                         [&change](const ConfigurationType& each) { return change.policy == each.name; });
+        const std::string policy = type == std::end(configurationTypes) ? change.policy : type->kind.key.name;
+        return !hasName(change) && (kind == nullptr || policy != kind->key.name);
+    });
+}
+
+/* Of a text behind which the record ends nobody knows what was removed. */
+std::vector<DifferencePart> differenceOf(const PolicyChange& change) {
+    if (change.cut == "before") return {};
+    std::vector<DifferencePart> parts = wordDifference(change.before, change.after);
+    if (change.cut.empty()) return parts;
+    const auto lastKept = std::find_if(parts.rbegin(), parts.rend(), [](const DifferencePart& part) {
+                              return part.kind == DifferencePart::kept;
+                          }).base();
+    parts.erase(std::remove_if(lastKept, parts.end(),
+                               [](const DifferencePart& part) { return part.kind == DifferencePart::removed; }),
+                parts.end());
+    return parts;
 }
 
 const char* nameOf(DifferencePart::Kind kind) {
@@ -38,10 +57,16 @@ Json changeObject(const PolicyChange& change) {
     Json object = {{"time", change.time}};
     putBytes(object, "policy", change.policy);
     putBytes(object, "database", change.database);
+    putBytes(object, "user", change.user);
+    putBytes(object, "action", change.action);
     putBytes(object, "before", change.before);
-    putBytes(object, "after", change.after);
+    if (change.cut == "before")
+        object["after"] = nullptr;
+    else
+        putBytes(object, "after", change.after);
+    if (!change.cut.empty()) putBytes(object, "cut", change.cut);
     Json difference = Json::array();
-    for (const DifferencePart& part : wordDifference(change.before, change.after)) {
+    for (const DifferencePart& part : differenceOf(change)) {
         Json shown;
         putBytes(shown, nameOf(part.kind), part.text);
         difference.push_back(std::move(shown));
@@ -65,7 +90,7 @@ std::string marked(const DifferencePart& part, const Output& output) {
 std::string shownDifference(const PolicyChange& change, const Output& output) {
     std::string line = " ";
     bool afterRemoved = false;
-    for (const DifferencePart& part : wordDifference(change.before, change.after)) {
+    for (const DifferencePart& part : differenceOf(change)) {
         const bool replaces = afterRemoved && part.kind == DifferencePart::added;  // stands close to what it replaces
         if (replaces)
             line.erase(line.find_last_not_of(' ') + 1);
@@ -79,18 +104,28 @@ std::string shownDifference(const PolicyChange& change, const Output& output) {
 }
 
 void writeChange(const PolicyChange& change, Output& output) {
-    output.writeLine(fmt::format("{}  {}  (database {})", change.time,
-                                 output.styled(Style::heading, printable(change.policy)), printable(change.database)));
-    output.writeLine(" " + shownDifference(change, output));
-    if (change.before == change.after) output.writeLine("  (described as before)");
+    const char* done = change.action == "insert" ? "  inserted" : change.action == "delete" ? "  deleted" : "";
+    output.writeLine(fmt::format("{}  {}{}  (database {}, user {})", change.time,
+                                 output.styled(Style::heading, printable(change.policy)), done,
+                                 printable(change.database), printable(change.user)));
+    if (change.cut == "before") {
+        output.writeLine("  before: " + printable(change.before));
+        output.writeLine(
+            "  (the record was full: the end of this text and what the policy was changed to are missing)");
+        return;
+    }
+    if (!change.before.empty() || !change.after.empty()) output.writeLine(" " + shownDifference(change, output));
+    if (!change.cut.empty())
+        output.writeLine("  (the record was full: the end is missing)");
+    else if (change.action == "update" && change.before == change.after)
+        output.writeLine("  (described as before)");
 }
 
 int runHistory(const HistoryOptions& options, const GlobalOptions& globals, Output& output) {
     const kelhost::Instance instance = kelhost::Instance::open(instanceDirectory(globals));
     ChangeLog log = readChangeLog(instance.logFiles());
     std::vector<PolicyChange>& changes = log.changes;
-    if (!options.name.empty())
-        std::erase_if(changes, [&options](const PolicyChange& change) { return !isAbout(change, options.name); });
+    if (!options.name.empty()) choose(changes, options.name);
     if (changes.size() > options.count)
         changes.erase(changes.begin(), changes.end() - static_cast<ptrdiff_t>(options.count));
     if (output.isJson()) {
@@ -111,13 +146,15 @@ void addHistory(CLI::App& parent, RunCommand& chosen) {
     CLI::App* command =
         parent.add_subcommand("history", "Show the changes of policies that the administration log tells of");
     const auto options = std::make_shared<HistoryOptions>();
-    command->add_option("--name", options->name, "Only changes of this policy, for example DBBackupPolicy")
+    command
+        ->add_option("--name", options->name,
+                     "Only changes of this policy: DBBackupPolicy, AUTO_BACKUP or backup, and so on")
         ->type_name("NAME")
         ->check(refuseEmpty);
     command->add_option("--count", options->count, "Only the latest ones, so many (default: all)")
         ->type_name("N")
         ->check(CLI::Range(1, std::numeric_limits<int32_t>::max()));
-    command->footer(example("kelpolicy history --name DBBackupPolicy --count 3"));
+    command->footer(example("kelpolicy history --name backup --count 3"));
     command->callback([&chosen, options] {
         chosen = [options](const GlobalOptions& globals, Output& output) {
             return runHistory(*options, globals, output);

@@ -4,6 +4,7 @@
 #include <set>
 
 #include "bytes.h"
+#include "changeReport.h"
 #include "databaseSession.h"
 #include "documentFile.h"
 #include "keyOptions.h"
@@ -146,7 +147,9 @@ int runStore(InstallAction action, const InstallOptions& options, const GlobalOp
     if (!given.has_value()) given = serverFileContents(options.serverFile, session.instance());
     const char* name = isUpdate ? "update" : "insert";
     const PolicyRow row = storedRow(name, key);
+    const RowChange change = {name, "", isUpdate ? "" : describeRow(key)};
     session.commit();
+    if (!isUpdate) reportChange("kelpolicy install", key, session.databaseName(), change);
     writeStored(name, key, row, given, output);
     return exitDone;
 }
@@ -178,8 +181,10 @@ int runDelete(const InstallOptions& options, const GlobalOptions& globals, Outpu
         throw noRow(options);
     }
     row = readPolicyRow(key);
+    const RowChange change = {"delete", describeRow(key)};
     installPolicy(InstallAction::remove, key, {}, "");
     session.commit();
+    reportChange("kelpolicy install", key, session.databaseName(), change);
     if (output.isJson())
         output.writeJson(rowObject("delete", key, *row));
     else

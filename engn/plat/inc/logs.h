@@ -1,7 +1,7 @@
 /* Logs: the diagnostic log for the engine's support, the administration log for database administrators.
  *
- * Texts are UTF-8. The host adds time, process, thread and database. Threads: any. Nothing here throws or jumps; a
- * record that cannot be written is dropped. */
+ * Texts are UTF-8. The host adds time, process, thread, database and user. Threads: any. Nothing here throws or jumps;
+ * a record that cannot be written is dropped. */
 #ifndef PLAT_LOGS_H
 #define PLAT_LOGS_H
 
@@ -27,8 +27,13 @@ void pdLog(int32_t importance, const char* function, uint32_t probe, const char*
 void pdLogPrintf(int32_t importance, const char* function, uint32_t probe, const char* format, ...)
     __attribute__((format(printf, 4, 5)));
 
-#define SQLT_ADMIN_TEXT 0u               /* message number of a record that is plain text */
-#define SQLT_ADMIN_POLICY_CHANGED 10515u /* tokens: policy, [database,] description before, description after */
+#define SQLT_ADMIN_TEXT 0u /* message number of a record that is plain text */
+/* Tokens: policy, database, description before, description after. The policy is the NAME of a row, or the type of a
+ * configuration, in capitals; then there is no database. Of a row's the whole text is cut at SQLT_ADMIN_CHANGE_SIZE
+ * bytes, between characters: the last token may end too early then, and those behind it are missing. A program beside
+ * the library may add a fifth token, what was done: insert, update or delete. */
+#define SQLT_ADMIN_POLICY_CHANGED 10515u
+#define SQLT_ADMIN_CHANGE_SIZE 4093u
 
 /* Writes one record to the administration log. `text` holds `length` bytes; the tokens of a numbered message are
  * separated by the byte 0xFF. */
