@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 #include <xercesc/util/BinMemInputStream.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -64,10 +65,10 @@ sqlpi_call_memory::~sqlpi_call_memory() {
 void* sqlpi_call_memory::allocate(XMLSize_t size) {
     if (reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) < lowestStack_) {
         passedStackBound_ = true;
-        throw xercesc::OutOfMemoryException();
+        fail();
     }
     if (size > largestSmall) {
-        if (size > bound_) throw xercesc::OutOfMemoryException();
+        if (size > bound_) fail();
         return ::new (take(sizeof(Header) + size) + 1) Header{size} + 1;
     }
     const size_t granules = size == 0 ? 1 : (size + granule - 1) / granule;
@@ -90,7 +91,7 @@ void* sqlpi_call_memory::allocate(XMLSize_t size) {
 }
 
 void sqlpi_call_memory::deallocate(void* block) {
-    if (block == nullptr) return;
+    if (block == nullptr || hasFailed_) return;
     Header* header = static_cast<Header*>(block) - 1;
     if (header->size > largestSmall) {
         giveBack(reinterpret_cast<Piece*>(header) - 1);
@@ -100,10 +101,18 @@ void sqlpi_call_memory::deallocate(void* block) {
     returned = ::new (block) FreeBlock{returned};
 }
 
+void sqlpi_call_memory::fail() {
+    hasFailed_ = true;
+    throw xercesc::OutOfMemoryException();
+}
+
 sqlpi_call_memory::Piece* sqlpi_call_memory::take(size_t size) {
     const size_t whole = sizeof(Piece) + size;
-    void* memory = whole > bound_ - taken_ ? nullptr : source_.allocate(whole);
-    if (memory == nullptr) throw xercesc::OutOfMemoryException();
+    if (whole > bound_ - taken_) fail();
+    const bool hadFailed = std::exchange(hasFailed_, true);  // the source may throw itself
+    void* memory = source_.allocate(whole);
+    if (memory == nullptr) fail();
+    hasFailed_ = hadFailed;
     taken_ += whole;
     pieces_ = ::new (memory) Piece{nullptr, pieces_, whole};
     if (pieces_->next != nullptr) pieces_->next->previous = pieces_;

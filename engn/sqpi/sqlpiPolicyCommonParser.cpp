@@ -42,7 +42,7 @@ struct Companions {
     sqlpiPlain<sqlpi_mem_manager> memory;
     std::optional<sqlpi_call_memory> callMemory;
     sqlpiPlain<sqlpi_panic_handler> panicHandler;
-    std::unique_ptr<PolicyParser> parser;
+    PolicyParser* parser = nullptr; /* lives in the call's memory and ends with it */
     sqlpiPlain<sqlpi_sax_handler> documentHandler;
     sqlpiPlain<sqlpi_error_handler> errorHandler;
     sqlpi_entity_resolver resolver;
@@ -69,7 +69,7 @@ struct Companions {
             failed = probe(30, [&] { return (panicHandler = sqlpiMakePlain<sqlpi_panic_handler>()) != nullptr; });
         if (failed == 0)
             failed = probe(40, [&] {
-                parser = std::make_unique<PolicyParser>(document.size(), nullptr, &*callMemory, nullptr);
+                parser = new (&*callMemory) PolicyParser(document.size(), nullptr, &*callMemory, nullptr);
                 return true;
             });
         if (failed == 0)
@@ -82,7 +82,7 @@ struct Companions {
         if (failed == 0)
             failed = probe(70, [&] {
                 connect();
-                source = std::make_unique<sqlpi_document_source>(document, *callMemory, u"policyMB", parser.get());
+                source = std::make_unique<sqlpi_document_source>(document, *callMemory, u"policyMB", parser);
                 return true;
             });
         return failed;
@@ -123,7 +123,6 @@ struct Companions {
     ~Companions() {
         errorHandler.reset();
         documentHandler.reset();
-        parser.reset();
         callMemory.reset();
         memory.reset();
         panicHandler.reset();

@@ -1,6 +1,7 @@
 /* What a parse takes from its engine: how much, under which tags, and in which order it goes back. */
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 #include <xercesc/framework/MemoryManager.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -22,7 +23,7 @@ void noteRelease(void* block) {
     taken.erase(found);
 }
 
-/* The XML library's own memory; the parser is the first block, the source the first of a source's size. */
+/* The XML library's own memory; the source is the first block of a source's size. */
 class NotingGlobalMemory : public xercesc::MemoryManager {
 public:
     NotingGlobalMemory() { xercesc::XMLPlatformUtils::fgMemoryManager = this; }
@@ -31,8 +32,6 @@ public:
         const auto* inForce = dynamic_cast<sqlpi_panic_handler*>(xercesc::XMLPlatformUtils::fgUserPanicHandler);
         EXPECT_EQ(inForce, nullptr) << "a parse does not install its panic handler";
         void* block = real_->allocate(size);
-        if (!parserTaken_) taken[block] = "parser";
-        parserTaken_ = true;
         if (size >= sizeof(sqlpi_document_source) && size <= sizeof(sqlpi_document_source) + 2 * sizeof(void*))
             taken.try_emplace(block, "source");
         return block;
@@ -45,7 +44,6 @@ public:
 
 private:
     xercesc::MemoryManager* real_ = xercesc::XMLPlatformUtils::fgMemoryManager;
-    bool parserTaken_ = false;
 };
 
 /* Blocks of the pool, by tag: taken and given back under it, and the bytes asked for. */
@@ -55,6 +53,7 @@ struct PoolCounts {
     uint64_t bytes = 0;
 };
 std::map<std::string, PoolCounts> pool;
+bool awaitsParser = false; /* it lives in the first block from the pool */
 
 }  // namespace
 
@@ -85,10 +84,13 @@ void __wrap_sqlofmblkEx(void* block, const char* tag, uint32_t line);
 void* __wrap_sqlogmblkEx(SQLO_MEM_POOL* from, size_t size, const char* tag, uint32_t line) {
     ++pool[tag].taken;
     pool[tag].bytes += size;
-    return __real_sqlogmblkEx(from, size, tag, line);
+    void* block = __real_sqlogmblkEx(from, size, tag, line);
+    if (std::exchange(awaitsParser, false)) taken[block] = "parser";
+    return block;
 }
 void __wrap_sqlofmblkEx(void* block, const char* tag, uint32_t line) {
     if (block != nullptr) ++pool[tag].given;
+    noteRelease(block);
     __real_sqlofmblkEx(block, tag, line);
 }
 }
@@ -103,6 +105,7 @@ TEST_F(ParserRelease, CompanionsGoInTheirOrder) {
          {"<PolicyDocument><And a='b'/>text</PolicyDocument>", "<PolicyDocument><And>", "<other/>"}) {
         SCOPED_TRACE(document);
         released.clear();
+        awaitsParser = true;
         {
             const NotingGlobalMemory memory;
             parseTree(document);

@@ -31,7 +31,10 @@ private:
 
 /* What the parser is handed: memory in chunks from another manager, all given back by the destructor, whatever the
  * XML library forgets. When there is no memory, or the bound is passed, it throws the XML library's own out-of-memory
- * exception, because that library does not survive a null block. Used by one thread. */
+ * exception, because that library does not survive a null block. From then on what comes back is left as it is until
+ * the end: where an allocation fails, that library may own an object twice, and end it twice.
+ * Parsers are made in it and never destroyed, as some of that library's destructors allocate: a parser holds nothing
+ * else. Used by one thread. */
 class sqlpi_call_memory : public xercesc::MemoryManager {
 public:
     static constexpr size_t defaultChunk = size_t{32} * 1024;
@@ -72,6 +75,7 @@ private:
     static constexpr size_t granule = alignof(std::max_align_t);
     static constexpr size_t largestSmall = 1024; /* larger blocks are pieces of their own */
 
+    [[noreturn]] void fail();
     Piece* take(size_t size);
     void giveBack(Piece* piece) noexcept;
 
@@ -81,6 +85,7 @@ private:
     size_t taken_ = 0;
     uintptr_t lowestStack_ = 0; /* stacks grow downwards */
     bool passedStackBound_ = false;
+    bool hasFailed_ = false;
     Piece* pieces_ = nullptr;
     char* free_ = nullptr; /* the unused rest of the newest chunk */
     size_t freeSize_ = 0;
