@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <xercesc/framework/XMLGrammarPoolImpl.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -18,16 +17,15 @@
 #include "sqlpiPolicySchemas.h"
 #include "sqlpiText.h"
 
-/* Lives as long as the process, in memory of the XML library like the platform itself: pools of the engine may end with
- * the work they serve. */
+/* In memory of the XML library, like the platform itself: pools of the engine may end with the work they serve. The XML
+ * library's objects in it are never destroyed, as some of their destructors allocate: the memory is given back whole.
+ */
 struct sqlpiSharedGrammar {
     static constexpr size_t mostMemory = size_t{8} << 20;
 
     sqlpi_call_memory memory{*xercesc::XMLPlatformUtils::fgMemoryManager, mostMemory};
-    mutable xercesc::XMLGrammarPoolImpl pool{&memory}; /* locked */
+    xercesc::XMLGrammarPool& pool = *new (&memory) xercesc::XMLGrammarPoolImpl(&memory); /* locked */
     const xercesc::XMLStringPool* names = nullptr;
-    bool hasLists = false;
-    mutable std::mutex lists;
 };
 
 namespace {
@@ -63,9 +61,9 @@ struct SystemId {
 
 bool load(sqlpiSharedGrammar& shared, const Schema& schema) {
     const SystemId systemId(schema);
-    const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(schema.text), schema.length,
-                                            systemId.text);
-    XercesDOMParser parser(nullptr, &shared.memory, &shared.pool);
+    sqlpi_call_memory memory(*xercesc::XMLPlatformUtils::fgMemoryManager, sqlpiSharedGrammar::mostMemory);
+    const sqlpi_document_source source({schema.text, schema.length}, memory, systemId.text);
+    auto& parser = *new (&memory) XercesDOMParser(nullptr, &memory, &shared.pool);
     sqlpiSetUpValidation(parser);
     return parser.loadGrammar(source, xercesc::Grammar::SchemaGrammarType, true) != nullptr &&
            parser.getErrorCount() == 0;
@@ -81,13 +79,31 @@ void complete(sqlpiSharedGrammar& shared) {
     }
 }
 
-std::unique_ptr<sqlpiSharedGrammar> build(const Schema& schema) {
-    auto shared = std::make_unique<sqlpiSharedGrammar>();
-    shared->names = shared->pool.getURIStringPool();
-    shared->hasLists = schema.hasLists;
-    if (!load(*shared, schema)) return nullptr;
-    complete(*shared);
-    shared->pool.lockPool();
+/* Null when there is no memory. */
+sqlpiSharedGrammar* build(const Schema& schema) noexcept {
+    try {
+        auto shared = std::make_unique<sqlpiSharedGrammar>();
+        shared->names = shared->pool.getURIStringPool();
+        if (!load(*shared, schema)) return nullptr;
+        complete(*shared);
+        shared->pool.lockPool();
+        return shared.release();
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+/* Those that are not in use of a kind with lists; the one of any other kind. */
+constexpr size_t mostIdle = 8;
+constinit std::atomic<sqlpiSharedGrammar*> idle[SQLPI_CONFIG_KINDS][mostIdle] = {};
+
+/* The one for all uses; of two that are built at once, one goes again. */
+sqlpiSharedGrammar* share(std::atomic<sqlpiSharedGrammar*>& place, const Schema& schema) noexcept {
+    sqlpiSharedGrammar* shared = place.load(std::memory_order_acquire);
+    if (shared != nullptr) return shared;
+    sqlpiSharedGrammar* built = build(schema);
+    if (built == nullptr || place.compare_exchange_strong(shared, built, std::memory_order_acq_rel)) return built;
+    delete built;
     return shared;
 }
 
@@ -102,23 +118,23 @@ void sqlpiSetUpValidation(XercesDOMParser& parser) {
     parser.useCachedGrammarInParse(true);
 }
 
-const sqlpiSharedGrammar* sqlpiGrammarOf(sqlpiConfigKind kind) noexcept {
-    static constinit std::atomic<const sqlpiSharedGrammar*> grammars[SQLPI_CONFIG_KINDS] = {};
-    static constinit std::mutex building;
-    if (const auto* built = grammars[kind].load(std::memory_order_acquire)) return built;
-    try {
-        const std::lock_guard lock(building);
-        if (const auto* built = grammars[kind].load(std::memory_order_relaxed)) return built;
-        const sqlpiSharedGrammar* built = build(schemas[kind]).release();
-        grammars[kind].store(built, std::memory_order_release);
-        return built;
-    } catch (...) {
-        return nullptr;
+sqlpiGrammarUse::sqlpiGrammarUse(sqlpiConfigKind kind) noexcept : kind_(kind), grammar_(nullptr) {
+    if (!schemas[kind].hasLists) {
+        grammar_ = share(idle[kind][0], schemas[kind]);
+        return;
     }
+    for (auto& place : idle[kind])
+        if (grammar_ == nullptr) grammar_ = place.exchange(nullptr, std::memory_order_acquire);
+    if (grammar_ == nullptr) grammar_ = build(schemas[kind]);
 }
 
-std::unique_lock<std::mutex> sqlpiLockGrammar(const sqlpiSharedGrammar& shared) {
-    return shared.hasLists ? std::unique_lock(shared.lists) : std::unique_lock<std::mutex>();
+sqlpiGrammarUse::~sqlpiGrammarUse() {
+    if (grammar_ == nullptr || !schemas[kind_].hasLists) return;
+    for (auto& place : idle[kind_]) {
+        sqlpiSharedGrammar* none = nullptr;
+        if (place.compare_exchange_strong(none, grammar_, std::memory_order_release)) return;
+    }
+    delete grammar_;
 }
 
 /* --- what one parser is handed ------------------------------------------------------------------------------------ */

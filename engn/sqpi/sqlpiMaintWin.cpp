@@ -169,6 +169,7 @@ int64_t sqlpiAdjustTime(tm* time) noexcept {
         time->tm_mday = asked.tm_mday;
         time->tm_mon = asked.tm_mon;
         time->tm_year = asked.tm_year;
+        const sqlpiLocalTimeLock lock;
         seconds = mktime(time);
         if (time->tm_hour == asked.tm_hour) break;
     }

@@ -25,6 +25,11 @@ bool isCalmDifference(const sqlpiLocalMoment& from, const sqlpiLocalMoment& to) 
     return from.dst == to.dst ? change == 0 : std::abs(change) <= HOUR;
 }
 
+bool toLocalTime(time_t seconds, tm* time) {
+    const sqlpiLocalTimeLock lock;
+    return localtime_r(&seconds, time) != nullptr;
+}
+
 int32_t hourOf(const sqlpiLocalMoment& moment) {
     return moment.timeOfDay() / 3600;
 }
@@ -32,6 +37,7 @@ int32_t hourOf(const sqlpiLocalMoment& moment) {
 }  // namespace
 
 sqlpiLocalClock::sqlpiLocalClock() noexcept {
+    const sqlpiLocalTimeLock lock;
     tzset();
 }
 
@@ -44,7 +50,7 @@ bool sqlpiLocalClock::at(int64_t seconds, sqlpiLocalMoment* moment) const noexce
 bool sqlpiLocalClock::ask(int64_t seconds, sqlpiLocalMoment* moment) const noexcept {
     const time_t platformTime = seconds;
     tm time;
-    if (localtime_r(&platformTime, &time) == nullptr) return false;
+    if (!toLocalTime(platformTime, &time)) return false;
     const int64_t day = sqlpiFirstDayOfYear(int64_t{time.tm_year} + 1900) + time.tm_yday;
     moment->seconds = seconds;
     moment->local = day * SQLPI_DAY_SECONDS + int64_t{time.tm_hour} * 3600 + int64_t{time.tm_min} * 60 + time.tm_sec;

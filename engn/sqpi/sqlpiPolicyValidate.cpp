@@ -14,6 +14,7 @@
 #include "logs.h"
 #include "sqlpiConfigGrammar.h"
 #include "sqlpiDomErrorReporter.h"
+#include "sqlpiForks.h"
 #include "sqlpiOwn.h"
 #include "sqlpiParserMemory.h"
 #include "sqlpiPolicyGen.h"
@@ -284,16 +285,18 @@ uint32_t refuseByteAt(size_t place, std::string_view document, DOMTreeErrorRepor
 uint32_t validate(const PolicyType* type, std::string_view document, char* working, DOMTreeErrorReporter& reporter,
                   sqlca& ca) {
     if (!sqlpiHoldXmlPlatform()) throw std::bad_alloc();
-    const sqlpiXmlPlatformUse platform;
-    const sqlpiSharedGrammar* grammar = type == nullptr ? nullptr : sqlpiGrammarOf(type->schema);
-    if (grammar == nullptr) return refuse(10, "Schema source is null. ", SQLPI_UNUSABLE_DOCUMENT, {}, ca);
+    const auto refuseWithoutSchema = [&ca] {
+        return refuse(10, "Schema source is null. ", SQLPI_UNUSABLE_DOCUMENT, {}, ca);
+    };
+    if (type == nullptr) return refuseWithoutSchema();
+    const sqlpiGrammarUse grammar(type->schema);
+    if (grammar.get() == nullptr) return refuseWithoutSchema();
 
-    const std::unique_lock<std::mutex> grammarLock = sqlpiLockGrammar(*grammar);
     sqlpi_mem_manager pool(nullptr);
     sqlpi_call_memory memory(pool, sqlpiParseMemoryBudget(document.size()));
     memory.boundStack(sqlpiMostParseStack);
-    sqlpiCallGrammars grammars(*grammar, memory);
-    ConfigParser parser(memory, grammars, document.size());
+    sqlpiCallGrammars grammars(*grammar.get(), memory);
+    ConfigParser& parser = *new (&memory) ConfigParser(memory, grammars, document.size());
     const sqlpi_document_source source(document, memory, u"policy", &parser);
     parser.setErrorHandler(&reporter);
     const auto refuseBeginning = [&ca] {
@@ -357,6 +360,12 @@ uint32_t sqlpiValidateDocument(const char* policyType, std::string_view document
 
 /* --- error handler ------------------------------------------------------------------------------------------------ */
 
+namespace {
+
+constinit std::mutex publishing; /* the last mistake */
+
+}  // namespace
+
 void DOMTreeErrorReporter::warning(const xercesc::SAXParseException& exception) {
     keep(exception);
     pdLogPrintf(PD_WARNING, "DOMTreeErrorReporter::warning", 10,
@@ -381,8 +390,7 @@ void DOMTreeErrorReporter::keep(const xercesc::SAXParseException& exception) noe
     last_.column = bounded(exception.getColumnNumber());
     const XMLCh* why = exception.getMessage();
     last_.message[why == nullptr ? 0 : sqlpiToUtf8(why, last_.message, sizeof last_.message - 1)] = '\0';
-    static constinit std::mutex publishing;
-    const std::lock_guard lock(publishing);
+    const sqlpiForkSafeLock<publishing> lock;
     errLineNo = last_.line;
     errColumnNo = last_.column;
     std::memcpy(errMsgBuffer, last_.message, sizeof errMsgBuffer);

@@ -1,5 +1,8 @@
 #include "sqlpiXmlPlatform.h"
 
+#include <link.h>
+#include <pthread.h>
+
 #include <atomic>
 #include <cstddef>
 #include <mutex>
@@ -12,7 +15,10 @@
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PanicHandler.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLMutexMgr.hpp>
 #include <xercesc/util/XMLUni.hpp>
+
+#include "sqlpiForks.h"
 
 namespace {
 
@@ -44,7 +50,68 @@ xercesc::PanicHandler* panicHandler() {
     return handler;
 }
 
-constinit std::mutex counter; /* of the platform's references */
+/* Whoever is in a lock of the XML library shares it; a fork has it alone. */
+constinit pthread_rwlock_t inXmlLocks = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
+constinit thread_local size_t locksHeld = 0; /* of the XML library, by this thread */
+
+/* The XML library's locks, which no fork finds taken: those that exist stay what they are. */
+class ForkSafeMutexes : public xercesc::XMLMutexMgr {
+public:
+    explicit ForkSafeMutexes(xercesc::XMLMutexMgr& real) : real_(real) {}
+
+    xercesc::XMLMutexHandle create(xercesc::MemoryManager* memory) override { return real_.create(memory); }
+    void destroy(xercesc::XMLMutexHandle mutex, xercesc::MemoryManager* memory) override {
+        real_.destroy(mutex, memory);
+    }
+    void lock(xercesc::XMLMutexHandle mutex) override {
+        if (locksHeld++ == 0) pthread_rwlock_rdlock(&inXmlLocks);
+        real_.lock(mutex);
+    }
+    /* One that was taken before this manager came was not counted. */
+    void unlock(xercesc::XMLMutexHandle mutex) override {
+        real_.unlock(mutex);
+        if (locksHeld != 0 && --locksHeld == 0) pthread_rwlock_unlock(&inXmlLocks);
+    }
+
+private:
+    xercesc::XMLMutexMgr& real_;
+};
+
+void keepLocksAcrossForks() {
+    using xercesc::XMLPlatformUtils;
+    XMLPlatformUtils::fgMutexMgr = new ForkSafeMutexes(*XMLPlatformUtils::fgMutexMgr);
+    pthread_atfork([] { pthread_rwlock_wrlock(&inXmlLocks); }, [] { pthread_rwlock_unlock(&inXmlLocks); },
+                   [] { inXmlLocks = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP; });  // nobody waits any more
+}
+
+/* Counts of others that meet each other may be lost, and must not end the platform under us. */
+constexpr int references = 1000;
+
+bool begin() noexcept {
+    try {
+        for (int i = 0; i < references; ++i)
+            xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, panicHandler());
+        keepLocksAcrossForks();
+        warmUp();
+        return true;
+    } catch (...) {
+        return false;  // the XML library can neither go on nor begin again from where it failed
+    }
+}
+
+/* Runs `begin` under the loader's lock, the one that all copies of this library have in common. */
+bool beginAlone() noexcept {
+    bool hasBegun = false;
+    dl_iterate_phdr(
+        [](dl_phdr_info*, size_t, void* answer) {
+            *static_cast<bool*>(answer) = begin();
+            return 1;
+        },
+        &hasBegun);
+    return hasBegun;
+}
+
+constinit std::mutex firstCall;
 
 }  // namespace
 
@@ -52,27 +119,8 @@ bool sqlpiHoldXmlPlatform() noexcept {
     enum State { untried, usable, broken };
     static constinit std::atomic<State> state = untried;
     if (const State known = state.load(std::memory_order_acquire); known != untried) return known == usable;
-    const std::lock_guard counting(counter);
-    if (state.load(std::memory_order_relaxed) == untried) {
-        State found = broken;
-        try {
-            xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, panicHandler());
-            warmUp();
-            found = usable;
-        } catch (...) {
-            // The XML library can neither go on nor begin again from where it failed.
-        }
-        state.store(found, std::memory_order_release);
-    }
+    const sqlpiForkSafeLock<firstCall> lock;
+    if (state.load(std::memory_order_relaxed) == untried)
+        state.store(beginAlone() ? usable : broken, std::memory_order_release);
     return state.load(std::memory_order_relaxed) == usable;
-}
-
-sqlpiXmlPlatformUse::sqlpiXmlPlatformUse() {
-    const std::lock_guard counting(counter);
-    xercesc::XMLPlatformUtils::Initialize();
-}
-
-sqlpiXmlPlatformUse::~sqlpiXmlPlatformUse() {
-    const std::lock_guard counting(counter);
-    xercesc::XMLPlatformUtils::Terminate();
 }

@@ -1,11 +1,10 @@
 #include "hostLogs.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <mutex>
 #include <optional>
 
+#include "forkSafe.h"
 #include "logFiles.h"
 #include "logSink.h"
 
@@ -18,22 +17,19 @@ struct LogCapture::Kept {
 namespace {
 
 struct Sinks {
-    std::mutex guard;
     std::optional<LogFiles> files;
     std::vector<std::shared_ptr<LogCapture::Kept>> captures;
 };
 
-Sinks& sinks();
+// Whoever writes or looks holds it, so that no fork meets a record that is half written.
+constinit std::mutex guard;
+const int isKept = keepAcrossForks<guard>();
 
-// Never destroyed: a thread may still write while the process ends. A process that is forked meanwhile finds the guard
-// free.
-Sinks* makeSinks() {
-    ::pthread_atfork([] { sinks().guard.lock(); }, [] { sinks().guard.unlock(); }, [] { sinks().guard.unlock(); });
-    return new Sinks;
-}
-
+// Never destroyed: a thread may still write while the process ends.
+// REQUIRES: the guard is held.
 Sinks& sinks() {
-    static auto* all = makeSinks();
+    static constinit Sinks* all = nullptr;
+    if (all == nullptr) all = new Sinks;
     return *all;
 }
 
@@ -42,18 +38,18 @@ Sinks& sinks() {
 void openLogs(const std::filesystem::path& directory, LogOptions options) {
     userOfProcess();  // looked up before there are threads and forks
     LogFiles files(directory, options);
-    const std::lock_guard lock(sinks().guard);
+    const std::lock_guard lock(guard);
     sinks().files.emplace(std::move(files));
 }
 
 void closeLogs() noexcept {
-    const std::lock_guard lock(sinks().guard);
+    const std::lock_guard lock(guard);
     sinks().files.reset();
 }
 
 void writeRecord(const LogRecord& record, const std::string& line) noexcept {
     try {
-        const std::lock_guard lock(sinks().guard);
+        const std::lock_guard lock(guard);
         for (const auto& capture : sinks().captures) capture->records.push_back(record);
         if (sinks().files.has_value()) sinks().files->write(record.kind, line);
     } catch (...) {
@@ -62,17 +58,17 @@ void writeRecord(const LogRecord& record, const std::string& line) noexcept {
 }
 
 LogCapture::LogCapture() : kept_(std::make_shared<Kept>()) {
-    const std::lock_guard lock(sinks().guard);
+    const std::lock_guard lock(guard);
     sinks().captures.push_back(kept_);
 }
 
 LogCapture::~LogCapture() {
-    const std::lock_guard lock(sinks().guard);
+    const std::lock_guard lock(guard);
     std::erase(sinks().captures, kept_);
 }
 
 std::vector<LogRecord> LogCapture::records() const {
-    const std::lock_guard lock(sinks().guard);
+    const std::lock_guard lock(guard);
     return kept_->records;
 }
 
@@ -89,7 +85,7 @@ std::vector<std::string> LogCapture::texts(LogKind kind) const {
 }
 
 void LogCapture::clear() {
-    const std::lock_guard lock(sinks().guard);
+    const std::lock_guard lock(guard);
     kept_->records.clear();
 }
 

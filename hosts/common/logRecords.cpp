@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "hostText.h"
+#include "hostTime.h"
 #include "instance.h"
 #include "logSink.h"
 #include "logs.h"
@@ -111,7 +112,7 @@ std::string recordHead() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     tm local{};
-    localtime_r(&now.tv_sec, &local);
+    localTime(now.tv_sec, local);
     const std::string* database = threadScope().database;
     return fmt::format("{:04}-{:02}-{:02}-{:02}.{:02}.{:02}.{:06} process {} thread {} database {} user {}",
                        local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,

@@ -3,6 +3,7 @@
 #include <mutex>
 #include <new>
 
+#include "forkSafe.h"
 #include "memoryAccounts.h"
 
 namespace kelhost {
@@ -23,6 +24,7 @@ struct Totals {
 // Counting must work while other static objects are constructed and destroyed, and must not allocate from the pool it
 // counts: plain data with static storage.
 constinit std::mutex guard;
+const int isKept = keepAcrossForks<guard>();
 constinit MemoryAccounts* firstThread = nullptr;
 constinit Totals endedThreads[mostTags] = {};
 constinit Totals untagged = {"(other tags)", 0, 0, 0};

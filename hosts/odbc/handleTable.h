@@ -8,7 +8,12 @@
 #include <cstdint>
 #include <mutex>
 
+#include "forkSafe.h"
+
 namespace kelhost {
+
+inline constinit std::mutex handleTablesGuard;
+inline const int areHandleTablesKept = keepAcrossForks<handleTablesGuard>();
 
 /* `Kind` is 1..15 and differs between tables. Objects are default-constructed once and reused; the owner clears them.
  * Every function may be called by any thread; an object is used by one thread at a time. */
@@ -17,7 +22,7 @@ class HandleTable {
 public:
     /* A new handle and its object. Throws std::bad_alloc; the handle is null when the table is full. */
     void* open(Object*& object) {
-        const std::lock_guard lock(guard_);
+        const std::lock_guard lock(handleTablesGuard);
         uint32_t index = freeSlot_;
         if (index != none) {
             freeSlot_ = slot(index).nextFree;
@@ -49,7 +54,7 @@ public:
     /* Makes an open handle invalid. False when it was not open. */
     bool close(const void* handle) noexcept {
         if (find(handle) == nullptr) return false;
-        const std::lock_guard lock(guard_);
+        const std::lock_guard lock(handleTablesGuard);
         const auto index =
             static_cast<uint32_t>(reinterpret_cast<uintptr_t>(handle) >> kindBits) & (chunkSize * chunkCount - 1);
         Slot& place = slot(index);
@@ -91,7 +96,6 @@ private:
         return chunks_[index / chunkSize].load(std::memory_order_relaxed)->at(index % chunkSize);
     }
 
-    std::mutex guard_;
     std::array<std::atomic<Chunk*>, chunkCount> chunks_{};
     uint32_t used_ = 0;
     uint32_t freeSlot_ = none;

@@ -1,6 +1,7 @@
 #include "session.h"
 
 #include <fmt/format.h>
+#include <pthread.h>
 #include <sqlext.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <chrono>
 #include <filesystem>
 #include <mutex>
+#include <new>
 
 #include "hostError.h"
 #include "packages.h"
@@ -115,7 +117,10 @@ void Session::closeStatements() noexcept {
 // Which settings a database needs is known when it has been connected to; then it is done once more with them.
 // One at a time: the driver manager keeps its configuration, and drivers the locale, for the whole process unguarded.
 void Session::connect(const DatabaseOptions& options) {
+    // A fork does not wait for a server. Its child finds the lock free, but the driver manager as it was.
     static constinit std::mutex opening;
+    static const int isKept = ::pthread_atfork(nullptr, nullptr, [] { ::new (&opening) std::mutex; });
+    static_cast<void>(isKept);
     const std::lock_guard lock(opening);
     if (driver_.allocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_) != SQL_SUCCESS) throw std::bad_alloc();
     driver_.setEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "hostTime.h"
 #include "sqlTokens.h"
 
 namespace kelhost {
@@ -196,7 +197,7 @@ std::string currentTimestamp() {
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
     tm local{};
-    ::localtime_r(&now.tv_sec, &local);
+    localTime(now.tv_sec, local);
     return fmt::format("{:04}-{:02}-{:02}-{:02}.{:02}.{:02}.{:06}", local.tm_year + 1900, local.tm_mon + 1,
                        local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, now.tv_nsec / 1000);
 }

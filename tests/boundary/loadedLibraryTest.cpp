@@ -3,9 +3,15 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sqlext.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "sqlpiBackup.h"
@@ -111,6 +117,39 @@ TEST_F(LoadedLibrary, answersWithWhatTheEngineBrings) {
     sqlpiReorgPolicy reorg = {};
     EXPECT_EQ(ENTRY(library_, sqlpiGetReorg)(&reorg, nullptr, &changed), -1) << "the database says no";
     EXPECT_STREQ(static_cast<const char* const*>(dlsym(library_.get(), "DAYS_OF_WEEK"))[6], "SAT");
+}
+
+/* An engine and a plug-in of it may each bring the library; the XML library is one for both. */
+TEST(TwoCopiesOfTheLibrary, MayBeUsedAtOnceForTheFirstTime) {
+    char other[] = "/tmp/kelpolicyCopyXXXXXX";
+    ASSERT_NE(mkdtemp(other), nullptr);
+    const std::string copy = std::string(other) + "/copy.so";
+    std::filesystem::copy_file(KELPOLICY_COPY, copy);
+    for (int i = 0; i < 40 && !HasFailure(); ++i) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            const Library libraries[] = {load(KELPOLICY_COPY), load(copy.c_str())};
+            std::atomic<int> ready = 0;
+            std::atomic<int> parsed = 0;
+            std::vector<std::thread> threads;
+            for (const Library& library : libraries)
+                threads.emplace_back([&] {
+                    const auto parse = ENTRY(library, sqlpi_policy_parse);
+                    char document[] = "<PolicyDocument><And/></PolicyDocument>";
+                    SQLPIPolicyElement* root = nullptr;
+                    for (++ready; ready < 2;) {
+                    }
+                    parsed += parse(nullptr, sizeof document - 1, document, &root) == 0 && root != nullptr;
+                });
+            for (std::thread& thread : threads) thread.join();
+            _exit(parsed == 2 ? 0 : 1);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0) << "process " << i;
+    }
+    std::filesystem::remove_all(other);
 }
 
 /* The library finds the engine's names in the group of objects that it was loaded with; drivers, which come with a

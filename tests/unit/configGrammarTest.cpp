@@ -17,7 +17,8 @@ class ConfigGrammar : public BalancedTest {
 protected:
     const bool isHeld_ = sqlpiHoldXmlPlatform();
     xercesc::MemoryManager& memory_ = *xercesc::XMLPlatformUtils::fgMemoryManager;
-    const sqlpiSharedGrammar& shared_ = *sqlpiGrammarOf(SQLPI_CONFIG_BACKUP);
+    const sqlpiGrammarUse use_{SQLPI_CONFIG_BACKUP};
+    const sqlpiSharedGrammar& shared_ = *use_.get();
     sqlpiCallGrammars grammars_{shared_, memory_};
 
     xercesc::Grammar* find(const XMLCh* nameSpace) {

@@ -1,6 +1,9 @@
 /* Validation on many threads at once, from the first use in the process on. */
 #include <atomic>
+#include <memory>
+#include <set>
 #include <thread>
+#include <xercesc/util/PlatformUtils.hpp>
 
 #include "sqlpiConfigGrammar.h"
 #include "sqlpiXmlPlatform.h"
@@ -16,11 +19,57 @@ TEST_F(ConcurrentValidation, OnlyAGrammarWithListsIsUsedByOneParserAtATime) {
     ASSERT_TRUE(sqlpiHoldXmlPlatform());
     for (const sqlpiConfigKind kind :
          {SQLPI_CONFIG_MW, SQLPI_CONFIG_BACKUP, SQLPI_CONFIG_REORG, SQLPI_CONFIG_RUNSTATS}) {
-        const sqlpiSharedGrammar* grammar = sqlpiGrammarOf(kind);
-        ASSERT_NE(grammar, nullptr);
-        EXPECT_EQ(sqlpiGrammarOf(kind), grammar);
-        EXPECT_EQ(sqlpiLockGrammar(*grammar).owns_lock(), kind == SQLPI_CONFIG_MW) << kind;
+        std::set<const sqlpiSharedGrammar*> grammars;
+        for (int round = 0; round < 2; ++round) {  // those of the first round serve again
+            const sqlpiGrammarUse first(kind);
+            const sqlpiGrammarUse second(kind);
+            ASSERT_NE(first.get(), nullptr);
+            ASSERT_NE(second.get(), nullptr);
+            EXPECT_EQ(first.get() != second.get(), kind == SQLPI_CONFIG_MW) << kind;
+            grammars.insert({first.get(), second.get()});
+        }
+        EXPECT_EQ(grammars.size(), kind == SQLPI_CONFIG_MW ? 2U : 1U) << kind;
     }
+}
+
+/* More uses at once than are kept: the others go when they end. */
+TEST_F(ConcurrentValidation, ManyUsesAtOnceEachHaveAGrammar) {
+    ASSERT_TRUE(sqlpiHoldXmlPlatform());
+    std::set<const sqlpiSharedGrammar*> grammars;
+    std::vector<std::unique_ptr<sqlpiGrammarUse>> uses;
+    for (int i = 0; i < 20; ++i) {
+        uses.push_back(std::make_unique<sqlpiGrammarUse>(SQLPI_CONFIG_MW));
+        grammars.insert(uses.back()->get());
+    }
+    EXPECT_EQ(grammars.size(), 20U);
+    EXPECT_FALSE(grammars.contains(nullptr));
+    uses.clear();
+    EXPECT_EQ(validate("MAINTENANCE_WINDOW", config::windows()).status, 0U);
+}
+
+/* The counter of the XML library's users is not safe under threads: we do not touch it once we have begun. */
+TEST_F(ConcurrentValidation, AHostThreadMayStartAndStopTheXmlLibrary) {
+    ASSERT_EQ(validate("AUTO_BACKUP", config::backup()).status, 0U);
+    std::atomic<bool> isOver = false;
+    std::thread host([&] {
+        while (!isOver) {
+            xercesc::XMLPlatformUtils::Initialize();
+            xercesc::XMLPlatformUtils::Terminate();
+        }
+    });
+    std::atomic<int> sound = 0;
+    std::vector<std::thread> threads;
+    constexpr int threadCount = 4;
+    constexpr int rounds = 1000;
+    for (int t = 0; t < threadCount; ++t)
+        threads.emplace_back([&] {
+            for (int round = 0; round < rounds; ++round)
+                sound += validate("AUTO_BACKUP", config::backup()).status == 0U;
+        });
+    for (std::thread& thread : threads) thread.join();
+    isOver = true;
+    host.join();
+    EXPECT_EQ(sound, threadCount * rounds);
 }
 
 struct Case {

@@ -1,9 +1,8 @@
-/* The schemas of configuration documents, parsed once for the process and never written again. Internal. */
+/* The schemas of configuration documents, parsed for the process and not again for each document. Internal. */
 #ifndef SQLPI_CONFIG_GRAMMAR_H
 #define SQLPI_CONFIG_GRAMMAR_H
 
 #include <cstddef>
-#include <mutex>
 #include <xercesc/framework/XMLGrammarPool.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/Locator.hpp>
@@ -18,14 +17,24 @@ struct sqlpiSharedGrammar;
 /* Validation against the grammar that the parser was made with. */
 void sqlpiSetUpValidation(xercesc::XercesDOMParser& parser);
 
-/* The grammar of a kind; built by the first call. Any number of threads. Null when it could not be built; the next call
- * tries again.
- * REQUIRES: the XML platform is held. */
-const sqlpiSharedGrammar* sqlpiGrammarOf(sqlpiConfigKind kind) noexcept;
+/* The grammar of a kind, for one parser at a time to work with. Built by the first use; every later one finds it built,
+ * on any number of threads. The XML library's list types note the list that they judge, so of a kind with lists each
+ * use has a grammar to itself, and there are as many as were in use at once. Nothing waits for anything, so the child
+ * of a fork finds every grammar that was not in use. REQUIRES: the XML platform is held. */
+class sqlpiGrammarUse {
+public:
+    explicit sqlpiGrammarUse(sqlpiConfigKind kind) noexcept;
+    ~sqlpiGrammarUse();
+    sqlpiGrammarUse(const sqlpiGrammarUse&) = delete;
+    sqlpiGrammarUse& operator=(const sqlpiGrammarUse&) = delete;
 
-/* To be held while a parser works with the grammar. The XML library's list types note the list that they judge, so a
- * grammar with lists is used by one parser at a time; for any other nothing is locked. Throws when it cannot lock. */
-std::unique_lock<std::mutex> sqlpiLockGrammar(const sqlpiSharedGrammar& shared);
+    /* Null when it could not be built; the next use tries again. */
+    const sqlpiSharedGrammar* get() const noexcept { return grammar_; }
+
+private:
+    sqlpiConfigKind kind_;
+    sqlpiSharedGrammar* grammar_;
+};
 
 /* The namespaces that one document names, beside those of its grammar. The XML library's work for them grows with their
  * square, so a document that names more than `most`, the same ones again included, ends its parse with a

@@ -8,9 +8,15 @@
 #define SQLPI_MAINT_WIN_LOCAL_H
 
 #include <cstdint>
+#include <mutex>
 
 #include "sqlpiCommonPolicy.h"
+#include "sqlpiForks.h"
 #include "sqlpiMaintWinDays.h"
+
+inline constinit std::mutex sqlpiInLocalTime;
+/* Held while the C runtime is asked about local time, so that no fork finds its lock taken by one of us. */
+using sqlpiLocalTimeLock = sqlpiForkSafeLock<sqlpiInLocalTime>;
 
 /* A moment and its local time. */
 struct sqlpiLocalMoment {
