@@ -1,7 +1,6 @@
 #include "dialect.h"
 
 #include <array>
-#include <cstring>
 
 namespace kelhost {
 namespace {
@@ -27,6 +26,19 @@ constexpr std::array packagesForSqlite = {
     "PRIMARY KEY (COLLECTION, NAME))"};
 
 constexpr std::array sqliteConnection = {"Timeout={}"};
+
+// What a trigger or a rule within the file calls may not do more than compute either.
+constexpr std::array sqliteSetup = {"PRAGMA trusted_schema = OFF"};
+constexpr std::array sqliteChecks = {
+    SessionCheck{"PRAGMA trusted_schema", "0", "SQLite must know \"PRAGMA trusted_schema\" (3.31 or later)"}};
+
+// The driver adds functions that read and write files, and lets one load code.
+constexpr std::array functionsOfSqlite = {"ABS",          "AVG",     "CAST",   "COALESCE",   "COUNT", "DENSE_RANK",
+                                          "GROUP_CONCAT", "HEX",     "IFNULL", "INSTR",      "LAG",   "LEAD",
+                                          "LENGTH",       "LOWER",   "LTRIM",  "MAX",        "MIN",   "NULLIF",
+                                          "RANK",         "REPLACE", "ROUND",  "ROW_NUMBER", "RTRIM", "SUBSTR",
+                                          "SUBSTRING",    "SUM",     "TRIM",   "TYPEOF",     "UPPER"};
+constexpr std::array ownNamesOfSqlite = {"SQLITE_", "PRAGMA_"};
 
 constexpr std::array<NativeFailure, 23> failuresOfSqlite = {{
     {0, "no such table", "42704"},
@@ -56,8 +68,27 @@ constexpr std::array<NativeFailure, 23> failuresOfSqlite = {{
 
 // The driver's own way to keep a failing statement from spoiling the unit of work gives the whole unit up after some
 // failures; it is switched off for this host's savepoints.
-constexpr std::array postgresConnection = {"Protocol=7.4-0", "ByteaAsLongVarBinary=1"};
-constexpr std::array postgresSetup = {"SET lock_timeout = {}"};
+constexpr std::array postgresConnection = {"Protocol=7.4-0", "ByteaAsLongVarBinary=1", "UseServerSidePrepare=1"};
+
+// The settings of the session win over those of the database and of the user.
+constexpr std::array postgresSetup = {"SET lock_timeout = {}", "SET standard_conforming_strings = on"};
+
+// The database refuses a text of two statements where it is asked to prepare it. The driver does so under a name that
+// the session can see, unless it is told otherwise.
+constexpr std::array postgresChecks = {
+    SessionCheck{"SELECT '\\'", "\\", "standard_conforming_strings must be on"},
+    SessionCheck{"SELECT CASE WHEN EXISTS (SELECT 1 FROM pg_catalog.pg_prepared_statements WHERE NOT from_sql) "
+                 "THEN 'prepared' END",
+                 "prepared", "the connection string and its data source must leave UseServerSidePrepare at 1"}};
+
+constexpr std::array functionsOfPostgres = {
+    "ABS",      "AVG",        "CAST",         "CHAR_LENGTH", "COALESCE", "COUNT",   "DENSE_RANK", "EXTRACT",
+    "GREATEST", "LAG",        "LEAD",         "LEAST",       "LENGTH",   "LOWER",   "LTRIM",      "MAX",
+    "MIN",      "NULLIF",     "OCTET_LENGTH", "POSITION",    "RANK",     "REPLACE", "ROUND",      "ROW_NUMBER",
+    "RTRIM",    "STRING_AGG", "SUBSTR",       "SUBSTRING",   "SUM",      "TRIM",    "UPPER"};
+
+// Also a view can read a file or change a setting.
+constexpr std::array ownNamesOfPostgres = {"PG_"};
 
 constexpr std::array<NativeFailure, 1> failuresOfPostgres = {{{0, "_too_long", "22001"}}};
 
@@ -78,30 +109,18 @@ constexpr std::array packagesForPostgres = {
     "BINDER VARCHAR(128) NOT NULL, GRANTED INTEGER NOT NULL, BIND_TIME TIMESTAMP(6) NOT NULL, CONTENT BYTEA NOT NULL, "
     "PRIMARY KEY (COLLECTION, NAME))"};
 
-constexpr std::array createForOthers = {
-    "CREATE TABLE SYSTOOLS.POLICY ("
-    "MED VARCHAR(128) NOT NULL CHECK (OCTET_LENGTH(MED) <= 128),"
-    "DECISION VARCHAR(128) NOT NULL CHECK (OCTET_LENGTH(DECISION) <= 128),"
-    "NAME VARCHAR(128) NOT NULL CHECK (OCTET_LENGTH(NAME) <= 128),"
-    "UPDATE_TIME TIMESTAMP(6) NOT NULL,"
-    "POLICY BLOB(2097152) NOT NULL,"
-    "PRIMARY KEY (MED, DECISION, NAME))"};
-
-constexpr std::array packagesForOthers = {
-    "CREATE TABLE SYSTOOLS.PACKAGE ("
-    "COLLECTION VARCHAR(128) NOT NULL, NAME VARCHAR(128) NOT NULL, TOKEN CHAR(16) NOT NULL, "
-    "BINDER VARCHAR(128) NOT NULL, GRANTED INTEGER NOT NULL, BIND_TIME TIMESTAMP(6) NOT NULL, "
-    "CONTENT BLOB(1048576) NOT NULL, PRIMARY KEY (COLLECTION, NAME))"};
-
-constexpr std::array<Dialect, 3> dialects = {{
+constexpr std::array<Dialect, 2> dialects = {{
     {.databaseSystem = "SQLite",
+     .lexis = {.quotes = "'\"`[", .lineEnds = "\n", .nestedComments = false, .escapes = false},
+     .functions = functionsOfSqlite,
+     .ownNames = ownNamesOfSqlite,
      .timestamps = TimestampLiteral::engineText,
      .unitStart = UnitStart::host,
-     .savepointForEachStatement = false,
      .keepsPreparedQueries = true,
      .waitsForALock = 2,
      .connectionSettings = sqliteConnection,
-     .sessionSetup = {},
+     .sessionSetup = sqliteSetup,
+     .sessionChecks = sqliteChecks,
      .verifyPolicyTable = verifyPolicyTable,
      .createPolicyTable = createForSqlite,
      .createPackageTable = packagesForSqlite,
@@ -109,43 +128,37 @@ constexpr std::array<Dialect, 3> dialects = {{
      .compile = "EXPLAIN ",
      .failures = failuresOfSqlite},
     {.databaseSystem = "PostgreSQL",
+     .lexis = {.quotes = "'\"", .lineEnds = "\r\n", .nestedComments = true, .escapes = true},
+     .functions = functionsOfPostgres,
+     .ownNames = ownNamesOfPostgres,
      .timestamps = TimestampLiteral::iso,
      .unitStart = UnitStart::driver,
-     .savepointForEachStatement = true,
      .keepsPreparedQueries = false,
      .waitsForALock = 1,
      .connectionSettings = postgresConnection,
      .sessionSetup = postgresSetup,
+     .sessionChecks = postgresChecks,
      .verifyPolicyTable = verifyPolicyTable,
      .createPolicyTable = createForPostgres,
      .createPackageTable = packagesForPostgres,
      .currentUser = "SELECT CURRENT_USER",
      .compile = nullptr,
      .failures = failuresOfPostgres},
-    {.databaseSystem = nullptr,
-     .timestamps = TimestampLiteral::iso,
-     .unitStart = UnitStart::driver,
-     .savepointForEachStatement = false,
-     .keepsPreparedQueries = false,
-     .waitsForALock = 1,
-     .connectionSettings = {},
-     .sessionSetup = {},
-     .verifyPolicyTable = verifyPolicyTable,
-     .createPolicyTable = createForOthers,
-     .createPackageTable = packagesForOthers,
-     .currentUser = "VALUES (CURRENT_USER)",
-     .compile = nullptr,
-     .failures = {}},
 }};
 
 }  // namespace
 
-const Dialect& dialectOf(const char* databaseSystem) noexcept {
-    for (const Dialect& dialect : dialects) {
-        if (dialect.databaseSystem != nullptr && std::strcmp(dialect.databaseSystem, databaseSystem) == 0)
-            return dialect;
-    }
-    return dialects.back();
+const Dialect* dialectOf(std::string_view databaseSystem) noexcept {
+    for (const Dialect& dialect : dialects)
+        if (dialect.databaseSystem == databaseSystem) return &dialect;
+    return nullptr;
+}
+
+std::string supportedSystems() {
+    std::string names;
+    for (const Dialect& dialect : dialects)
+        names += (names.empty() ? "" : " and ") + std::string(dialect.databaseSystem);
+    return names;
 }
 
 }  // namespace kelhost

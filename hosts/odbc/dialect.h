@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
+#include <string_view>
 
 namespace kelhost {
 
@@ -26,18 +28,37 @@ struct NativeFailure {
     const char* sqlstate; /* what it means */
 };
 
+/* What quotes and comments look like. */
+struct SqlLexis {
+    const char* quotes;   /* what a quoted text or name begins with; '[' ends with ']' */
+    const char* lineEnds; /* what ends a comment of one line */
+    bool nestedComments;
+    bool escapes; /* E'...' and U&'...' hold escaped characters: the host writes some, its clients may not */
+};
+
+/* What a session must be like, whoever configured the database: the answer that a query must give. */
+struct SessionCheck {
+    const char* query;
+    const char* answer;
+    const char* demand; /* says what must be so */
+};
+
 struct Dialect {
-    const char* databaseSystem; /* as the driver answers SQL_DBMS_NAME; null: any other */
+    const char* databaseSystem; /* as the driver answers SQL_DBMS_NAME */
+    SqlLexis lexis;
+    std::span<const char* const>
+        functions; /* that a client's statement may call, none of which does more than compute */
+    std::span<const char* const> ownNames; /* beginnings of names that are the database's own, and no client's */
     TimestampLiteral timestamps;
-    UnitStart unitStart;
-    bool savepointForEachStatement; /* a failing statement would spoil the unit of work */
+    UnitStart unitStart;       /* a driver that starts it does not keep a failing statement from spoiling it */
     bool keepsPreparedQueries; /* a prepared query follows changes of its table, so it may be kept for the next use */
     int waitsForALock;         /* how often the driver runs a statement that meets a lock, and waits, before it fails */
     /* "Key=Value" that a connection string needs, unless it has the key; {} stands for how
      * long to wait for a lock, in ms. */
     std::span<const char* const> connectionSettings;
     std::span<const char* const> sessionSetup; /* statements for a new session; {} as above */
-    const char* verifyPolicyTable;             /* fails when the table or a column is missing */
+    std::span<const SessionCheck> sessionChecks;
+    const char* verifyPolicyTable; /* fails when the table or a column is missing */
     std::span<const char* const> createPolicyTable;
     std::span<const char* const> createPackageTable;
     const char* currentUser; /* asks for the session's authorisation id; null: it is the operating system's user */
@@ -47,7 +68,11 @@ struct Dialect {
     std::span<const NativeFailure> failures; /* first match counts */
 };
 
-const Dialect& dialectOf(const char* databaseSystem) noexcept;
+/* Null for a system that is not supported. */
+const Dialect* dialectOf(std::string_view databaseSystem) noexcept;
+
+/* "A and B" */
+std::string supportedSystems();
 
 }  // namespace kelhost
 

@@ -25,6 +25,10 @@ void EngineContext::rollback() {
     session_->rollback();
 }
 
+void EngineContext::administer(const std::string& statement) {
+    session_->administer(statement);
+}
+
 const std::string& EngineContext::databaseName() const noexcept {
     return session_->databaseName();
 }

@@ -152,7 +152,7 @@ Outcome Packages::bind(const BindFile& file, bool grantToAll, size_t& section) {
 // A dynamic section has nothing to check yet.
 Outcome Packages::check(const BindSection& section) {
     if (section.kind == SectionKind::dynamic) return {};
-    const SqlText scanned = scanSql(section.text);
+    const SqlText scanned = scanSql(section.text, session_.dialect());
     if (scanned.error != nullptr) return failure(scanned.error, scanned.errorDetail);
     if (scanned.parameters != section.inputs.size()) return failure("07002", "host variables and parameters differ");
     Running once(session_);

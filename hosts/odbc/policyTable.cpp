@@ -62,7 +62,7 @@ Outcome Session::addDefaultPolicy(const DefaultPolicy& policy) {
         "INSERT INTO SYSTOOLS.POLICY (MED, DECISION, NAME, UPDATE_TIME, POLICY) "
         "VALUES ('{}', '{}', '{}', CURRENT TIMESTAMP, ?)",
         policy.med, policy.decision, policy.name);
-    const std::string spelled = spellSql(text, scanSql(text), *dialect_, currentTimestamp());
+    const std::string spelled = spellSql(text, scanSql(text, *dialect_), *dialect_, currentTimestamp());
     DriverStatement statement;
     Outcome outcome = allocate(statement);
     if (outcome.failed()) return outcome;

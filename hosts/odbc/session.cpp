@@ -21,6 +21,7 @@ namespace {
 
 constexpr size_t mostPreparedQueries = 8;
 constexpr size_t longestPreparedText = 2048;
+constexpr Dialect unknownDialect{};  // until the driver has said what it speaks to
 
 std::string embeddedConnection(const Instance& instance) {
     const std::string path = instance.databaseFiles() + "/kelpolicy.db";
@@ -126,7 +127,7 @@ void Session::connect(const DatabaseOptions& options) {
     driver_.setEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
     if (driver_.allocHandle(SQL_HANDLE_DBC, environment_, &connection_) != SQL_SUCCESS) throw std::bad_alloc();
     if (options.connection.empty()) {
-        connectOnce(completed(embeddedConnection(instance_), dialectOf("SQLite"), options));
+        connectOnce(completed(embeddedConnection(instance_), *dialectOf("SQLite"), options));
     } else {
         connectOnce(options.connection);
         const std::string whole = completed(options.connection, *dialect_, options);
@@ -145,12 +146,18 @@ void Session::connectOnce(const std::string& connection) {
     const SQLRETURN result = driver_.driverConnect(connection_, nullptr, sqlChars(connection.c_str()), SQL_NTS, nullptr,
                                                    0, nullptr, SQL_DRIVER_NOPROMPT);
     if (!SQL_SUCCEEDED(result)) {
-        Outcome outcome = driverOutcome(SQL_HANDLE_DBC, connection_, dialectOf(""));
+        Outcome outcome = driverOutcome(SQL_HANDLE_DBC, connection_, unknownDialect);
         if (outcome.sqlcode == -99999) outcome = failure("08001", std::move(outcome.detail));
         require(outcome, "cannot connect to the database");
     }
     connected_ = true;
-    dialect_ = &dialectOf(driverInfo(SQL_DBMS_NAME).c_str());
+    const std::string databaseSystem = driverInfo(SQL_DBMS_NAME);
+    dialect_ = dialectOf(databaseSystem);
+    if (dialect_ == nullptr) {
+        throw HostError(
+            -30081, "08001",
+            fmt::format("the database system \"{}\" is not supported: {} are", databaseSystem, supportedSystems()));
+    }
     databaseName_ = driverInfo(SQL_DATABASE_NAME);
 }
 
@@ -168,7 +175,14 @@ void Session::setUp(const DatabaseOptions& options) {
     for (const char* text : dialect_->sessionSetup) {
         require(run(withTimeout(text, *dialect_, options.lockTimeout)), "cannot set the database session up");
     }
+    for (const SessionCheck& demanded : dialect_->sessionChecks) check(demanded);
     commit();
+}
+
+// What a statement means must not depend on who configured the database, the data source or the connection string.
+void Session::check(const SessionCheck& demanded) {
+    if (firstText(demanded.query, 1) != demanded.answer)
+        throw HostError(-30081, "08001", std::string("the database session cannot be used: ") + demanded.demand);
 }
 
 // The policy schema stands in a file of its own beside the database's. Write-ahead logging lets readers and a writer
@@ -234,11 +248,19 @@ Outcome Session::run(const std::string& text) {
     return outcome;
 }
 
+void Session::administer(const std::string& text) {
+    const SqlText scanned = scanSql(text, *dialect_);
+    constexpr const char* what = "cannot run the statement";
+    if (scanned.error != nullptr) require(failure(scanned.error, scanned.errorDetail), what);
+    const std::string spelled = spellSql(text, scanned, *dialect_, currentTimestamp());
+    require(asStatement(SqlKind::other, [&] { return run(spelled); }), what);
+}
+
 std::string Session::firstText(const char* query, SQLUSMALLINT column) {
     std::array<char, 4096> text{};
     SQLLEN length = 0;
-    if (SQL_SUCCEEDED(driver_.execDirect(control_.handle, sqlChars(query), SQL_NTS)) &&
-        SQL_SUCCEEDED(driver_.fetch(control_.handle))) {
+    if (SQL_SUCCEEDED(driver_.prepare(control_.handle, sqlChars(query), SQL_NTS)) &&
+        SQL_SUCCEEDED(driver_.execute(control_.handle)) && SQL_SUCCEEDED(driver_.fetch(control_.handle))) {
         driver_.getData(control_.handle, column, SQL_C_CHAR, text.data(), static_cast<SQLLEN>(text.size()), &length);
     }
     driver_.freeStmt(control_.handle, SQL_CLOSE);

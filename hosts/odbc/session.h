@@ -98,8 +98,11 @@ public:
         });
     }
 
-    /* Runs a text that answers with no rows. */
+    /* Runs a text of the host's own that answers with no rows, of any kind, as the database spells it. */
     Outcome run(const std::string& text);
+
+    /* The same as a statement of the unit of work, in the host's spelling. Throws HostError. */
+    void administer(const std::string& text);
 
     /* SYSINSTALLOBJECTS: verifies, or creates with its default rows, the policy table. */
     Outcome installObjects(const std::vector<std::string>& arguments);
@@ -118,6 +121,7 @@ private:
     void attachPolicySchema();
     void require(const Outcome& outcome, const std::string& what) const;
     std::string firstText(const char* query, SQLUSMALLINT column);
+    void check(const SessionCheck& demanded);
     void closeStatements() noexcept;
     Outcome verifyPolicyTable();
     Outcome createPolicyTable();
@@ -125,7 +129,7 @@ private:
     Outcome addDefaultPolicy(const DefaultPolicy& policy);
     Outcome begin(SqlKind kind);
     void settle(const Outcome& outcome) noexcept;
-    bool mayHaveEndedUnit(const Outcome& outcome);
+    bool mayHaveEndedUnit();
     void endUnit(bool commits);
 
     const DriverManager& driver_;

@@ -12,7 +12,7 @@ namespace kelhost {
 namespace {
 
 SqlKind kindOf(std::string_view first, std::string_view second) noexcept {
-    for (const char* word : {"SELECT", "VALUES", "EXPLAIN", "PRAGMA", "SHOW"}) {
+    for (const char* word : {"SELECT", "VALUES", "EXPLAIN"}) {
         if (isWord(first, word)) return SqlKind::query;
     }
     for (const char* word : {"UPDATE", "INSERT", "DELETE", "MERGE", "REPLACE"}) {
@@ -99,6 +99,18 @@ std::string isoTimestamp(std::string_view engineText) {
     return "TIMESTAMP '" + text + "'";
 }
 
+std::string withEscapes(std::string_view quoted) {
+    std::string text = "U&";
+    for (const char c : quoted) {
+        if (c == ';') {
+            text += "\\003B";
+        } else {
+            text.append(c == '\\' ? 2 : 1, c);
+        }
+    }
+    return text;
+}
+
 // The words may have a comment between them; it goes with them.
 void replaceNow(std::vector<SqlPlace>& places, size_t begin, size_t end) {
     std::erase_if(places, [begin](const SqlPlace& place) { return place.begin > begin; });
@@ -106,8 +118,8 @@ void replaceNow(std::vector<SqlPlace>& places, size_t begin, size_t end) {
 }
 
 // CALL [SYSPROC.]SYSINSTALLOBJECTS with four literals; empty when the text is something else.
-std::vector<std::string> installObjectsArguments(std::string_view text) {
-    SqlTokens tokens(text);
+std::vector<std::string> installObjectsArguments(std::string_view text, const SqlLexis& lexis) {
+    SqlTokens tokens(text, lexis);
     const auto follows = [&](std::string_view wanted) { return tokens.next() && isWord(tokens.token(), wanted); };
     if (!follows("CALL") || !tokens.next()) return {};
     if (isWord(tokens.token(), "SYSPROC") && !(follows(".") && tokens.next())) return {};
@@ -127,7 +139,7 @@ std::vector<std::string> installObjectsArguments(std::string_view text) {
 
 }  // namespace
 
-SqlText scanSql(std::string_view text) {
+SqlText scanSql(std::string_view text, const Dialect& dialect) {
     SqlText found;
     const auto refuse = [&found](const char* why) {
         found.error = "42601";
@@ -135,7 +147,7 @@ SqlText scanSql(std::string_view text) {
         return found;
     };
     if (text.find('\0') != std::string_view::npos) return refuse("the statement holds a zero byte");
-    SqlTokens tokens(text, &found.places);
+    SqlTokens tokens(text, dialect.lexis, &found.places);
     KeyPlaces keys;
     std::string_view first;
     std::string_view second;
@@ -145,10 +157,12 @@ SqlText scanSql(std::string_view text) {
         const std::string_view token = tokens.token();
         if (token == ";") {
             ended = !first.empty();
+            found.places.push_back({SqlPlace::dropped, tokens.begin(), token.size()});
             continue;
         }
         if (ended) return refuse("more than one statement in one text");
-        if (token[0] == '$') return refuse("a '$' outside quotes");  // may quote in a way that is not understood here
+        // Databases begin other quotes with '$', drivers their own statements with '{'.
+        if (token == "$" || token == "{") return refuse("a '$' or '{' outside quotes");
         if (first.empty()) {
             first = token;
         } else if (second.empty()) {
@@ -160,16 +174,18 @@ SqlText scanSql(std::string_view text) {
             replaceNow(found.places, tokens.begin(), tokens.end());
         } else if (isTimestampLiteral(token) && !keys.isKey()) {
             found.places.push_back({SqlPlace::moment, tokens.begin(), token.size()});
+        } else if (dialect.lexis.escapes && isQuoted(token) && token.find(';') != std::string_view::npos) {
+            found.places.push_back({SqlPlace::quoted, tokens.begin(), token.size()});
         }
         current = isWord(token, "CURRENT") ? tokens.begin() : std::string_view::npos;
         if (token[0] == '?') ++found.parameters;
         found.hasStar = found.hasStar || token[0] == '*';
         keys.see(token);
     }
-    if (tokens.open()) return refuse("a quote or a comment has no end");
+    if (tokens.error() != nullptr) return refuse(tokens.error());
     if (first.empty()) return refuse("the statement is empty");
     found.kind = kindOf(first, second);
-    if (isWord(first, "CALL")) found.arguments = installObjectsArguments(text);
+    if (isWord(first, "CALL")) found.arguments = installObjectsArguments(text, dialect.lexis);
     if (!found.arguments.empty()) found.kind = SqlKind::installObjects;
     return found;
 }
@@ -181,8 +197,12 @@ std::string spellSql(std::string_view text, const SqlText& scanned, const Dialec
     for (const SqlPlace& place : scanned.places) {
         spelled += text.substr(done, place.begin - done);
         done = place.begin + place.length;
-        if (place.meaning == SqlPlace::comment) {
+        if (place.meaning == SqlPlace::dropped) {
             spelled += ' ';
+            continue;
+        }
+        if (place.meaning == SqlPlace::quoted) {
+            spelled += withEscapes(text.substr(place.begin, place.length));
             continue;
         }
         const bool isNow = place.meaning == SqlPlace::now;

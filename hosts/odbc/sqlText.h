@@ -24,7 +24,8 @@ struct SqlPlace {
     enum Meaning {
         now,     /* CURRENT TIMESTAMP */
         moment,  /* 'yyyy-mm-dd-hh.mm.ss.uuuuuu' */
-        comment, /* drivers trip over them */
+        quoted,  /* a text or name with semicolons */
+        dropped, /* a comment, which drivers trip over, or a semicolon before or behind the statement */
     };
     Meaning meaning;
     size_t begin;
@@ -41,9 +42,10 @@ struct SqlText {
     std::string errorDetail{};
 };
 
-SqlText scanSql(std::string_view text);
+SqlText scanSql(std::string_view text, const Dialect& dialect);
 
-/* The text in the database's own spelling; `now` is yyyy-mm-dd-hh.mm.ss.uuuuuu. */
+/* The text in the database's own spelling; `now` is yyyy-mm-dd-hh.mm.ss.uuuuuu. Where the dialect has escapes it holds
+ * no semicolon at all: whoever read its quotes in another way could still not make two statements of it. */
 std::string spellSql(std::string_view text, const SqlText& scanned, const Dialect& dialect, std::string_view now);
 
 /* The local time as yyyy-mm-dd-hh.mm.ss.uuuuuu. */

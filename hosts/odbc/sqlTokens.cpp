@@ -3,6 +3,11 @@
 #include <algorithm>
 
 namespace kelhost {
+namespace {
+
+constexpr const char* noEnd = "a quote or a comment has no end";
+
+}  // namespace
 
 bool isSpace(char c) noexcept {
     return c == ' ' || (c >= '\t' && c <= '\r');
@@ -13,7 +18,7 @@ bool isWordStart(char c) noexcept {
 }
 
 bool isWordPart(char c) noexcept {
-    return isWordStart(c) || (c >= '0' && c <= '9') || c == '$' || c == '#' || c == '@';
+    return isWordStart(c) || (c >= '0' && c <= '9') || c == '$';
 }
 
 bool isWord(std::string_view word, std::string_view upperCase) noexcept {
@@ -27,19 +32,25 @@ bool SqlTokens::next() {
     skipBlanks();
     begin_ = end_;
     if (end_ == text_.size()) return false;
-    const char first = text_[end_];
-    if (isWordStart(first)) {
+    if (isWordStart(text_[end_])) {
         while (end_ < text_.size() && isWordPart(text_[end_])) ++end_;
-        // Some databases read \' in E'...' as a quote within the text.
-        if (isWord(token(), "E") && end_ < text_.size() && text_[end_] == '\'') skipEscaped();
-    } else if (first == '\'' || first == '"' || first == '`') {
-        skipQuoted(first);
-    } else if (first == '[') {
-        skipUntil("]");
+        if (lexis_.escapes && beginsEscapes()) error_ = "a text with escapes, like E'...', is not taken";
+    } else if (beginsQuote()) {
+        skipQuoted();
     } else {
         ++end_;
     }
     return true;
+}
+
+bool SqlTokens::beginsQuote() const noexcept {
+    return std::string_view(lexis_.quotes).find(text_[end_]) != std::string_view::npos;
+}
+
+bool SqlTokens::beginsEscapes() const noexcept {
+    const std::string_view rest = text_.substr(end_);
+    return (isWord(token(), "E") && rest.starts_with('\'')) ||
+           (isWord(token(), "U") && (rest.starts_with("&'") || rest.starts_with("&\"")));
 }
 
 void SqlTokens::skipBlanks() {
@@ -48,50 +59,48 @@ void SqlTokens::skipBlanks() {
         if (isSpace(text_[end_])) {
             ++end_;
         } else if (text_.compare(end_, 2, "--") == 0) {
-            end_ = std::min(text_.find('\n', end_), text_.size());
+            end_ = std::min(text_.find_first_of(lexis_.lineEnds, end_), text_.size());
         } else if (text_.compare(end_, 2, "/*") == 0) {
-            end_ += 2;
-            skipUntil("*/");
+            skipComment();
         } else {
             return;
         }
-        if (end_ - start > 1 && places_ != nullptr) places_->push_back({SqlPlace::comment, start, end_ - start});
+        if (end_ - start > 1 && places_ != nullptr) places_->push_back({SqlPlace::dropped, start, end_ - start});
     }
 }
 
-void SqlTokens::skipUntil(std::string_view mark) {
-    const size_t found = text_.find(mark, end_);
-    open_ = open_ || found == std::string_view::npos;
-    end_ = found == std::string_view::npos ? text_.size() : found + mark.size();
+void SqlTokens::skipComment() {
+    size_t depth = 0;
+    do {
+        const bool begins = text_.compare(end_, 2, "/*") == 0;
+        if (begins && (depth == 0 || lexis_.nestedComments)) {
+            ++depth;
+            end_ += 2;
+        } else if (text_.compare(end_, 2, "*/") == 0) {
+            --depth;
+            end_ += 2;
+        } else {
+            ++end_;
+        }
+    } while (depth > 0 && end_ < text_.size());
+    if (depth > 0) error_ = noEnd;
 }
 
-// A doubled quote stands for one and does not end the text.
-void SqlTokens::skipQuoted(char quote) {
-    ++end_;
-    for (;;) {
+// A doubled quote stands for one and does not end the text; a bracket cannot be doubled.
+void SqlTokens::skipQuoted() {
+    const char first = text_[end_];
+    const char quote = first == '[' ? ']' : first;
+    for (++end_;;) {
         const size_t found = text_.find(quote, end_);
         if (found == std::string_view::npos) {
-            open_ = true;
+            error_ = noEnd;
             end_ = text_.size();
             return;
         }
         end_ = found + 1;
-        if (end_ == text_.size() || text_[end_] != quote) return;
+        if (first == '[' || end_ == text_.size() || text_[end_] != quote) return;
         ++end_;
     }
-}
-
-void SqlTokens::skipEscaped() {
-    for (++end_; end_ < text_.size(); ++end_) {
-        if (text_[end_] == '\\') {
-            ++end_;
-        } else if (text_[end_] == '\'') {
-            ++end_;
-            return;
-        }
-    }
-    end_ = text_.size();
-    open_ = true;
 }
 
 }  // namespace kelhost

@@ -6,6 +6,7 @@
 
 #include "driverManager.h"
 #include "parameterFiles.h"
+#include "sqlGate.h"
 #include "sqlText.h"
 
 namespace kelhost {
@@ -22,15 +23,15 @@ SQLRETURN requireDriver(Statement& statement) {
 }
 
 bool scanText(Statement& statement, std::string_view text) {
-    statement.scanned = scanSql(text);
+    statement.scanned = scanSql(text, statement.session->dialect());
     if (statement.scanned.error != nullptr) {
         fail(statement.outcome, statement.scanned.error, statement.scanned.errorDetail.c_str());
     } else if (statement.scanned.kind == SqlKind::unitControl) {
         fail(statement.outcome, "2D000", "only who opened the engine context ends its unit of work");
-    } else {
-        return true;
+    } else if (statement.scanned.kind != SqlKind::installObjects) {
+        statement.outcome = passGate(text, statement.session->dialect());
     }
-    return false;
+    return !statement.outcome.failed();
 }
 
 bool isSpelledAnew(const Statement& statement) noexcept {
@@ -69,12 +70,17 @@ SQLRETURN prepareInDriver(Statement& statement, std::string_view text) {
     return answer(statement, result);
 }
 
+// Always of a prepared statement: what is executed directly some drivers hand over as it is, and the database would
+// take several statements.
 SQLRETURN executeInDriver(Statement& statement) {
     const DriverManager& driver = driverManager();
-    if (!isSpelledAnew(statement)) return driver.execute(statement.driver.handle);
-    const std::string spelled =
-        spellSql(statement.text, statement.scanned, statement.session->dialect(), currentTimestamp());
-    return driver.execDirect(statement.driver.handle, sqlChars(spelled.c_str()), SQL_NTS);
+    if (isSpelledAnew(statement)) {
+        const std::string spelled =
+            spellSql(statement.text, statement.scanned, statement.session->dialect(), currentTimestamp());
+        const SQLRETURN prepared = driver.prepare(statement.driver.handle, sqlChars(spelled.c_str()), SQL_NTS);
+        if (!SQL_SUCCEEDED(prepared)) return prepared;
+    }
+    return driver.execute(statement.driver.handle);
 }
 
 void finishResult(Statement& statement, SQLRETURN& result) {

@@ -1,6 +1,4 @@
 // The session's unit of work: where it starts, how a failing statement leaves it, how it ends.
-#include <string_view>
-
 #include "hostError.h"
 #include "packages.h"
 #include "session.h"
@@ -11,8 +9,8 @@ namespace kelhost {
 // units that had both begun to read could otherwise never both go on to write. Reads before that see what is committed.
 Outcome Session::begin(SqlKind kind) {
     if (unitLost_) return failure("40001", "the unit of work is lost and must be rolled back");
-    if (dialect_->savepointForEachStatement) return run("SAVEPOINT KEL_STATEMENT");
-    if (dialect_->unitStart == UnitStart::driver || kind == SqlKind::query || unitOpen_) return {};
+    if (dialect_->unitStart == UnitStart::driver) return run("SAVEPOINT KEL_STATEMENT");
+    if (kind == SqlKind::query || unitOpen_) return {};
     Outcome outcome = run("BEGIN IMMEDIATE");
     unitOpen_ = !outcome.failed();
     return outcome;
@@ -21,10 +19,10 @@ Outcome Session::begin(SqlKind kind) {
 // A failure that the database cannot confine to its statement ends the whole unit of work.
 void Session::settle(const Outcome& outcome) noexcept {
     try {
-        if (dialect_->savepointForEachStatement) {
+        if (dialect_->unitStart == UnitStart::driver) {
             if (outcome.failed()) run("ROLLBACK TO SAVEPOINT KEL_STATEMENT");
             if (run("RELEASE SAVEPOINT KEL_STATEMENT").failed()) unitLost_ = true;
-        } else if (outcome.failed() && mayHaveEndedUnit(outcome)) {
+        } else if (outcome.failed() && mayHaveEndedUnit()) {
             unitLost_ = true;
         }
     } catch (const std::exception&) {
@@ -32,10 +30,8 @@ void Session::settle(const Outcome& outcome) noexcept {
     }
 }
 
-// Class 40 is the one for units of work that are rolled back. Where the host starts them it also knows how to ask: the
-// database refuses to begin another one.
-bool Session::mayHaveEndedUnit(const Outcome& outcome) {
-    if (dialect_->unitStart == UnitStart::driver) return std::string_view(outcome.sqlstate).starts_with("40");
+// The database tells when it is asked to begin another one: it refuses while there is one.
+bool Session::mayHaveEndedUnit() {
     if (!unitOpen_) return false;
     const Outcome begun = run("BEGIN");
     if (begun.failed()) return begun.detail.find("within a transaction") == std::string::npos;

@@ -105,13 +105,8 @@ TEST_F(HostPolicyTable, TheVerificationAsksTheDatabaseEachTime) {
     context().commit();
     const auto other = makeContext();
     context().unbind();
-    other->bind();
-    {
-        Client stranger;
-        ASSERT_EQ(stranger.run("DROP TABLE SYSTOOLS.POLICY"), SQL_SUCCESS) << tokensOf(stranger.ca());
-    }
+    other->administer("DROP TABLE SYSTOOLS.POLICY");
     other->commit();
-    other->unbind();
     context().bind();
     EXPECT_EQ(client.verifyPolicyTable(), SQL_ERROR) << "another unit of work has dropped it";
     EXPECT_EQ(client.state(), "42704");
@@ -120,8 +115,8 @@ TEST_F(HostPolicyTable, TheVerificationAsksTheDatabaseEachTime) {
 TEST_F(HostPolicyTable, ATableOfAnotherShapeIsNeitherVerifiedNorReplaced) {
     Client client;
     ASSERT_EQ(client.createPolicyTable(), SQL_SUCCESS);
-    ASSERT_EQ(client.run("DROP TABLE SYSTOOLS.POLICY"), SQL_SUCCESS);
-    ASSERT_EQ(client.run("CREATE TABLE SYSTOOLS.POLICY (MED VARCHAR(128), DECISION VARCHAR(128))"), SQL_SUCCESS);
+    context().administer("DROP TABLE SYSTOOLS.POLICY");
+    context().administer("CREATE TABLE SYSTOOLS.POLICY (MED VARCHAR(128), DECISION VARCHAR(128))");
     ASSERT_EQ(client.run("INSERT INTO SYSTOOLS.POLICY (MED) VALUES ('kept')"), SQL_SUCCESS);
     context().commit();
     EXPECT_EQ(client.verifyPolicyTable(), SQL_ERROR);

@@ -54,7 +54,6 @@ hosttest::Misbehaviour& misbehaviour() {
 
 SQLRETURN SQLGetInfo(SQLHDBC dbc, SQLUSMALLINT what, SQLPOINTER value, SQLSMALLINT size, SQLSMALLINT* length) {
     const std::string& system = misbehaviour().databaseSystem;
-    if (what == SQL_DATABASE_NAME && misbehaviour().namesNoDatabase) return SQL_ERROR;
     if (what != SQL_DBMS_NAME || system.empty()) return REAL(SQLGetInfo)(dbc, what, value, size, length);
     static_cast<char*>(value)[system.copy(static_cast<char*>(value), static_cast<size_t>(size) - 1)] = '\0';
     if (length != nullptr) *length = static_cast<SQLSMALLINT>(system.size());
@@ -85,10 +84,6 @@ SQLRETURN SQLGetData(SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT type, 
     const SQLRETURN result = REAL(SQLGetData)(statement, column, type, value, size, length);
     if (misbehaviour().tellsNoLength && length != nullptr && *length > 0) *length = SQL_NO_TOTAL;
     return result;
-}
-
-SQLRETURN SQLEndTran(SQLSMALLINT kind, SQLHANDLE handle, SQLSMALLINT how) {
-    return unlessFailing(handle, misbehaviour().endTranState, [&] { return REAL(SQLEndTran)(kind, handle, how); });
 }
 
 // The driver manager asks until there is nothing more.

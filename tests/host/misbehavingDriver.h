@@ -10,9 +10,7 @@ namespace hosttest {
 /* What is empty changes nothing. */
 struct Misbehaviour {
     std::string databaseSystem{}; /* SQLGetInfo of SQL_DBMS_NAME */
-    bool namesNoDatabase = false; /* SQLGetInfo of SQL_DATABASE_NAME fails */
     bool tellsNoLength = false;   /* SQLGetData does not say how long a value is */
-    std::string endTranState{};   /* SQLEndTran fails with this SQLSTATE, and does nothing */
     /* Of a statement that is about to run, or to give a row: the SQLSTATE with which it fails and does nothing, or "".
      * For a row "02000": there is none. "?": it fails and does not say why. */
     std::function<std::string(const std::string&)> run{};

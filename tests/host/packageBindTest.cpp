@@ -196,13 +196,9 @@ TEST_F(Binding, MayWriteItsMessagesIntoTheBindFile) {
 
 TEST_F(Binding, LooksAtAStatementAgainEachTime) {
     const PackageClient other("OTHER", {statementSection("DELETE FROM KELOTHER")});
-    const auto run = [](const std::string& text) {
-        Client client;
-        EXPECT_EQ(client.run(text), SQL_SUCCESS) << text << ": " << tokensOf(client.ca());
-    };
-    run("CREATE TABLE KELOTHER (A INTEGER)");
+    context().administer("CREATE TABLE KELOTHER (A INTEGER)");
     EXPECT_EQ(other.bind(instancePath() + "/bnd").sqlcode, 0);
-    run("DROP TABLE KELOTHER");
+    context().administer("DROP TABLE KELOTHER");
     EXPECT_EQ(other.bind(instancePath() + "/bnd").sqlcode, -204);
 }
 
@@ -234,28 +230,24 @@ TEST_F(Binding, TheUserOfTheSessionCounts) {
     if (hosttest::testConnection().empty()) GTEST_SKIP() << "the embedded database has no users";
     write("p.bnd", kelhost::writeBindFile(package().file()));
     ASSERT_EQ(bind(file("p.bnd"), {{SQLA_BIND_GRANT, 0}}).result, 0);
-    const auto run = [](const std::string& text) {
-        Client client;
-        EXPECT_EQ(client.run(text), SQL_SUCCESS) << text << ": " << tokensOf(client.ca());
-    };
-    run("CREATE ROLE KEL_GUEST");
-    run("GRANT USAGE ON SCHEMA SYSTOOLS TO KEL_GUEST");
-    run("GRANT SELECT ON SYSTOOLS.POLICY, SYSTOOLS.PACKAGE TO KEL_GUEST");
+    context().administer("CREATE ROLE KEL_GUEST");
+    context().administer("GRANT USAGE ON SCHEMA SYSTOOLS TO KEL_GUEST");
+    context().administer("GRANT SELECT ON SYSTOOLS.POLICY, SYSTOOLS.PACKAGE TO KEL_GUEST");
     EXPECT_EQ(package().open(1, {textIn("x")}).sqlcode, 0);
     EXPECT_EQ(package().close(1).sqlcode, 0);
-    run("SET ROLE KEL_GUEST");
+    context().administer("SET ROLE KEL_GUEST");
     sqlca ca = package().open(1, {textIn("x")});
     EXPECT_EQ(ca.sqlcode, -551);
     EXPECT_EQ(tokensOf(ca), "kel_guest may not run the package NULLID.P");
     EXPECT_EQ(bind(file("p.bnd"), {{SQLA_BIND_GRANT, 1}}).result, -551) << "no right to bind either";
-    run("RESET ROLE");
-    run("GRANT UPDATE ON SYSTOOLS.PACKAGE TO KEL_GUEST");
-    run("SET ROLE KEL_GUEST");
+    context().administer("RESET ROLE");
+    context().administer("GRANT UPDATE ON SYSTOOLS.PACKAGE TO KEL_GUEST");
+    context().administer("SET ROLE KEL_GUEST");
     EXPECT_EQ(bind(file("p.bnd"), {{SQLA_BIND_GRANT, 1}}).result, 0);
     EXPECT_EQ(rows("SELECT BINDER FROM SYSTOOLS.PACKAGE"), std::vector<std::string>{"kel_guest"});
     EXPECT_EQ(package().open(1, {textIn("x")}).sqlcode, 0);
     EXPECT_EQ(package().close(1).sqlcode, 0);
-    run("RESET ROLE");
+    context().administer("RESET ROLE");
     EXPECT_EQ(package().open(1, {textIn("x")}).sqlcode, 0) << "granted to all";
     context().rollback();
 }

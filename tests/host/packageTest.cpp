@@ -207,7 +207,7 @@ TEST_F(Package, ATextWithoutRoomTellsItsLengthAndWhetherItIsNull) {
 }
 
 TEST_F(Package, NumbersAndNullValuesPassThroughTheirVariables) {
-    run("CREATE TABLE KELNUMBERS (A INTEGER, B VARCHAR(20))");
+    context().administer("CREATE TABLE KELNUMBERS (A INTEGER, B VARCHAR(20))");
     const PackageClient numbers("NUMBERS", {statementSection("INSERT INTO KELNUMBERS (A, B) VALUES (?, ?)", 2),
                                             cursorSection("SELECT A, B FROM KELNUMBERS", 0, 2)});
     ASSERT_EQ(numbers.bind(bindDirectory()).sqlcode, 0);
@@ -246,7 +246,7 @@ TEST_F(Package, NumbersAndNullValuesPassThroughTheirVariables) {
         EXPECT_EQ(numbers.fetch(2, variables).sqlcode, -305) << without;
         ASSERT_EQ(numbers.close(2).sqlcode, 0);
     }
-    run("DROP TABLE KELNUMBERS");
+    context().administer("DROP TABLE KELNUMBERS");
 }
 
 TEST_F(Package, WhatIsOpenOrPreparedEndsWithTheUnitOfWork) {

@@ -59,7 +59,7 @@ protected:
     Sample() {
         Client client;
         EXPECT_EQ(client.createPolicyTable(), SQL_SUCCESS);
-        EXPECT_EQ(client.run("CREATE TABLE KELSAMPLE (NAME VARCHAR(30), AMOUNT INTEGER, CONTENT BLOB)"), SQL_SUCCESS);
+        context().administer("CREATE TABLE KELSAMPLE (NAME VARCHAR(30), AMOUNT INTEGER, CONTENT BLOB)");
         const sqloptValue grant = {SQLA_BIND_GRANT, 1};
         const sqloptList options = {1, &grant};
         EXPECT_EQ(sqlabndx(KELPREP_SAMPLE_BIND_FILE, nullptr, &options, &ca), 0) << hosttest::tokensOf(ca);

@@ -152,7 +152,7 @@ TEST_F(CliRetrieve, saysThatThereIsNoRow) {
 }
 
 TEST_F(CliRetrieve, tellsThatTheTableCannotBeRead) {
-    execute("ALTER TABLE SYSTOOLS.POLICY RENAME COLUMN POLICY TO SOMETHING");
+    administer("ALTER TABLE SYSTOOLS.POLICY RENAME COLUMN POLICY TO SOMETHING");
     const Outcome outcome = run({"retrieve", "--json"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_LT(json::parse(outcome.err).at("error").at("sqlcode"), 0) << outcome.err;

@@ -262,7 +262,7 @@ TEST_F(CliSet, failsWithoutARow) {
 TEST_F(CliSet, leavesNothingBehindWhenTheDatabaseRefusesTheUpdate) {
     ASSERT_EQ(run({"init"}).status, 0);
     set("windows", windowsConfiguration({}));
-    execute(
+    administer(
         "CREATE UNIQUE INDEX SYSTOOLS.ONE_OF_THEM ON POLICY (CASE WHEN instr(POLICY, 'FinanceTablesReorg') > 0 OR "
         "instr(POLICY, 'HRTablesRunstats') > 0 THEN 1 END)");
     set("reorg", validConfigurations()[2]);

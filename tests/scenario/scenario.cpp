@@ -118,4 +118,8 @@ void Scenario::execute(const std::string& statement) const {
     });
 }
 
+void Scenario::administer(const std::string& statement) const {
+    inUnitOfWork(instance(), [&](hosttest::Client&) { kelhost::EngineContext::current()->administer(statement); });
+}
+
 }  // namespace scenario

@@ -45,6 +45,8 @@ protected:
     void store(const std::string& policyName, const std::string& document) const;
     /* Runs one statement on the policy table and commits it. */
     void execute(const std::string& statement) const;
+    /* The same with one that only the host may run. */
+    void administer(const std::string& statement) const;
 
 private:
     Surroundings complete(Surroundings surroundings) const;

@@ -62,7 +62,7 @@ TEST_F(PackageCheck, bindsTheInstancesFileOnceAndThenNeedsIt) {
     expectBound("a new database");
     std::filesystem::remove(bindFile());
     EXPECT_EQ(check().log, std::vector{notRequired}) << "bound once for all";
-    services::execute("DROP TABLE SYSTOOLS.PACKAGE");
+    services::administer("DROP TABLE SYSTOOLS.PACKAGE");
     const Checked checked = check();
     EXPECT_EQ(checked.result, -902) << "no bind file";
     EXPECT_EQ(checked.log, (std::vector{trying, failedWith(-902)}));
@@ -127,7 +127,7 @@ TEST_F(PackageCheck, reportsWhatTheBindAnswersInTheEnd) {
 }
 
 TEST_F(PackageCheck, failsWhenThePolicyTableIsMissing) {
-    services::execute("DROP TABLE SYSTOOLS.POLICY");
+    services::administer("DROP TABLE SYSTOOLS.POLICY");
     const Checked checked = check();
     EXPECT_EQ(checked.result, -204) << "the package's statements cannot be prepared";
     EXPECT_EQ(checked.log, (std::vector{trying, failedWith(-204)}));

@@ -316,7 +316,7 @@ TEST_F(PolicyConfig, WhatAStoredDocumentDoesNotSayComesFromTheDefaults) {
 }
 
 TEST_F(PolicyConfig, ATableThatIsMissingIsMadeByTheSetOnly) {
-    services::execute("DROP TABLE SYSTOOLS.POLICY");
+    services::administer("DROP TABLE SYSTOOLS.POLICY");
     clearLogs();
     const Outcome got = getDocument("AUTO_BACKUP");
     EXPECT_EQ(got.sqlcode, -204);

@@ -6,8 +6,8 @@ namespace {
 class PolicyLongRow : public config::ProceduresTest {
 protected:
     PolicyLongRow() {
-        services::execute("DROP TABLE SYSTOOLS.POLICY");
-        services::execute(
+        services::administer("DROP TABLE SYSTOOLS.POLICY");
+        services::administer(
             "CREATE TABLE SYSTOOLS.POLICY (MED VARCHAR(128), DECISION VARCHAR(128), NAME VARCHAR(128), "
             "UPDATE_TIME CHAR(26), POLICY BLOB)");
     }

@@ -96,6 +96,29 @@ TEST_F(PolicyRetrieve, KeysGoIntoTheStatementAsTheyStand) {
     EXPECT_EQ(std::string(ca.sqlstate, 2), "42");
 }
 
+TEST_F(PolicyRetrieve, AKeyCanReadMoreThanItsRowsButReachesNothingElse) {
+    const struct {
+        const char* name;
+        int32_t sqlcode;
+        const char* token;
+    } cases[] = {
+        {"' UNION SELECT 'a','b',load_extension('/nowhere/x.so'),'' --", -551,
+         "function \"load_extension\" may not be called here"},
+        {"' UNION SELECT 'a','b',\"blob_import\" ('/etc/passwd'),'' --", -551,
+         "function \"blob_import\" may not be called here"},
+        {"' UNION SELECT 1,2,file,'' FROM pragma_database_list --", -551,
+         "\"pragma_database_list\" is the database's own"},
+        {"'; DELETE FROM SYSTOOLS.POLICY --", -104, "more than one statement in one text"},
+    };
+    for (const auto& [name, sqlcode, token] : cases) {
+        sqlca ca;
+        kelPolicyRetrieve(nullptr, nullptr, name, nullptr, &ca);
+        EXPECT_EQ(ca.sqlcode, sqlcode) << name;
+        EXPECT_EQ(config::tokensOf(ca), std::vector<std::string>{token});
+    }
+    EXPECT_EQ(retrieve({}, {}, {}), allRows);
+}
+
 TEST_F(PolicyRetrieve, AQueryThatDoesNotFitIsRefused) {
     // "SELECT ... POLICY " has 56 bytes, "WHERE MED='' " 13, and the terminator takes one.
     const std::string fits(2048 - 56 - 13 - 1, 'k');
@@ -183,7 +206,7 @@ TEST_F(PolicyRetrieve, TakesNoMemoryOfTheEngine) {
 }
 
 TEST_F(PolicyRetrieve, AMissingTableIsReported) {
-    services::execute("DROP TABLE SYSTOOLS.POLICY");
+    services::administer("DROP TABLE SYSTOOLS.POLICY");
     sqlca ca = {};
     kelPolicyRetrieve(nullptr, nullptr, nullptr, nullptr, &ca);
     EXPECT_LT(ca.sqlcode, 0);

@@ -233,7 +233,7 @@ TEST_F(PolicyTable, isNotReadWithoutAPlaceForTheAnswer) {
 }
 
 TEST_F(PolicyTable, createsTheTableWhenItIsMissing) {
-    services::execute("DROP TABLE SYSTOOLS.POLICY");
+    services::administer("DROP TABLE SYSTOOLS.POLICY");
     const ReadResult read = readPolicy(SQLPI_REORG_KEY);
     EXPECT_EQ(read.status, 0);
     EXPECT_NE(read.document.find("PolicyDocument"), std::string::npos);
@@ -253,8 +253,8 @@ TEST_F(PolicyTable, leavesTheUnitOfWorkUsableAfterAFailure) {
 
 /* A table of an engine that allows rows without a document. */
 TEST_F(PolicyTable, rejectsADocumentThatIsNull) {
-    services::execute("DROP TABLE SYSTOOLS.POLICY");
-    services::execute(
+    services::administer("DROP TABLE SYSTOOLS.POLICY");
+    services::administer(
         "CREATE TABLE SYSTOOLS.POLICY (MED VARCHAR(128), DECISION VARCHAR(128), NAME VARCHAR(128), "
         "UPDATE_TIME CHAR(26), POLICY BLOB)");
     services::execute("INSERT INTO SYSTOOLS.POLICY (MED) VALUES ('m')");

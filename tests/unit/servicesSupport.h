@@ -91,6 +91,11 @@ private:
     kelhost::Instance instance_;
 };
 
+/* Runs a statement that only the host may run in the unit of work of the thread's engine context. */
+inline void administer(const std::string& statement) {
+    kelhost::EngineContext::current()->administer(statement);
+}
+
 /* Runs a statement in the unit of work of the thread's engine context, its markers bound to the bytes given. */
 inline void execute(const std::string& statement, std::vector<std::string> values = {}) {
     SQLHANDLE environment = nullptr;

@@ -20,9 +20,8 @@ class Session;
 
 struct DatabaseOptions {
     std::string connection{}; /* of the ODBC driver manager; empty: the embedded database */
-    /* How long a statement waits for another unit of work, at least a millisecond. The driver decides instead for a
-     * database that the host has no dialect for, and for SQLite where the connection string has a Timeout of its own.
-     */
+    /* How long a statement waits for another unit of work, at least a millisecond. For SQLite the connection string
+     * decides instead where it has a Timeout of its own. */
     std::chrono::milliseconds lockTimeout{10000};
 };
 
@@ -42,6 +41,9 @@ public:
      * the database allows it. Throw HostError: the unit of work is then lost until a rollback succeeds. */
     void commit();
     void rollback();
+
+    /* Runs a statement of the host's own in the unit of work, also one that no client may run. Throws HostError. */
+    void administer(const std::string& statement);
 
     const Instance& instance() const noexcept { return instance_; }
     const std::string& databaseName() const noexcept;
