@@ -30,8 +30,8 @@ int main(int count, char** arguments) {
                                                &ca) != SQLPI_CONFIG_OK)
         return std::printf("SQLCODE %d\n", ca.sqlcode), 1;
     ENTRY(sqlpiGetMaintWindow)(&windows);
-    OSSTime start, end;
-    if (ENTRY(sqlpiFindMaintWindow)(&windows.online, {std::time(nullptr), 0}, 3600, &start, &end) == 0) return 1;
+    OSSTime start, end;  // of a whole night: one that has begun is too short
+    if (ENTRY(sqlpiFindMaintWindow)(&windows.online, {std::time(nullptr), 0}, 8 * 3600, &start, &end) == 0) return 1;
     std::printf("work may run for %ld hours from %s", (end.seconds - start.seconds) / 3600, std::ctime(&start.seconds));
     return blocksInUse == 0 ? 0 : 1;
 }
