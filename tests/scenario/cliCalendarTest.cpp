@@ -199,6 +199,7 @@ TEST_F(CliCalendar, marksTodayAndOnlyToday) {
 }
 
 TEST_F(CliCalendar, coloursTodayAndTheHoursOnATerminal) {
+    if (!requireTerminals()) return;
     writeFile(file("night.xml"), windowDocument(night));
     const std::string shown = runOnTerminal({"window", "calendar", "--document", file("night.xml"), "--at",
                                              "2026-11-10T12:00:00", "--tz", "UTC"})
@@ -212,6 +213,7 @@ TEST_F(CliCalendar, coloursTodayAndTheHoursOnATerminal) {
 
 /* A line that wraps would tear the picture. */
 TEST_F(CliCalendar, fitsTheTerminal) {
+    if (!requireTerminals()) return;
     writeFile(file("night.xml"), windowDocument(night));
     const auto onTerminal = [this](const std::string& columns) {
         return scenario::runOnTerminal(

@@ -382,6 +382,7 @@ TEST_F(CliDump, refusesADirectoryThatIsNotItsOwn) {
 }
 
 TEST_F(CliDump, showsProgressOnATerminalOnly) {
+    if (!requireTerminals()) return;
     const Outcome onTerminal = runOnTerminal({"dump", dump()});
     EXPECT_NE(onTerminal.out.find("\rdumping row 1 of 5"), std::string::npos) << onTerminal.out;
     EXPECT_NE(onTerminal.out.find("\rdumping row 5 of 5\r"), std::string::npos) << onTerminal.out;

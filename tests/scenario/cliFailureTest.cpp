@@ -332,6 +332,7 @@ TEST_F(CliFailure, writesATraceAndSaysWhere) {
 }
 
 TEST_F(CliFailure, coloursOnlyATerminalThatWantsIt) {
+    if (!requireTerminals()) return;
     ASSERT_EQ(run({"init"}).status, 0);
     const auto hasColour = [](const Outcome& outcome) { return outcome.out.find('\x1B') != std::string::npos; };
     const std::vector<std::string> command = {"show", "backup"};

@@ -270,6 +270,7 @@ TEST_F(CliHistory, showsTheDifferenceWordByWord) {
 }
 
 TEST_F(CliHistory, coloursTheDifferenceOnATerminal) {
+    if (!requireTerminals()) return;
     openLogs();
     change("P", "a b c", "a x c");
     const std::string coloured = runOnTerminal({"history"}).out;

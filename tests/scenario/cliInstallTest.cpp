@@ -258,6 +258,7 @@ TEST_F(CliInstall, saysThatTheReorgSettingsReplacedWhatWasGiven) {
 }
 
 TEST_F(CliInstall, asksBeforeItDeletes) {
+    if (!requireTerminals()) return;
     ASSERT_EQ(insert({"--med", "M"}, document).status, 0);
     const Words command = {"install", "delete", "--med", "M"};
 
@@ -289,6 +290,7 @@ TEST_F(CliInstall, asksBeforeItDeletes) {
 
 /* Others may work while a person thinks; what he said yes to must still be there. */
 TEST_F(CliInstall, deletesNothingThatChangedWhileItAsked) {
+    if (!requireTerminals()) return;
     const Words command = {"install", "delete", "--med", "M"};
     const Words changes[] = {{"install", "update", "--med", "M", "--policy", "-"},
                              {"install", "delete", "--med", "M", "--yes"}};

@@ -1,12 +1,15 @@
 #include "scenario.h"
 
+#include <pty.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 
 #include "host/callLevelClient.h"
 
@@ -48,6 +51,18 @@ bool requireInstalled(const std::string& path) {
         if (all != nullptr && *all != '\0') FAIL() << reason;
         GTEST_SKIP() << reason;
     }();
+    return false;
+}
+
+bool requireTerminals() {
+    int controller = -1;
+    int terminal = -1;
+    if (::openpty(&controller, &terminal, nullptr, nullptr, nullptr) == 0) {
+        ::close(controller);
+        ::close(terminal);
+        return true;
+    }
+    [reason = errno] { GTEST_SKIP() << "there are no terminals: " << std::generic_category().message(reason); }();
     return false;
 }
 

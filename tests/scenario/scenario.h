@@ -19,6 +19,10 @@ std::string program();
  * KELPOLICY_ALL_INSTALLED it has failed. Either way it returns at once. */
 bool requireInstalled(const std::string& path);
 
+/* Whether there are terminals for runOnTerminal. If there are none (/dev/pts is not mounted), the test is skipped, and
+ * this returns at once: that is the machine's, and nothing that can be installed. */
+bool requireTerminals();
+
 /* A file of samples/. */
 std::string sample(const std::string& name);
 
