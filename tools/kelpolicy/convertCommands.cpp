@@ -19,7 +19,7 @@ void writeDocument(const ConvertOptions& options, const std::string& document, c
     if (output.isJson())
         output.writeJson({{"type", options.type->name}, {"document", document}, {"bytes", document.size()}});
     else
-        output.write(document);
+        output.writeDocument(document);
     for (const std::string& note : notes) output.note(note);
 }
 

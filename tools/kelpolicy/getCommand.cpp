@@ -68,7 +68,7 @@ int runGet(const GetOptions& options, const GlobalOptions& globals, Output& outp
         answer["bytes"] = document.size();
         output.writeJson(answer);
     } else if (writtenTo.empty()) {
-        output.write(document);
+        output.writeDocument(document);
     } else {
         output.writeLine(fmt::format("written: {}", printable(writtenTo)));
     }

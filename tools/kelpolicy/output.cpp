@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <system_error>
 
 #include "text.h"
@@ -14,31 +15,42 @@
 namespace kelpolicy {
 namespace {
 
+bool isTerminal(FILE* file) {
+    static const bool isOut = ::isatty(STDOUT_FILENO) == 1;
+    static const bool isError = ::isatty(STDERR_FILENO) == 1;
+    return file == stdout ? isOut : isError;
+}
+
 bool wantsColour() {
     const char* refused = std::getenv("NO_COLOR");
     const char* terminal = std::getenv("TERM");
-    return ::isatty(STDOUT_FILENO) == 1 && (refused == nullptr || *refused == '\0') && terminal != nullptr &&
+    return isTerminal(stdout) && (refused == nullptr || *refused == '\0') && terminal != nullptr &&
            std::string_view(terminal) != "dumb";
 }
 
-const char* codeOf(Style style) {
-    switch (style) {
-        case Style::heading:
-            return "1";
-        case Style::quiet:
-            return "2";
-        case Style::good:
-            return "32";
-        case Style::warning:
-            return "33";
-        case Style::bad:
-            return "31";
-    }
-    return "0";
+/* The sequences of the styles, in their order, and the one that ends them. */
+constexpr std::string_view sequences[] = {"\x1B[1m", "\x1B[2m", "\x1B[32m", "\x1B[33m", "\x1B[31m", "\x1B[0m"};
+constexpr std::string_view plain = std::end(sequences)[-1];
+
+/* Bytes of one of these sequences at the text's beginning, 0 when there is none. */
+size_t sequenceLength(std::string_view text) {
+    for (const std::string_view sequence : sequences)
+        if (text.starts_with(sequence)) return sequence.size();
+    return 0;
 }
 
-void writeTo(FILE* file, std::string_view text) {
-    if (!text.empty()) std::fwrite(text.data(), 1, text.size(), file);
+/* What a terminal gets of a text: nothing that acts on it but styles. */
+std::string fitForTerminal(std::string_view text, bool hasStyles) {
+    std::string shown;
+    while (!text.empty()) {
+        const size_t escape = hasStyles ? std::min(text.find('\x1B'), text.size()) : text.size();
+        shown += printableLines(text.substr(0, escape));
+        text.remove_prefix(escape);
+        const size_t length = sequenceLength(text);
+        shown += length > 0 ? text.substr(0, length) : printable(text.substr(0, 1));
+        text.remove_prefix(std::min(std::max<size_t>(length, 1), text.size()));
+    }
+    return shown;
 }
 
 }  // namespace
@@ -80,9 +92,24 @@ std::string errorText(const Failure& failure) {
 
 Output::Output(bool json) : json_(json), colour_(!json && wantsColour()) {}
 
+void writeText(FILE* file, std::string_view text, bool hasStyles) {
+    const std::string shown = isTerminal(file) ? fitForTerminal(text, hasStyles) : std::string();
+    if (!shown.empty()) text = shown;
+    if (!text.empty()) std::fwrite(text.data(), 1, text.size(), file);
+}
+
 void Output::write(std::string_view text) {
-    writeTo(stdout, text);
+    writePart(text, colour_);
+}
+
+void Output::writePart(std::string_view text, bool hasStyles) {
+    writeText(stdout, text, hasStyles);
     if (writeFailure_ == 0 && std::ferror(stdout) != 0) writeFailure_ = errno;
+}
+
+void Output::writeDocument(std::string_view document, bool inWholeLines) {
+    writePart(document, false);
+    if ((inWholeLines || isTerminal(stdout)) && !document.ends_with('\n')) writeLine();
 }
 
 void Output::writeLine(std::string_view text) {
@@ -109,24 +136,24 @@ void Output::writeTable(const std::vector<std::vector<std::string>>& rows) {
 }
 
 std::string Output::styled(Style style, std::string_view text) const {
-    return colour_ ? fmt::format("\x1B[{}m{}\x1B[0m", codeOf(style), text) : std::string(text);
+    return colour_ ? fmt::format("{}{}{}", sequences[static_cast<size_t>(style)], text, plain) : std::string(text);
 }
 
 void Output::note(std::string_view text) {
     flush();
-    writeTo(stderr, json_ ? jsonText({{"note", text}}) + "\n" : fmt::format("note: {}\n", printable(text)));
+    writeText(stderr, json_ ? jsonText({{"note", text}}) + "\n" : fmt::format("note: {}\n", printable(text)));
 }
 
 void Output::report(const Failure& failure) {
     flush();
-    writeTo(stderr, json_ ? jsonText({{"error", errorObject(failure)}}) + "\n" : errorText(failure));
+    writeText(stderr, json_ ? jsonText({{"error", errorObject(failure)}}) + "\n" : errorText(failure));
 }
 
 void Output::complain(const Failure& failure) {
     flush();
     Failure told = failure;
     if (told.detail.empty()) told.detail = failure.what();
-    writeTo(stderr, shownDetail(told) + shownCodes(failure));
+    writeText(stderr, shownDetail(told) + shownCodes(failure));
 }
 
 void Output::flush() {
@@ -145,7 +172,7 @@ void Output::finish() {
 }
 
 std::string jsonText(const Json& value, int indent) {
-    return value.dump(indent, ' ', false, Json::error_handler_t::replace);
+    return escapedInJson(value.dump(indent, ' ', false, Json::error_handler_t::replace));
 }
 
 }  // namespace kelpolicy

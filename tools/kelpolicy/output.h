@@ -2,6 +2,7 @@
 #ifndef KELPOLICY_OUTPUT_H
 #define KELPOLICY_OUTPUT_H
 
+#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -29,10 +30,13 @@ public:
 
     bool isJson() const noexcept { return json_; }
 
-    /* Standard output. `write` takes text as it is; what comes of a document goes through printable() first. */
+    /* Standard output. What comes of a document goes through printable() first. */
     void write(std::string_view text);
     void writeLine(std::string_view text = {});
     void writeJson(const Json& value);
+
+    /* The bytes as they are, into a file or a pipe; a terminal is shown what they are, always in whole lines. */
+    void writeDocument(std::string_view document, bool inWholeLines = false);
 
     /* Rows of cells in aligned columns; the last column may be of any length. */
     void writeTable(const std::vector<std::vector<std::string>>& rows);
@@ -50,6 +54,7 @@ public:
     void finish();
 
 private:
+    void writePart(std::string_view text, bool hasStyles);
     void flush();
 
     bool json_;
@@ -57,10 +62,15 @@ private:
     int writeFailure_ = 0; /* reason of the first one */
 };
 
+/* The one way to standard output and standard error. Nothing of the text acts on a terminal but, where it may have
+ * them, the styles of Output; what would is shown as printable() shows it. */
+void writeText(FILE* file, std::string_view text, bool hasStyles = false);
+
 /* {"message","hint","sqlcode","sqlstate"}, and what else the failure tells. */
 Json errorObject(const Failure& failure);
 
-/* JSON text of a value on one line; bytes that are not UTF-8 become the replacement character. */
+/* JSON text of a value on one line; bytes that are not UTF-8 become the replacement character, and characters that
+ * could act on a terminal are escaped. */
 std::string jsonText(const Json& value, int indent = -1);
 
 }  // namespace kelpolicy

@@ -1,6 +1,5 @@
 // kelpolicy retrieve: rows of the policy table, through the engine's procedure.
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <map>
@@ -109,27 +108,12 @@ void writeRows(const std::vector<RetrievedRow>& rows, Output& output) {
     output.writeTable(table);
 }
 
-/* On a terminal line by line, so that the bytes cannot act on it; into a file or a pipe as they are. */
-void writeDocument(const std::string& document, Output& output) {
-    if (::isatty(STDOUT_FILENO) != 1) {
-        output.write(document);
-        return;
-    }
-    std::string_view rest = document;
-    while (!rest.empty()) {
-        const size_t end = std::min(rest.find('\n'), rest.size());
-        output.writeLine(printable(rest.substr(0, end)));
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
-}
-
 void writeDocuments(const std::vector<RetrievedRow>& rows, Output& output) {
     for (const RetrievedRow& row : rows) {
         if (rows.size() > 1)
             output.writeLine(
                 output.styled(Style::heading, fmt::format("== {}, {} bytes", shownKey(row.key), row.document.size())));
-        writeDocument(row.document, output);
-        if (rows.size() > 1 && !row.document.ends_with('\n')) output.writeLine();
+        output.writeDocument(row.document, rows.size() > 1);
     }
 }
 

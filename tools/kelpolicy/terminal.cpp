@@ -10,8 +10,9 @@
 namespace kelpolicy {
 namespace {
 
-void writeNow(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stderr);
+/* Over what stands in the line. */
+void overwrite(const std::string& text) {
+    std::fputs(("\r" + text).c_str(), stderr);
     std::fflush(stderr);
 }
 
@@ -29,7 +30,8 @@ bool canAsk() {
 
 bool ask(const std::string& question) {
     std::fflush(stdout);
-    writeNow(question + " [y/N] ");
+    writeText(stderr, question + " [y/N] ");
+    std::fflush(stderr);
     std::string answer;
     std::getline(std::cin, answer);
     return answer == "y" || answer == "Y" || answer == "yes";
@@ -39,7 +41,7 @@ Progress::Progress(const Output& output, std::string what, size_t total)
     : what_(std::move(what)), total_(total), shown_(!output.isJson() && ::isatty(STDERR_FILENO) == 1) {}
 
 Progress::~Progress() {
-    if (width_ > 0) writeNow("\r" + std::string(width_, ' ') + "\r");
+    if (width_ > 0) overwrite(std::string(width_, ' ') + "\r");
 }
 
 void Progress::step() {
@@ -47,7 +49,7 @@ void Progress::step() {
     if (!shown_) return;
     const std::string text = fmt::format("{} {} of {}", what_, done_, total_);
     width_ = text.size();
-    writeNow("\r" + text);
+    overwrite(text);
 }
 
 }  // namespace kelpolicy

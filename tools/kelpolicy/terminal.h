@@ -22,6 +22,7 @@ bool ask(const std::string& question);
 /* Shows on standard error how far a command is, and leaves nothing behind: only on a terminal, and not with --json. */
 class Progress {
 public:
+    /* `what` is harmless on a terminal. */
     Progress(const Output& output, std::string what, size_t total);
     ~Progress();
     Progress(const Progress&) = delete;

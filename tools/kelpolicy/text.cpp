@@ -10,6 +10,7 @@
 
 namespace kelpolicy {
 
+using kelhost::characterCode;
 using kelhost::characterLength;
 using kelhost::isHarmless;
 
@@ -31,18 +32,11 @@ uint64_t unitsOf(std::string_view character) {
     return character.size() == 4 ? 2 : 1;
 }
 
-uint32_t codeOf(std::string_view character) {
-    constexpr unsigned leadBits[] = {0x7F, 0x1F, 0x0F, 0x07};
-    uint32_t code = static_cast<unsigned char>(character[0]) & leadBits[character.size() - 1];
-    for (const char byte : character.substr(1)) code = code << 6U | (static_cast<unsigned char>(byte) & 0x3FU);
-    return code;
-}
-
 /* Columns of a terminal that a character takes, as the C library knows it whatever the user's locale: none for a mark
  * on the one before it, two for East Asian characters and pictures. */
 size_t columnsOf(std::string_view character) {
     static const locale_t unicode = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    const uint32_t code = codeOf(character);
+    const uint32_t code = characterCode(character);
     if (code < 0x300 || unicode == nullptr) return 1;  // marks begin there
     const locale_t previous = ::uselocale(unicode);
     const int columns = ::wcwidth(static_cast<wchar_t>(code));
@@ -81,6 +75,36 @@ std::string printable(std::string_view text) {
         }
     }
     return shown;
+}
+
+std::string printableLines(std::string_view text) {
+    std::string shown;
+    shown.reserve(text.size());
+    while (!text.empty()) {
+        const size_t end = std::min(text.find_first_of("\n\t"), text.size());
+        const bool endsWithBoth = end > 0 && end < text.size() && text[end] == '\n' && text[end - 1] == '\r';
+        shown += printable(text.substr(0, end - (endsWithBoth ? 1 : 0)));
+        if (endsWithBoth) shown += '\r';
+        if (end < text.size()) shown += text[end];
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return shown;
+}
+
+std::string escapedInJson(std::string_view json) {
+    std::string escaped;
+    escaped.reserve(json.size());
+    while (!json.empty()) {
+        const std::string_view character = takeCharacter(json);
+        const uint32_t code = characterCode(character);
+        if (character == "\n" || isHarmless(character))
+            escaped += character;
+        else if (code < 0x10000)
+            escaped += fmt::format("\\u{:04x}", code);
+        else
+            escaped += fmt::format("\\u{:04x}\\u{:04x}", 0xD7C0 + (code >> 10U), 0xDC00 + (code & 0x3FFU));
+    }
+    return escaped;
 }
 
 size_t displayWidth(std::string_view text) {

@@ -13,6 +13,12 @@ namespace kelpolicy {
  * \xNN, bytes that are not UTF-8 as \xNN. */
 std::string printable(std::string_view text);
 
+/* The same for a text of several lines: line ends (LF and CR LF) and tabs stay. */
+std::string printableLines(std::string_view text);
+
+/* The same for well-formed JSON, in whose texts such characters become \uNNNN. */
+std::string escapedInJson(std::string_view json);
+
 /* Columns of a terminal that a printable text takes. */
 size_t displayWidth(std::string_view text);
 

@@ -3,6 +3,7 @@
 #define KELHOST_HOST_TEXT_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace kelhost {
@@ -21,17 +22,32 @@ inline size_t characterLength(std::string_view text) noexcept {
     return isOverlong || isNoCharacter ? 0 : length;
 }
 
-/* Whether a well-formed character neither acts on a terminal nor turns the reading direction: no control character
- * (C0, DEL, C1), no line or paragraph separator, no direction mark. */
+/* The code of a well-formed UTF-8 character. */
+inline uint32_t characterCode(std::string_view character) noexcept {
+    constexpr unsigned leadBits[] = {0x7F, 0x1F, 0x0F, 0x07};
+    uint32_t code = static_cast<unsigned char>(character[0]) & leadBits[character.size() - 1];
+    for (const char byte : character.substr(1)) code = code << 6U | (static_cast<unsigned char>(byte) & 0x3FU);
+    return code;
+}
+
+/* Whether a well-formed character neither acts on a terminal nor misleads a reader: no control character (C0, DEL, C1),
+ * none that separates lines or paragraphs, turns the reading direction, or cannot be seen. */
 inline bool isHarmless(std::string_view character) noexcept {
-    const auto lead = static_cast<unsigned char>(character[0]);
-    if (character.size() == 1) return lead >= 0x20 && lead != 0x7F;
-    if (lead == 0xC2) return static_cast<unsigned char>(character[1]) >= 0xA0;
-    if (character == "\xD8\x9C") return false;
-    const bool isMark = character >= "\xE2\x80\x8E" && character <= "\xE2\x80\x8F";
-    const bool isSeparatorOrEmbedding = character >= "\xE2\x80\xA8" && character <= "\xE2\x80\xAE";
-    const bool isIsolate = character >= "\xE2\x81\xA6" && character <= "\xE2\x81\xA9";
-    return !isMark && !isSeparatorOrEmbedding && !isIsolate;
+    struct Range {
+        uint32_t first;
+        uint32_t last;
+    };
+    constexpr Range harmful[] = {
+        {0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},        /* controls, soft hyphen */
+        {0x034F, 0x034F},   {0x061C, 0x061C},   {0x115F, 0x1160},    /* joiner, direction, fillers */
+        {0x17B4, 0x17B5},   {0x180B, 0x180F},   {0x200B, 0x200F},    /* inherent vowels, selectors, zero width */
+        {0x2028, 0x202E},   {0x2060, 0x206F},   {0x3164, 0x3164},    /* separators, directions, filler */
+        {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFB},    /* byte order mark, filler, annotations */
+        {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF}}; /* shorthand, music, tags */
+    const uint32_t code = characterCode(character);
+    for (const Range& range : harmful)
+        if (code <= range.last) return code < range.first;
+    return true;
 }
 
 /* The longest beginning of at most `room` bytes that cuts no UTF-8 character. */
