@@ -19,8 +19,10 @@ set(kelpolicyData "${CMAKE_INSTALL_DATADIR}/kelpolicy")
 install(FILES "$<TARGET_PROPERTY:kelpolicy_package,BIND_FILE>" "${PROJECT_BINARY_DIR}/hosts/common/kelsql.mo"
   DESTINATION "${kelpolicyData}")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/samples" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+# Side by side as in the sources, so that their links lead there.
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+target_compile_definitions(kelpolicy-cli PRIVATE KELPOLICY_DOCUMENTS="${CMAKE_INSTALL_DOCDIR}/docs")
 
 # Manual pages and completion, which the program writes from its own definitions.
 set(made "${PROJECT_BINARY_DIR}/made")

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 
@@ -49,6 +50,20 @@ const char* hintFor(int32_t sqlcode, const std::vector<std::string>& tokens) {
     for (const Advice& entry : advice)
         if (entry.sqlcode == sqlcode && (entry.token.empty() || entry.token == first)) return entry.hint;
     return nullptr;
+}
+
+/* Hints name the documentation as it lies in the sources. That of an installed program has a path of its own. */
+std::string withDocumentation(std::string hint) {
+    namespace fs = std::filesystem;
+    static constexpr std::string_view inSources = "docs/";
+    static const std::string installed = [] {
+        std::error_code failure;
+        const fs::path prefix = fs::read_symlink("/proc/self/exe", failure).parent_path().parent_path();
+        const fs::path documents = prefix / KELPOLICY_DOCUMENTS;
+        return fs::exists(documents / "configuration.md", failure) ? documents.string() + "/" : std::string(inSources);
+    }();
+    const size_t place = hint.find(inSources);
+    return place == std::string::npos ? hint : hint.replace(place, inSources.size(), installed);
 }
 
 std::vector<std::string> tokensOf(const sqlca& ca) {
@@ -109,7 +124,7 @@ constexpr int16_t given = SQLUDF_NOT_NULL;
 Failure FailureWitness::failure(const std::string& what, const sqlca& ca) const {
     Failure failure = failureOf(what, ca);
     failure.tokens = tokensOf(ca);
-    if (const char* hint = hintFor(ca.sqlcode, failure.tokens)) failure.hint = hint;
+    if (const char* hint = hintFor(ca.sqlcode, failure.tokens)) failure.hint = withDocumentation(hint);
     if (failure.sqlstate.find_first_of(std::string_view(" \0", 2)) != std::string::npos) failure.sqlstate = policyState;
     for (const kelhost::LogRecord& record : capture_.records(kelhost::LogKind::diagnostic))
         if (record.importance <= PD_ERROR && failure.detail.empty()) failure.detail = trimmed(record.text);
