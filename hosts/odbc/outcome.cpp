@@ -8,6 +8,7 @@
 #include "dialect.h"
 #include "driverManager.h"
 #include "hostError.h"
+#include "passwords.h"
 
 namespace kelhost {
 namespace {
@@ -101,7 +102,7 @@ Outcome diagnostics(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& dia
     const char* engine = nativeState(dialect, stateText, nativeCode, text);
     if (engine == nullptr) engine = engineState(stateText);
     if (engine == nullptr) engine = stateText;
-    return failure(engine, detailOf(engine, text));
+    return failure(engine, withoutPasswords(detailOf(engine, text)));
 }
 
 }  // namespace

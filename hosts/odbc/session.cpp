@@ -15,6 +15,7 @@
 
 #include "hostError.h"
 #include "packages.h"
+#include "passwords.h"
 
 namespace kelhost {
 namespace {
@@ -147,6 +148,7 @@ void Session::connectOnce(const std::string& connection) {
                                                    0, nullptr, SQL_DRIVER_NOPROMPT);
     if (!SQL_SUCCEEDED(result)) {
         Outcome outcome = driverOutcome(SQL_HANDLE_DBC, connection_, unknownDialect);
+        outcome.detail = withoutPasswords(outcome.detail, connection);
         if (outcome.sqlcode == -99999) outcome = failure("08001", std::move(outcome.detail));
         require(outcome, "cannot connect to the database");
     }
@@ -158,7 +160,7 @@ void Session::connectOnce(const std::string& connection) {
             -30081, "08001",
             fmt::format("the database system \"{}\" is not supported: {} are", databaseSystem, supportedSystems()));
     }
-    databaseName_ = driverInfo(SQL_DATABASE_NAME);
+    databaseName_ = withoutPasswords(driverInfo(SQL_DATABASE_NAME));
 }
 
 // Empty when the driver does not say.

@@ -16,6 +16,7 @@ std::map<SQLHSTMT, std::string> texts; /* of the statements */
 struct Failed {
     SQLHANDLE handle;
     std::string state;
+    std::string text = "planned";
 };
 std::optional<Failed> failed; /* the call before */
 
@@ -32,7 +33,7 @@ SQLRETURN unlessFailing(SQLHANDLE handle, const std::string& state, Call call) {
     failed.reset();
     if (state.empty()) return call();
     if (state == "02000") return SQL_NO_DATA;
-    if (state != "?") failed = Failed{handle, state};
+    if (state != "?") failed = {.handle = handle, .state = state};
     return SQL_ERROR;
 }
 
@@ -58,6 +59,14 @@ SQLRETURN SQLGetInfo(SQLHDBC dbc, SQLUSMALLINT what, SQLPOINTER value, SQLSMALLI
     static_cast<char*>(value)[system.copy(static_cast<char*>(value), static_cast<size_t>(size) - 1)] = '\0';
     if (length != nullptr) *length = static_cast<SQLSMALLINT>(system.size());
     return SQL_SUCCESS;
+}
+
+SQLRETURN SQLDriverConnect(SQLHDBC dbc, SQLHWND window, SQLCHAR* in, SQLSMALLINT inLength, SQLCHAR* out,
+                           SQLSMALLINT outSize, SQLSMALLINT* outLength, SQLUSMALLINT completion) {
+    if (misbehaviour().refusal.empty())
+        return REAL(SQLDriverConnect)(dbc, window, in, inLength, out, outSize, outLength, completion);
+    failed = {.handle = dbc, .state = "08001", .text = misbehaviour().refusal + textOf(in, inLength)};
+    return SQL_ERROR;
 }
 
 SQLRETURN SQLPrepare(SQLHSTMT statement, SQLCHAR* text, SQLINTEGER length) {
@@ -93,7 +102,7 @@ SQLRETURN SQLError(SQLHENV env, SQLHDBC dbc, SQLHSTMT statement, SQLCHAR* state,
     if (!failed || failed->handle != handle) {
         return REAL(SQLError)(env, dbc, statement, state, code, message, size, length);
     }
-    constexpr std::string_view text = "planned";
+    const std::string& text = failed->text;
     std::memcpy(state, failed->state.c_str(), failed->state.size() + 1);
     *code = 1;
     *length = static_cast<SQLSMALLINT>(text.size());

@@ -11,6 +11,7 @@ namespace hosttest {
 struct Misbehaviour {
     std::string databaseSystem{}; /* SQLGetInfo of SQL_DBMS_NAME */
     bool tellsNoLength = false;   /* SQLGetData does not say how long a value is */
+    std::string refusal{};        /* no connection is made, and the driver says this and the connection string */
     /* Of a statement that is about to run, or to give a row: the SQLSTATE with which it fails and does nothing, or "".
      * For a row "02000": there is none. "?": it fails and does not say why. */
     std::function<std::string(const std::string&)> run{};

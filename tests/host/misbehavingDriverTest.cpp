@@ -79,6 +79,24 @@ protected:
     const kelhost::Instance instance_ = kelhost::Instance::create(directory_.path() / "instance");
 };
 
+/* --- passwords ---------------------------------------------------------------------------------------------------- */
+
+TEST_F(MisbehavingDriver, ADriverThatRepeatsTheConnectionStringTellsNoPassword) {
+    const std::string connection = std::string("DRIVER=") + KELPOLICY_MISBEHAVING_DRIVER +
+                                   ";Database=" + directory_.file("kel.db") + ";UID=kel;PWD={s3;cret}";
+    for (const std::string refusal : {"cannot use: ", "wrong password s3;cret: ", "x://kel:s3;cret@host: "}) {
+        driver().refusal = refusal;
+        try {
+            const EngineContext context(instance_, {.connection = connection});
+            ADD_FAILURE() << "connected";
+        } catch (const HostError& error) {
+            EXPECT_NE(std::string(error.what()).find("UID=kel;PWD=***"), std::string::npos) << error.what();
+            EXPECT_EQ(std::string(error.what()).find("cret"), std::string::npos) << error.what();
+            EXPECT_EQ(error.sqlstate(), "08001");
+        }
+    }
+}
+
 /* --- the unit of work --------------------------------------------------------------------------------------------- */
 
 // "?": the driver does not say why it fails.

@@ -9,7 +9,9 @@
 #include <string_view>
 #include <vector>
 
+#include "connectionFile.h"
 #include "hostError.h"
+#include "passwords.h"
 #include "trace.h"
 
 namespace kelpolicy {
@@ -51,15 +53,36 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
         ->type_name("DIR")
         ->check(refuseEmpty)
         ->envname("KELPOLICY_INSTANCE");
-    app.add_option("--database", options.database,
-                   "ODBC connection string of the database (default: the file in the instance directory)")
-        ->type_name("CONNECTION")
-        ->check(refuseEmpty);
+    CLI::Option* connection =
+        app.add_option("--database", options.database,
+                       "ODBC connection string of the database, without a password, which others could see (default: "
+                       "$KELPOLICY_DATABASE, else the file in the instance directory)")
+            ->type_name("CONNECTION")
+            ->check(refuseEmpty);
+    app.add_option("--database-file", options.databaseFile,
+                   "Read the connection string from this file, which nobody else can read")
+        ->type_name("FILE")
+        ->check(refuseEmpty)
+        ->excludes(connection);
     app.add_flag("--json", options.json, "Answer in JSON on standard output, failures in JSON on standard error");
     app.add_option_function<std::string>(
            "--trace", [&options](const std::string& text) { options.traceFlags = readTraceFlags(text); },
            "Write a trace: entry, exit, data or all, with commas between")
         ->type_name("FLAGS");
+}
+
+/* The connection string that the options or the environment give; empty when they give none. */
+std::string chosenConnection(const GlobalOptions& options) {
+    if (!options.databaseFile.empty()) return readConnectionFile(options.databaseFile);
+    const char* given = std::getenv("KELPOLICY_DATABASE");
+    return options.database.empty() && given != nullptr ? given : options.database;
+}
+
+/* Any user may read the words of a process. Who gave a password there has shown it once; it does not stay. */
+void coverPasswords(int argc, char** argv) {
+    for (int i = 0; i < argc; ++i)
+        for (const kelhost::TextPart& part : kelhost::passwordsIn(argv[i]))
+            std::fill(argv[i] + part.begin, argv[i] + part.end, '*');
 }
 
 /* What is wrong, in the words of this program where the parser's do not say enough. */
@@ -111,7 +134,7 @@ int guarded(Output& output, Work work) {
     return exitFailed;
 }
 
-int parseAndRun(int argc, char** argv, Output& output) {
+int parseAndRun(const std::vector<std::string>& words, Output& output) {
     GlobalOptions options;
     RunCommand chosen;
     CLI::App app("Shows and sets the automatic-maintenance policies of a database, and when they let it work.",
@@ -126,7 +149,7 @@ int parseAndRun(int argc, char** argv, Output& output) {
     for (AddCommand* add : commands) add(app, chosen);
 
     try {
-        app.parse(argc, argv);
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));  // it takes them from the end
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) return reportUsage(app, error, output);
         std::ostringstream help;
@@ -136,6 +159,7 @@ int parseAndRun(int argc, char** argv, Output& output) {
         return exitDone;
     }
     output = Output(options.json);
+    options.database = chosenConnection(options);
     const int status = chosen(options, output);
     output.finish();
     return status;
@@ -155,7 +179,7 @@ std::string instanceDirectory(const GlobalOptions& options) {
 
 std::string example(const char* commandLine) {
     return fmt::format(
-        "Example:\n  {}\n\nOptions of every command: --instance, --database, --json, --trace; "
+        "Example:\n  {}\n\nOptions of every command: --instance, --database, --database-file, --json, --trace; "
         "\"kelpolicy --help\" explains them.",
         commandLine);
 }
@@ -173,9 +197,11 @@ void addDocumentOption(CLI::App& command, std::string& path) {
 }
 
 int runCommandLine(int argc, char** argv) {
+    const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    coverPasswords(argc, argv);
     // Before the words are understood, they tell how to complain of them.
-    Output output(std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; }));
-    return guarded(output, [&] { return parseAndRun(argc, argv, output); });
+    Output output(std::find(words.begin(), words.end(), "--json") != words.end());
+    return guarded(output, [&] { return parseAndRun(words, output); });
 }
 
 }  // namespace kelpolicy

@@ -14,6 +14,7 @@ namespace kelpolicy {
 struct GlobalOptions {
     std::string instance{}; /* directory; empty: the default */
     std::string database{}; /* connection string; empty: the embedded database */
+    std::string databaseFile{};
     bool json = false;
     uint32_t traceFlags = 0; /* PDT_FLAG_* */
 };

@@ -16,11 +16,16 @@ struct Advice {
     const char* hint;
 };
 
+constexpr const char* checkConnection =
+    "Check the connection string (--database, --database-file or KELPOLICY_DATABASE), and that its driver is installed "
+    "and its server runs.";
 constexpr Advice advice[] = {
     {"40001", "Another program is writing to the policy table; run the command again when it is done."},
-    {"08", "Check the connection string given with --database, and that its driver is installed and its server runs."},
-    {"IM", "Check the connection string given with --database, and that its driver is installed and its server runs."},
-    {"HY", "Check the connection string given with --database; log/diagnostic.log of the instance may tell more."},
+    {"08", checkConnection},
+    {"IM", checkConnection},
+    {"HY",
+     "Check the connection string (--database, --database-file or KELPOLICY_DATABASE); log/diagnostic.log of the "
+     "instance may tell more."},
     {"42501", "Run the command as a user who may read the policy table, or have the right granted."},
     {"42", "Check that SYSTOOLS.POLICY is the policy table, with MED, DECISION, NAME, UPDATE_TIME and POLICY."},
     {"53100", "Make room on the device that holds the database."},

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <system_error>
 
+#include "passwords.h"
 #include "text.h"
 
 namespace kelpolicy {
@@ -72,6 +73,20 @@ Json errorObject(const Failure& failure) {
 }
 
 namespace {
+
+/* The same failure as it can be told: a message may quote a connection string. */
+Failure withoutPasswords(const Failure& failure) {
+    Failure told(kelhost::withoutPasswords(failure.what()), kelhost::withoutPasswords(failure.hint), failure.sqlcode,
+                 failure.sqlstate);
+    told.policy = failure.policy;
+    told.line = failure.line;
+    told.column = failure.column;
+    for (const std::string& token : failure.tokens) told.tokens.push_back(kelhost::withoutPasswords(token));
+    told.document = kelhost::withoutPasswords(failure.document);
+    told.detail = kelhost::withoutPasswords(failure.detail);
+    told.excerpt = failure.excerpt;
+    return told;
+}
 
 /* Codes, tokens and what to do. */
 std::string shownCodes(const Failure& failure) {
@@ -139,21 +154,23 @@ std::string Output::styled(Style style, std::string_view text) const {
     return colour_ ? fmt::format("{}{}{}", sequences[static_cast<size_t>(style)], text, plain) : std::string(text);
 }
 
-void Output::note(std::string_view text) {
+void Output::note(std::string_view remark) {
     flush();
+    const std::string text = kelhost::withoutPasswords(remark);
     writeText(stderr, json_ ? jsonText({{"note", text}}) + "\n" : fmt::format("note: {}\n", printable(text)));
 }
 
-void Output::report(const Failure& failure) {
+void Output::report(const Failure& whole) {
     flush();
+    const Failure failure = withoutPasswords(whole);
     writeText(stderr, json_ ? jsonText({{"error", errorObject(failure)}}) + "\n" : errorText(failure));
 }
 
-void Output::complain(const Failure& failure) {
+void Output::complain(const Failure& whole) {
     flush();
-    Failure told = failure;
-    if (told.detail.empty()) told.detail = failure.what();
-    writeText(stderr, shownDetail(told) + shownCodes(failure));
+    Failure failure = withoutPasswords(whole);
+    if (failure.detail.empty()) failure.detail = failure.what();
+    writeText(stderr, shownDetail(failure) + shownCodes(failure));
 }
 
 void Output::flush() {

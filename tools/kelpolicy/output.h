@@ -44,11 +44,12 @@ public:
     /* The text with colour where standard output is a terminal that wants it. */
     std::string styled(Style style, std::string_view text) const;
 
-    /* Standard error. In JSON mode each is one line with an object, {"note":...} or {"error":{...}}. */
-    void note(std::string_view text);
-    void report(const Failure& failure);
+    /* Standard error, without passwords. In JSON mode each is one line with an object, {"note":...} or {"error":{...}}.
+     */
+    void note(std::string_view remark);
+    void report(const Failure& whole);
     /* A failure of a document as a compiler prints it, in words only. */
-    void complain(const Failure& failure);
+    void complain(const Failure& whole);
 
     /* Throws Failure when not all of standard output could be written. */
     void finish();
