@@ -116,6 +116,7 @@ void sqlpiSetUpValidation(XercesDOMParser& parser) {
     parser.setValidationSchemaFullChecking(true);
     parser.setExitOnFirstFatalError(true);
     parser.useCachedGrammarInParse(true);
+    parser.setLoadSchema(false);  // no document names a schema of its own; each try would build another parser
 }
 
 sqlpiGrammarUse::sqlpiGrammarUse(sqlpiConfigKind kind) noexcept : kind_(kind), grammar_(nullptr) {

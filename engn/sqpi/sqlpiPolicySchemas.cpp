@@ -102,14 +102,11 @@ const char SQLPI_MWP_V1[] = SCHEMA_BEGIN R"(<xs:element name="KELMaintenanceWind
  </xs:annotation>
  <xs:list>
   <xs:simpleType>
-   <xs:union>
-    <xs:simpleType>
-     <xs:restriction base="xs:integer"><xs:minInclusive value="1"/><xs:maxInclusive value="31"/></xs:restriction>
-    </xs:simpleType>
-    <xs:simpleType>
-     <xs:restriction base="xs:integer"><xs:minInclusive value="-31"/><xs:maxInclusive value="-1"/></xs:restriction>
-    </xs:simpleType>
-   </xs:union>
+   <xs:restriction base="xs:decimal">
+    <xs:minInclusive value="-31"/>
+    <xs:maxInclusive value="31"/>
+    <xs:pattern value="[+\-0]*[1-9][0-9]*"/>
+   </xs:restriction>
   </xs:simpleType>
  </xs:list>
 </xs:simpleType>

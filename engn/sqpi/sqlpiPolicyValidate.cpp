@@ -228,6 +228,19 @@ public:
         if (hasExternalPart) endIf(u"The document refers to an external entity, which is never read.");
         sqlpiBoundedParser::doctypeDecl(root, publicId, systemId, hasInternalPart, hasExternalPart);
     }
+    /* What stands in a text of simple type is judged at its end only. */
+    void startElement(const xercesc::XMLElementDecl& element, const unsigned int uri, const XMLCh* const prefix,
+                      const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, const XMLSize_t attributeCount,
+                      const bool isEmpty, const bool isRoot) override {
+        constexpr size_t mostElements = 1000;  // the largest policy has some twenty
+        if (++elements_ > mostElements) endIf(u"The document has more elements than a policy may have.");
+        sqlpiBoundedParser::startElement(element, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
+    }
+    /* What says nothing about a policy makes no nodes, and a text is one node however it is cut. */
+    void docPI(const XMLCh* const /*target*/, const XMLCh* const /*data*/) override {}
+    void docCharacters(const XMLCh* const characters, const XMLSize_t length, const bool /*isCData*/) override {
+        sqlpiBoundedParser::docCharacters(characters, length, false);
+    }
     void startAttList(const xercesc::DTDElementDecl& /*element*/) override {
         endIf(u"The document declares attributes of its own, which have no effect.");
     }
@@ -246,6 +259,7 @@ public:
 
 private:
     size_t mistakes_ = 0;
+    size_t elements_ = 0;
 };
 
 /* Neither the encoding that the parser used nor the one that the document declares is another one. */

@@ -45,6 +45,10 @@ const XMLCh* sqlpiXmlBounds::spendText(size_t characterCount) noexcept {
                                         : u"The document's declarations expand to more text than a policy may have.";
 }
 
+const XMLCh* sqlpiXmlBounds::spendComparisons(size_t count) noexcept {
+    return spend(comparisons_, count) ? nullptr : u"The document's attribute names are made to be slow to tell apart.";
+}
+
 const XMLCh* sqlpiXmlBounds::readDeclarations(size_t byteCount) noexcept {
     return spend(declarations_, byteCount) ? nullptr
                                            : u"The document's declarations are longer than a policy may have.";

@@ -3,6 +3,7 @@
 #ifndef SQLPI_XML_BOUNDS_H
 #define SQLPI_XML_BOUNDS_H
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string_view>
@@ -11,6 +12,7 @@
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/SecurityManager.hpp>
+#include <xercesc/util/XMLString.hpp>
 #include <xercesc/validators/DTD/DTDAttDef.hpp>
 #include <xercesc/validators/DTD/DTDElementDecl.hpp>
 #include <xercesc/validators/DTD/DTDEntityDecl.hpp>
@@ -34,9 +36,11 @@ public:
     static constexpr size_t mostAttributeDefinitions = 128;       /* each costs time at each tag */
     static constexpr size_t mostDeclarations = size_t{16} * 1024; /* bytes that are read before the declarations end */
     static constexpr size_t mostAttributes = 1000;                /* of one element: each may look through the others */
+    static constexpr size_t fewAttributes = 200; /* of one element: looking through them takes no time */
+    static constexpr size_t mostElementNames = size_t{64} * 1024; /* that are not declared: each takes 0.7 KB */
 
     explicit constexpr sqlpiXmlBounds(size_t documentLength) noexcept
-        : text_(2 * documentLength + (size_t{64} << 10)) {}
+        : text_(2 * documentLength + (size_t{64} << 10)), comparisons_(4 * documentLength + (size_t{1} << 20)) {}
 
     /* The library checks how often an entity is expanded in the document element, but neither in declarations nor how
      * deep: so no entity may be used there again. */
@@ -44,9 +48,11 @@ public:
     const XMLCh* defineAttribute(const xercesc::DTDAttDef& attribute) noexcept;
     const XMLCh* spendText(size_t characterCount) noexcept;
     const XMLCh* readDeclarations(size_t byteCount) noexcept;
+    const XMLCh* spendComparisons(size_t count) noexcept;
 
 private:
-    size_t text_; /* of all text and attributes, in characters */
+    size_t text_;        /* of all text and attributes, in characters, and of what is defined for each tag */
+    size_t comparisons_; /* of names in one tag that the XML library cannot tell apart by their hash */
     size_t entityText_ = mostEntityText;
     size_t attributeDefinitions_ = mostAttributeDefinitions;
     size_t declarations_ = mostDeclarations;
@@ -109,10 +115,18 @@ public:
                       const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, const XMLSize_t attributeCount,
                       const bool isEmpty, const bool isRoot) override {
         checkAttributes(attributeCount);
-        if (hasDocumentType_) spendAttributes(attributes, attributeCount);
+        if (hasDocumentType_) {
+            spendAttributes(attributes, attributeCount);
+            // The XML library goes through all that are defined, at every tag.
+            if (element.hasAttDefs()) endIf(bounds_.spendText(element.getAttDefList().getAttDefCount()));
+        }
+        if (attributeCount > sqlpiXmlBounds::fewAttributes)
+            endIf(bounds_.spendComparisons(comparisonsOf(attributes, attributeCount)));
         // Undeclared names are numbered from 1 in the order of their coming.
         if (element.getId() > names_ && element.getCreateReason() == xercesc::XMLElementDecl::NoReason) {
             names_ = element.getId();
+            if (names_ > sqlpiXmlBounds::mostElementNames)
+                endIf(u"The document has more element names than a policy may have.");
             if (names_ > sqlpiNameSpread::mostInBucket) checkName(element.getFullName());
         }
         Parser::startElement(element, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
@@ -152,6 +166,15 @@ private:
         for (size_t i = 0; i < count; ++i)
             endIf(bounds_.spendText(std::u16string_view(attributes.elementAt(i)->getName()).size() +
                                     std::u16string_view(attributes.elementAt(i)->getValue()).size()));
+    }
+    /* How often the XML library's table, which has so many buckets by then, compares two names of a tag. */
+    static size_t comparisonsOf(const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, size_t count) {
+        constexpr size_t buckets = 457;
+        std::array<size_t, buckets> inBucket{};
+        size_t comparisons = 0;
+        for (size_t i = 0; i < count; ++i)
+            comparisons += inBucket[xercesc::XMLString::hash(attributes.elementAt(i)->getName(), buckets)]++;
+        return comparisons;
     }
     void checkName(const XMLCh* name) {
         if (!spread_.has_value()) spread_.emplace(scanner().getMemoryManager());
