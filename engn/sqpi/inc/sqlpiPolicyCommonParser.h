@@ -21,8 +21,9 @@ constexpr int32_t SQLPI_PARSE_NO_MEMORY = -1219;
  * Returns 0: parsed, `*result` is the document's "PolicyDocument"; also for an empty document (length 0 or null), with
  *            `*result` null.
  *         3: `result` is null; or not well-formed, its document element is not "PolicyDocument", it asks for external
- * entities or passes the bounds of sqlpiXmlBounds.h, or the engine or the XML library is not initialised; `*result` is
- * null. -1219: no memory for the parser; `*result` is null.
+ *            entities or passes the bounds of sqlpiXmlBounds.h, or the engine or the XML library is not initialised;
+ *            `*result` is null.
+ *     -1219: no memory for the parser; `*result` is null.
  *
  * Threads: any number at once. */
 SQLPI_ENTRY int32_t sqlpi_policy_parse(SQLO_MEM_POOL* pool, int32_t length, char* document,
