@@ -16,10 +16,6 @@ namespace {
 
 constexpr int32_t boundWithWarnings = 25;
 
-sqlaVariable textValue(const std::string& text) {
-    return {SQL_VARCHAR, static_cast<uint32_t>(text.size()), const_cast<char*>(text.data()), nullptr, nullptr};
-}
-
 std::string inQuotes(const char* path) {
     return '"' + std::filesystem::path(path).filename().string() + '"';
 }

@@ -111,9 +111,15 @@ SQLRETURN bindVariable(Statement& statement, SQLUSMALLINT parameter, const sqlaV
 }
 
 // The first row's fields; 100 when there is no row.
-Outcome readRow(Session& session, const std::string& query, SQLSMALLINT cType, std::vector<Value>& fields) {
+Outcome readRow(Session& session, const std::string& query, const Variables& inputs, SQLSMALLINT cType,
+                std::vector<Value>& fields) {
     OwnStatement statement(session);
-    SQLRETURN result = executeText(statement, query);
+    std::vector<SQLLEN> indicators(inputs.size());
+    SQLRETURN result = prepareStatement(statement, query);
+    for (size_t i = 0; i < inputs.size() && SQL_SUCCEEDED(result); ++i) {
+        result = bindVariable(statement, static_cast<SQLUSMALLINT>(i + 1), inputs[i], indicators[i]);
+    }
+    if (SQL_SUCCEEDED(result)) result = executeStatement(statement);
     if (SQL_SUCCEEDED(result)) result = fetchRow(statement);
     for (size_t i = 0; i < fields.size() && SQL_SUCCEEDED(result); ++i) {
         statement.outcome.clear();
@@ -130,8 +136,10 @@ Outcome wrongSection(const SectionId& id) {
     return failure("58004", "section " + std::to_string(id.section) + " of the package is of another kind");
 }
 
-std::string rowOf(const SectionId& id) {
-    return " FROM SYSTOOLS.PACKAGE WHERE COLLECTION = '" + id.collection + "' AND NAME = '" + id.package + "'";
+constexpr const char* rowOfPackage = " FROM SYSTOOLS.PACKAGE WHERE COLLECTION = ? AND NAME = ?";
+
+Variables keyOf(const SectionId& id) {
+    return {textValue(id.collection), textValue(id.package)};
 }
 
 bool isFound(const Outcome& outcome) noexcept {
@@ -215,7 +223,8 @@ Outcome Packages::close(const SectionId& id) {
 Outcome Packages::authorise(const SectionId& id) {
     if (!isPackageName(id.collection) || !isPackageName(id.package)) return notFound(id);
     std::vector<Value> row(3);
-    Outcome outcome = readRow(session_, "SELECT TOKEN, GRANTED, BINDER" + rowOf(id), SQL_C_CHAR, row);
+    Outcome outcome =
+        readRow(session_, std::string("SELECT TOKEN, GRANTED, BINDER") + rowOfPackage, keyOf(id), SQL_C_CHAR, row);
     const bool noTable = std::string_view(outcome.sqlstate) == "42704";
     if (noTable || outcome.sqlcode == 100) return notFound(id);
     if (outcome.failed()) return outcome;
@@ -232,7 +241,7 @@ Outcome Packages::findSection(const SectionId& id, const BindSection*& section) 
     if (!isFound(outcome)) return outcome;
     if (known_.sections.empty() || knownToken_ != id.token) {
         std::vector<Value> row(1);
-        outcome = readRow(session_, "SELECT CONTENT" + rowOf(id), SQL_C_BINARY, row);
+        outcome = readRow(session_, std::string("SELECT CONTENT") + rowOfPackage, keyOf(id), SQL_C_BINARY, row);
         if (outcome.sqlcode == 100) return notFound(id);  // it was there a moment ago
         if (!isFound(outcome)) return outcome;
         BindFile file;
@@ -307,7 +316,7 @@ Outcome Packages::readUser(std::string& user) {
         return {};
     }
     std::vector<Value> row(1);
-    Outcome outcome = readRow(session_, query, SQL_C_CHAR, row);
+    Outcome outcome = readRow(session_, query, {}, SQL_C_CHAR, row);
     user = row[0].bytes;
     return outcome;
 }

@@ -31,6 +31,11 @@ struct SectionId {
 
 using Variables = std::vector<sqlaVariable>;
 
+/* REQUIRES: the text lives longer. */
+inline sqlaVariable textValue(const std::string& text) noexcept {
+    return {SQL_VARCHAR, static_cast<uint32_t>(text.size()), const_cast<char*>(text.data()), nullptr, nullptr};
+}
+
 class Packages {
 public:
     explicit Packages(Session& session) noexcept : session_(session) {}

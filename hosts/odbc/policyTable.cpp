@@ -1,7 +1,6 @@
 // SYSINSTALLOBJECTS: the policy table and the rows it starts with.
-#include <fmt/format.h>
-
-#include <cstring>
+#include <iterator>
+#include <string_view>
 
 #include "defaultPolicies.h"
 #include "session.h"
@@ -58,20 +57,22 @@ Outcome Session::makePolicyTable() {
 }
 
 Outcome Session::addDefaultPolicy(const DefaultPolicy& policy) {
-    const std::string text = fmt::format(
-        "INSERT INTO SYSTOOLS.POLICY (MED, DECISION, NAME, UPDATE_TIME, POLICY) "
-        "VALUES ('{}', '{}', '{}', CURRENT TIMESTAMP, ?)",
-        policy.med, policy.decision, policy.name);
+    constexpr std::string_view text =
+        "INSERT INTO SYSTOOLS.POLICY (MED, DECISION, NAME, UPDATE_TIME, POLICY) VALUES (?, ?, ?, CURRENT TIMESTAMP, ?)";
     const std::string spelled = spellSql(text, scanSql(text, *dialect_), *dialect_, currentTimestamp());
     DriverStatement statement;
     Outcome outcome = allocate(statement);
     if (outcome.failed()) return outcome;
-    auto length = static_cast<SQLLEN>(policy.document.size());
+    const std::string_view values[] = {policy.med, policy.decision, policy.name, policy.document};
+    SQLLEN lengths[std::size(values)];
     SQLRETURN result = driver_.prepare(statement.handle, sqlChars(spelled.c_str()), SQL_NTS);
-    if (SQL_SUCCEEDED(result)) {
-        result = driver_.bindParameter(statement.handle, 1, SQL_PARAM_INPUT, SQL_C_BINARY, SQL_LONGVARBINARY,
-                                       policy.document.size(), 0, const_cast<char*>(policy.document.data()), length,
-                                       &length);
+    for (size_t i = 0; i < std::size(values) && SQL_SUCCEEDED(result); ++i) {
+        const bool isKey = i < 3;
+        lengths[i] = static_cast<SQLLEN>(values[i].size());
+        result =
+            driver_.bindParameter(statement.handle, static_cast<SQLUSMALLINT>(i + 1), SQL_PARAM_INPUT,
+                                  isKey ? SQL_C_CHAR : SQL_C_BINARY, isKey ? SQL_VARCHAR : SQL_LONGVARBINARY,
+                                  values[i].size(), 0, const_cast<char*>(values[i].data()), lengths[i], &lengths[i]);
     }
     if (SQL_SUCCEEDED(result)) result = driver_.execute(statement.handle);
     if (!SQL_SUCCEEDED(result)) outcome = driverOutcome(SQL_HANDLE_STMT, statement.handle, *dialect_);
