@@ -66,15 +66,18 @@ void loadRow(const RowKey& key, const std::string& document, Loaded& loaded) {
     SqlStatement statement(fmt::format("cannot load the row {}", shownKey(key)));
     loaded.change(key, stored.has_value() ? "update" : "insert", stored.has_value());
     if (stored.has_value()) {
-        statement.change("UPDATE SYSTOOLS.POLICY SET UPDATE_TIME = CURRENT TIMESTAMP, POLICY = ? " + whereKey(key),
-                         &document);
+        SqlValues values = {{document, true}};
+        for (const SqlValue& value : keyValues(key)) values.push_back(value);
+        statement.change(
+            fmt::format("UPDATE SYSTOOLS.POLICY SET UPDATE_TIME = CURRENT TIMESTAMP, POLICY = ? {}", whereKey), values);
         ++loaded.updated;
         return;
     }
-    statement.change(fmt::format("INSERT INTO SYSTOOLS.POLICY (MED, DECISION, NAME, UPDATE_TIME, POLICY) VALUES ({}, "
-                                 "{}, {}, CURRENT TIMESTAMP, ?)",
-                                 sqlText(key.med), sqlText(key.decision), sqlText(key.name)),
-                     &document);
+    SqlValues values = keyValues(key);
+    values.push_back({document, true});
+    statement.change(
+        "INSERT INTO SYSTOOLS.POLICY (MED, DECISION, NAME, UPDATE_TIME, POLICY) VALUES (?, ?, ?, CURRENT TIMESTAMP, ?)",
+        values);
     ++loaded.inserted;
 }
 
@@ -88,7 +91,8 @@ void settleOthers(const Dump& dump, bool replace, Loaded& loaded) {
             continue;
         }
         loaded.change(row.key, "delete", true);
-        SqlStatement("cannot remove a row").change("DELETE FROM SYSTOOLS.POLICY " + whereKey(row.key));
+        SqlStatement("cannot remove a row")
+            .change(fmt::format("DELETE FROM SYSTOOLS.POLICY {}", whereKey), keyValues(row.key));
         ++loaded.removed;
     }
 }

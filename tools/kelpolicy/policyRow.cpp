@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "sqlStatement.h"
 #include "text.h"
 
 namespace kelpolicy {
@@ -25,20 +24,13 @@ std::string shownOrigin(const sqlpiPolicyKey& key, const PolicyRow& row) {
     return fmt::format("{}, stored {}", key.name, row.updateTime);
 }
 
-std::string sqlText(std::string_view text) {
-    std::string literal = "'";
-    for (const char byte : text) literal.append(byte == '\'' ? 2 : 1, byte);
-    return literal + "'";
-}
-
-std::string whereKey(const RowKey& key) {
-    return fmt::format("WHERE MED = {} AND DECISION = {} AND NAME = {}", sqlText(key.med), sqlText(key.decision),
-                       sqlText(key.name));
+SqlValues keyValues(const RowKey& key) {
+    return {{key.med}, {key.decision}, {key.name}};
 }
 
 std::optional<PolicyRow> readPolicyRow(const RowKey& key) {
     SqlStatement statement(fmt::format("cannot read the policy {}", key.name));
-    statement.execute("SELECT UPDATE_TIME, POLICY FROM SYSTOOLS.POLICY " + whereKey(key));
+    statement.execute(fmt::format("SELECT UPDATE_TIME, POLICY FROM SYSTOOLS.POLICY {}", whereKey), keyValues(key));
     if (!statement.fetch()) return {};
     PolicyRow row;
     row.updateTime = statement.shortText(1);
@@ -74,7 +66,7 @@ void forEachPolicyRow(const std::function<void(const RowKey&, const PolicyRow&)>
 
 bool holdPolicyRow(const RowKey& key) {
     return SqlStatement("cannot change the policy table")
-        .change("UPDATE SYSTOOLS.POLICY SET MED = MED " + whereKey(key));
+        .change(fmt::format("UPDATE SYSTOOLS.POLICY SET MED = MED {}", whereKey), keyValues(key));
 }
 
 }  // namespace kelpolicy

@@ -6,9 +6,9 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "sqlStatement.h"
 #include "sqlpiPolicyKeys.h"
 
 namespace kelpolicy {
@@ -34,11 +34,9 @@ RowKey keyOf(const sqlpiPolicyKey& key);
 /* MED "...", DECISION "...", NAME "...", fit for a terminal. */
 std::string shownKey(const RowKey& key);
 
-/* The text as a literal of an SQL statement. */
-std::string sqlText(std::string_view text);
-
-/* WHERE MED = ... AND DECISION = ... AND NAME = ... */
-std::string whereKey(const RowKey& key);
+/* The condition of a key, and what its markers stand for. REQUIRES of the values: the key lives longer. */
+inline constexpr const char* whereKey = "WHERE MED = ? AND DECISION = ? AND NAME = ?";
+SqlValues keyValues(const RowKey& key);
 
 /* The row of a key; nothing when there is none. Throws Failure when the table cannot be read, as the others do.
  * REQUIRES: an engine context on the thread, as for the others. */

@@ -37,8 +37,9 @@ constexpr const char* purpose = "cannot retrieve rows of the policy table";
 /* The procedure puts keys into its statement as they are: an apostrophe must come doubled, or it would end the text. */
 std::optional<std::string> escaped(const std::optional<std::string>& key) {
     if (!key.has_value()) return {};
-    const std::string literal = sqlText(*key);
-    return literal.substr(1, literal.size() - 2);
+    std::string text;
+    for (const char byte : *key) text.append(byte == '\'' ? 2 : 1, byte);
+    return text;
 }
 
 std::unique_ptr<void, FreeStatement> callRetrieve(const KeyOptions& keys) {

@@ -1,5 +1,7 @@
 #include "sqlStatement.h"
 
+#include <algorithm>
+
 #include "documentFile.h"
 
 namespace kelpolicy {
@@ -42,20 +44,23 @@ SqlStatement::SqlStatement(std::string purpose) : Rows(std::move(purpose), SQL_N
     statement_ = handles_.statement.get();
 }
 
-bool SqlStatement::tryExecute(const std::string& text) {
-    return SQL_SUCCEEDED(handles_.execute(text.c_str()));
+SQLRETURN SqlStatement::run(const std::string& text, const SqlValues& values) {
+    SQLRETURN status = SQLPrepare(statement_, sqlpiCliText(text.c_str()), SQL_NTS);
+    std::vector<SQLLEN> lengths;
+    lengths.reserve(values.size());
+    for (const auto& [bytes, isDocument] : values) {
+        if (!SQL_SUCCEEDED(status)) break;
+        lengths.push_back(static_cast<SQLLEN>(bytes.size()));
+        const size_t size = isDocument ? largestPolicyDocument : std::max<size_t>(bytes.size(), 1);
+        status = SQLBindParameter(statement_, static_cast<SQLUSMALLINT>(lengths.size()), SQL_PARAM_INPUT,
+                                  isDocument ? SQL_C_BINARY : SQL_C_CHAR, isDocument ? SQL_LONGVARBINARY : SQL_VARCHAR,
+                                  size, 0, const_cast<char*>(bytes.data()), lengths.back(), &lengths.back());
+    }
+    return SQL_SUCCEEDED(status) ? SQLExecute(statement_) : status;
 }
 
-bool SqlStatement::change(const std::string& text, const std::string* value) {
-    require(SQL_SUCCEEDED(SQLPrepare(statement_, sqlpiCliText(text.c_str()), SQL_NTS)));
-    SQLLEN length = 0;
-    if (value != nullptr) {
-        length = static_cast<SQLLEN>(value->size());
-        require(SQL_SUCCEEDED(SQLBindParameter(statement_, 1, SQL_PARAM_INPUT, SQL_C_BINARY, SQL_LONGVARBINARY,
-                                               largestPolicyDocument, 0, const_cast<char*>(value->data()), length,
-                                               &length)));
-    }
-    const SQLRETURN status = SQLExecute(statement_);
+bool SqlStatement::change(const std::string& text, const SqlValues& values) {
+    const SQLRETURN status = run(text, values);
     require(status == SQL_NO_DATA || SQL_SUCCEEDED(status));
     return status != SQL_NO_DATA;
 }

@@ -3,6 +3,8 @@
 #define KELPOLICY_SQL_STATEMENT_H
 
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "failure.h"
 #include "sqlpiCliHandles.h"
@@ -29,20 +31,28 @@ protected:
     SQLHSTMT statement_;
 };
 
+/* What a parameter marker stands for: the bytes of a key or, where it is one, of a document. */
+struct SqlValue {
+    std::string_view bytes;
+    bool isDocument = false;
+};
+using SqlValues = std::vector<SqlValue>;
+
 class SqlStatement : public Rows {
 public:
     /* Throws Failure, as every function does where it does not say otherwise. */
     explicit SqlStatement(std::string purpose);
 
-    void execute(const std::string& text) { require(tryExecute(text)); }
+    void execute(const std::string& text, const SqlValues& values = {}) { require(SQL_SUCCEEDED(run(text, values))); }
     /* False when it failed; `failure` then tells why. */
-    bool tryExecute(const std::string& text);
-    /* Runs a change, with `value` for its parameter marker if it has one; false when it touches no row. */
-    bool change(const std::string& text, const std::string* value = nullptr);
+    bool tryExecute(const std::string& text) { return SQL_SUCCEEDED(run(text, {})); }
+    /* Runs a change; false when it touches no row. */
+    bool change(const std::string& text, const SqlValues& values = {});
 
     Failure failure() const;
 
 private:
+    SQLRETURN run(const std::string& text, const SqlValues& values);
     void require(bool done) const {
         if (!done) throw failure();
     }
