@@ -15,6 +15,7 @@
 #include "sqlpiText.h"
 #include "sqlpiTrace.h"
 #include "sqlpiXmlBounds.h"
+#include "sqlpiXmlConverters.h"
 #include "sqlpiXmlPlatform.h"
 
 namespace {
@@ -41,6 +42,7 @@ private:
 struct Companions {
     sqlpiPlain<sqlpi_mem_manager> memory;
     std::optional<sqlpi_call_memory> callMemory;
+    std::optional<sqlpiConverterLoans> converters;
     sqlpiPlain<sqlpi_panic_handler> panicHandler;
     PolicyParser* parser = nullptr; /* lives in the call's memory and ends with it */
     sqlpiPlain<sqlpi_sax_handler> documentHandler;
@@ -63,6 +65,7 @@ struct Companions {
             if (memory == nullptr) return false;
             callMemory.emplace(*memory, sqlpiParseMemoryBudget(document.size()));
             callMemory->boundStack(sqlpiMostParseStack);
+            converters.emplace(*callMemory);
             return true;
         });
         if (failed == 0)
@@ -123,6 +126,7 @@ struct Companions {
     ~Companions() {
         errorHandler.reset();
         documentHandler.reset();
+        converters.reset();
         callMemory.reset();
         memory.reset();
         panicHandler.reset();

@@ -24,6 +24,7 @@
 #include "sqlpiTrace.h"
 #include "sqlpiUtf8.h"
 #include "sqlpiXmlBounds.h"
+#include "sqlpiXmlConverters.h"
 #include "sqlpiXmlPlatform.h"
 
 uint32_t errLineNo;
@@ -309,6 +310,7 @@ uint32_t validate(const PolicyType* type, std::string_view document, char* worki
     sqlpi_mem_manager pool(nullptr);
     sqlpi_call_memory memory(pool, sqlpiParseMemoryBudget(document.size()));
     memory.boundStack(sqlpiMostParseStack);
+    const sqlpiConverterLoans converters(memory);
     sqlpiCallGrammars grammars(*grammar.get(), memory);
     ConfigParser& parser = *new (&memory) ConfigParser(memory, grammars, document.size());
     const sqlpi_document_source source(document, memory, u"policy", &parser);

@@ -19,6 +19,7 @@
 #include <xercesc/util/XMLUni.hpp>
 
 #include "sqlpiForks.h"
+#include "sqlpiXmlConverters.h"
 
 namespace {
 
@@ -92,6 +93,7 @@ bool begin() noexcept {
         for (int i = 0; i < references; ++i)
             xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, panicHandler());
         keepLocksAcrossForks();
+        sqlpiLendConverters();
         warmUp();
         return true;
     } catch (...) {

@@ -1,4 +1,6 @@
 /* The parser and the model when memory runs out or the engine is not there. */
+#include <malloc.h>
+
 #include <cstring>
 #include <map>
 #include <set>
@@ -13,6 +15,7 @@
 #include "parserSupport.h"
 #include "sqlpiMemory.h"
 #include "sqlpiParserMemory.h"
+#include "sqlpiXmlConverters.h"
 
 namespace {
 
@@ -461,12 +464,14 @@ const char* const documentsOfAllKinds[] = {
     "<PolicyDocument><a></b></PolicyDocument>",
     "<PolicyDocument a='1' a='2'>",
     "<?xml version='1.0' encoding='none'?><PolicyDocument/>",
+    "<?xml version='1.0' encoding='GB18030'?><PolicyDocument>\x81\x30\x81\x30</PolicyDocument>",
 };
 
 /* As the policies' parser is made and ends: in the memory, and with it. */
 TEST_F(ParserFaults, TheXmlLibrarySurvivesEveryAllocationThatFails) {
     for (const std::string_view text : documentsOfAllKinds) {
         const int64_t failed = withEveryAllocationFailing([&](sqlpi_call_memory& memory) {
+            const sqlpiConverterLoans converters(memory);
             sqlpi_sax_handler handler;
             sqlpi_error_handler errors;
             auto& parser = *new (&memory) sqlpiBoundedParser<xercesc::SAXParser>(text.size(), nullptr, &memory);
@@ -485,6 +490,7 @@ TEST_F(ParserFaults, TheXmlLibrarySurvivesEveryAllocationThatFails) {
 TEST_F(ParserFaults, TheXmlLibrarysTreeSurvivesEveryAllocationThatFails) {
     for (const std::string_view text : documentsOfAllKinds) {
         const int64_t failed = withEveryAllocationFailing([&](sqlpi_call_memory& memory) {
+            const sqlpiConverterLoans converters(memory);
             xercesc::HandlerBase errors;
             auto& parser = *new (&memory) sqlpiBoundedParser<xercesc::XercesDOMParser>(text.size(), nullptr, &memory);
             parser.setDoNamespaces(true);
@@ -497,6 +503,35 @@ TEST_F(ParserFaults, TheXmlLibrarysTreeSurvivesEveryAllocationThatFails) {
                 }
         });
         EXPECT_GT(failed, 100) << text;
+    }
+}
+
+/* A converter of an encoding that the XML library has from elsewhere is no memory of the call. */
+TEST_F(ParserFaults, NoConverterIsLost) {
+    const std::string declared = "<?xml version='1.0' encoding='GB18030'?>";
+    const std::string whole = declared + inDocument("<Scope>\x81\x30\x81\x30</Scope>");
+    const Tree tree = parseTree(whole);
+    ASSERT_NE(tree, nullptr);
+    EXPECT_EQ(outline(tree.get()), "1(16'\xC2\x80')");
+    for (const std::string& text :
+         {whole, declared + "<PolicyDocument><a></b>", declared + "<!DOCTYPE a [<!ENTITY % b ''>"}) {
+        const auto parse = [&text](sqlpi_call_memory& memory) {
+            const sqlpiConverterLoans converters(memory);
+            sqlpi_sax_handler handler;
+            xercesc::HandlerBase errors;
+            auto& parser = *new (&memory) sqlpiBoundedParser<xercesc::SAXParser>(text.size(), nullptr, &memory);
+            parser.setDocumentHandler(&handler);
+            parser.setDTDHandler(&handler);
+            parser.setErrorHandler(&errors);
+            const sqlpi_document_source input(text, memory, u"p", &parser);
+            xercesc::XMLPScanToken place;
+            if (parser.parseFirst(input, place)) parser.parseNext(place);
+        };
+        EXPECT_GT(withEveryAllocationFailing(parse), 100) << text;
+        const size_t before = mallinfo2().uordblks;
+        withEveryAllocationFailing(parse);
+        constexpr size_t fewConverters = 1000;
+        EXPECT_LT(mallinfo2().uordblks, before + fewConverters) << text;
     }
 }
 

@@ -74,7 +74,9 @@ std::vector<std::string> wrongDocuments() {
         runstats("</Filter>"),
         withDeclarations(runstats("&e;"), "KELAutoRunstatsPolicy", "<!ENTITY e '<x/>'>"),
         withDeclarations(runstats("&e;"), "KELAutoRunstatsPolicy", "<!ENTITY e SYSTEM 'e'>"),
-        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>" + runstats("f").substr(39)};
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>" + runstats("f").substr(39),
+        "<?xml version=\"1.0\" encoding=\"GB18030\"?>" + runstats("f").substr(39),
+        "<?xml version=\"1.0\" encoding=\"GB18030\"?>" + runstats("<x/>").substr(39)};
 }
 
 class ValidationFaults : public services::DocumentTest {
