@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "fileStatus.h"
+#include "fileWalk.h"
 #include "files.h"
 #include "instance.h"
 
@@ -45,18 +46,6 @@ PathParts splitPath(std::string_view path) noexcept {
     return {withoutSlashesAtEnd(path.substr(0, slash + 1)), path.substr(slash + 1)};
 }
 
-// A new name is safe from a power failure when the directory that holds it is on the device.
-int32_t syncDirectoryOf(const char* path) noexcept {
-    char directory[OSS_PATH_SIZE];
-    const int32_t split = ossDirectoryName(path, directory, sizeof directory);
-    if (split != OSS_OK) return split;
-    const int descriptor = ::open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0) return fileStatus(errno);
-    const int32_t result = ::fsync(descriptor) == 0 ? OSS_OK : fileStatus(errno);
-    ::close(descriptor);
-    return result;
-}
-
 int32_t makeDirectory(const char* path, mode_t permissions) noexcept {
     if (::mkdir(path, permissions) == 0) return OSS_OK;
     if (errno != EEXIST) return fileStatus(errno);
@@ -66,19 +55,6 @@ int32_t makeDirectory(const char* path, mode_t permissions) noexcept {
 }
 
 }  // namespace
-
-int32_t ossFileRename(const char* from, const char* to) {
-    const int32_t usable = checkPath(from) != OSS_OK ? checkPath(from) : checkPath(to);
-    if (usable != OSS_OK) return usable;
-    if (::rename(from, to) != 0) return fileStatus(errno);
-    return syncDirectoryOf(to);
-}
-
-int32_t ossFileDelete(const char* path) {
-    const int32_t usable = checkPath(path);
-    if (usable != OSS_OK) return usable;
-    return ::unlink(path) == 0 ? OSS_OK : fileStatus(errno);
-}
 
 int32_t ossPathExists(const char* path) {
     struct stat status {};
@@ -102,6 +78,13 @@ int32_t ossDirectoryCreate(const char* path, uint32_t permissions) {
         if (result != OSS_OK) return result;
     }
     return ossIsDirectory(made) == 1 ? OSS_OK : OSS_NOT_REGULAR;
+}
+
+int32_t ossDirectoryCreateBelow(const char* root, const char* name, uint32_t permissions) {
+    const int32_t usable = checkPath(root) != OSS_OK ? checkPath(root) : checkPath(name);
+    if (usable != OSS_OK) return usable;
+    const auto made = kelhost::openDirectoryBelow(root, name, static_cast<mode_t>(permissions) & permissionBits);
+    return made.isOpen() ? OSS_OK : fileStatus(errno);
 }
 
 int32_t ossBaseName(const char* path, char* out, size_t size) {

@@ -20,14 +20,14 @@ namespace {
 constexpr mode_t permissions = 0666;  // less the process's mask
 constexpr const char* lockFile = "logs.lock";
 
-LogDescriptor openToAppend(const std::string& path) noexcept {
-    return LogDescriptor(::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, permissions));
+Descriptor openToAppend(const std::string& path) noexcept {
+    return Descriptor(::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, permissions));
 }
 
 /* Who may not write in the directory may still hold the lock that another user made. */
-LogDescriptor openLock(const std::string& path) noexcept {
-    LogDescriptor lock(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY, permissions));
-    return lock.number() >= 0 ? std::move(lock) : LogDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+Descriptor openLock(const std::string& path) noexcept {
+    Descriptor lock(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY, permissions));
+    return lock.number() >= 0 ? std::move(lock) : Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
 }
 
 /* Whether the descriptor is still that of the path's file, which another process may have renamed. */
@@ -54,17 +54,6 @@ bool exists(const std::string& path) noexcept {
 }
 
 }  // namespace
-
-LogDescriptor::~LogDescriptor() {
-    if (number_ >= 0) ::close(number_);
-}
-
-LogDescriptor::LogDescriptor(LogDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-
-LogDescriptor& LogDescriptor::operator=(LogDescriptor&& other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-}
 
 LogFiles::LogFiles(const std::filesystem::path& directory, LogOptions options)
     : options_(options), lockPath_((directory / lockFile).string()) {
@@ -106,7 +95,7 @@ void LogFiles::write(LogKind kind, const std::string& line) noexcept {
         struct stat status {};
         bool known = ::fstat(file.descriptor.number(), &status) == 0;
         if (!known || !isCurrent(file.path, status)) {
-            LogDescriptor current = openToAppend(file.path);
+            Descriptor current = openToAppend(file.path);
             if (current.number() >= 0) file.descriptor = std::move(current);
             known = ::fstat(file.descriptor.number(), &status) == 0;
         }
@@ -137,7 +126,7 @@ bool LogFiles::rotate(File& file) const {
             if (::rename(from.c_str(), numbered(file, last).c_str()) != 0) return false;
         }
     }
-    LogDescriptor next = openToAppend(file.path);
+    Descriptor next = openToAppend(file.path);
     if (next.number() < 0) return false;
     file.descriptor = std::move(next);
     return true;

@@ -9,24 +9,10 @@
 #include <string>
 #include <string_view>
 
+#include "descriptor.h"
 #include "hostLogs.h"
 
 namespace kelhost {
-
-/* One descriptor, closed at the end. */
-class LogDescriptor {
-public:
-    LogDescriptor() noexcept = default;
-    explicit LogDescriptor(int number) noexcept : number_(number) {}
-    ~LogDescriptor();
-    LogDescriptor(LogDescriptor&& other) noexcept;
-    LogDescriptor& operator=(LogDescriptor&& other) noexcept;
-
-    int number() const noexcept { return number_; } /* below 0: none */
-
-private:
-    int number_ = -1;
-};
 
 /* All processes take the lock of the directory for each record, so that one of them rotates and the others go on in the
  * new file. The system frees the lock of a process that dies. Used by one thread at a time. */
@@ -41,7 +27,7 @@ public:
 private:
     struct File {
         std::string path;
-        LogDescriptor descriptor;
+        Descriptor descriptor;
     };
 
     bool lock() noexcept;
@@ -51,7 +37,7 @@ private:
 
     LogOptions options_;
     std::string lockPath_;
-    LogDescriptor lock_{};
+    Descriptor lock_{};
     pid_t lockOwner_ = 0; /* the process that opened it: one that was forked shares the lock of its parent */
     bool patient_ = true;
     std::array<File, 3> files_; /* by LogKind */

@@ -53,10 +53,10 @@ FAULTY_WRAP(int32_t, ossFileOpen, (OSSHFile * *file, const char* path, uint32_t 
     return codeOf(*fault, OSS_ERROR);
 }
 
-FAULTY_WRAP(int32_t, ossFileCreateUnique,
-            (OSSHFile * *file, const char* directory, uint32_t permissions, char* path, size_t size)) {
-    const auto fault = countCall(Service::ossFileCreateUnique);
-    if (!fault) return __real_ossFileCreateUnique(file, directory, permissions, path, size);
+FAULTY_WRAP(int32_t, ossFileOpenBelow,
+            (OSSHFile * *file, const char* root, const char* name, uint32_t mode, uint32_t permissions)) {
+    const auto fault = countCall(Service::ossFileOpenBelow);
+    if (!fault) return __real_ossFileOpenBelow(file, root, name, mode, permissions);
     *file = nullptr;
     return codeOf(*fault, OSS_ERROR);
 }
@@ -91,12 +91,8 @@ FAULTY_WRAP(int32_t, ossFileClose, (OSSHFile * file)) {
     return fault ? codeOf(*fault, OSS_ERROR) : result;
 }
 
-FAULTY_WRAP(int32_t, ossFileRename, (const char* from, const char* to)) {
-    return wrapStatus(Service::ossFileRename, OSS_ERROR, [&] { return __real_ossFileRename(from, to); });
-}
-
-FAULTY_WRAP(int32_t, ossFileDelete, (const char* path)) {
-    return wrapStatus(Service::ossFileDelete, OSS_ERROR, [&] { return __real_ossFileDelete(path); });
+FAULTY_WRAP(int32_t, ossFileCommit, (OSSHFile * file)) {
+    return wrapStatus(Service::ossFileCommit, OSS_ERROR, [&] { return __real_ossFileCommit(file); });
 }
 
 FAULTY_WRAP(int32_t, ossPathExists, (const char* path)) {
@@ -110,6 +106,11 @@ FAULTY_WRAP(int32_t, ossIsDirectory, (const char* path)) {
 FAULTY_WRAP(int32_t, ossDirectoryCreate, (const char* path, uint32_t permissions)) {
     return wrapStatus(Service::ossDirectoryCreate, OSS_ERROR,
                       [&] { return __real_ossDirectoryCreate(path, permissions); });
+}
+
+FAULTY_WRAP(int32_t, ossDirectoryCreateBelow, (const char* root, const char* name, uint32_t permissions)) {
+    return wrapStatus(Service::ossDirectoryCreateBelow, OSS_ERROR,
+                      [&] { return __real_ossDirectoryCreateBelow(root, name, permissions); });
 }
 
 FAULTY_WRAP(int32_t, ossBaseName, (const char* path, char* out, size_t size)) {

@@ -13,28 +13,10 @@
 #include <system_error>
 
 #include "callLevel.h"
+#include "fileWalk.h"
 
 namespace kelhost {
 namespace {
-
-class Descriptor {
-public:
-    explicit Descriptor(int number) noexcept : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    void replace(int number) noexcept {
-        ::close(number_);
-        number_ = number;
-    }
-    int number() const noexcept { return number_; }
-
-private:
-    int number_;
-};
 
 Outcome refuse(std::string_view name, std::string_view reason) {
     return failure("58030", "file \"" + std::string(name) + "\": " + std::string(reason));
@@ -69,23 +51,14 @@ Outcome readBelow(const std::string& directory, std::string_view name, std::stri
         if (!rest.starts_with(directory + "/")) return refuse(name, "it is not under the instance directory");
         rest.remove_prefix(directory.size());
     }
-    Descriptor place(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (place.number() < 0) return refuse(name, errno);
-    while (!rest.empty()) {
-        const size_t slash = std::min(rest.find('/'), rest.size());
-        const std::string part(rest.substr(0, slash));
-        rest.remove_prefix(std::min(slash + 1, rest.size()));
-        if (part.empty() || part == ".") continue;
-        if (part == "..") return refuse(name, "it holds \"..\"");
-        struct stat status {};
-        if (::fstatat(place.number(), part.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return refuse(name, errno);
-        if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) return refuse(name, "it is no regular file");
-        const int flags = rest.empty() ? O_RDONLY | O_NONBLOCK | O_NOCTTY : O_PATH | O_DIRECTORY;
-        const int next = ::openat(place.number(), part.c_str(), flags | O_NOFOLLOW | O_CLOEXEC);
-        if (next < 0) return refuse(name, errno);
-        place.replace(next);
-    }
-    return readRegular(name, place.number(), content);
+    if (("/" + std::string(rest) + "/").find("/../") != std::string::npos) return refuse(name, "it holds \"..\"");
+    FilePlace place;
+    Descriptor file;
+    int reason = findPlaceBelow(directory.c_str(), rest, place);
+    if (reason == 0) reason = openRegularAt(place.directory.number(), place.name, O_RDONLY, 0, file);
+    if (reason == EISDIR || reason == ENXIO) return refuse(name, "it is no regular file");
+    if (reason != 0) return refuse(name, reason);
+    return readRegular(name, file.number(), content);
 }
 
 Outcome readFile(Statement& statement, FileParameter& file) {

@@ -108,7 +108,7 @@ int32_t sqlabndx(const char*, const char*, const sqloptList*, sqlca*) {
 int32_t ossFileOpen(OSSHFile**, const char*, uint32_t, uint32_t) {
     return OSS_ERROR;
 }
-int32_t ossFileCreateUnique(OSSHFile**, const char*, uint32_t, char*, size_t) {
+int32_t ossFileOpenBelow(OSSHFile**, const char*, const char*, uint32_t, uint32_t) {
     return OSS_ERROR;
 }
 int32_t ossFileRead(OSSHFile*, void*, size_t, size_t*) {
@@ -123,10 +123,10 @@ int32_t ossFileSize(OSSHFile*, uint64_t*) {
 int32_t ossFileClose(OSSHFile*) {
     return OSS_ERROR;
 }
-int32_t ossFileRename(const char*, const char*) {
+int32_t ossFileCommit(OSSHFile*) {
     return OSS_ERROR;
 }
-int32_t ossFileDelete(const char*) {
+int32_t ossDirectoryCreateBelow(const char*, const char*, uint32_t) {
     return OSS_ERROR;
 }
 int32_t ossPathExists(const char*) {

@@ -1,19 +1,24 @@
 // The files contract.
 #include "files.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdio.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
-#include <csignal>
 
+#include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "host/hostFixture.h"
 
@@ -41,6 +46,26 @@ protected:
         EXPECT_EQ(ossFileWrite(file, content.data(), content.size(), &done), OSS_OK);
         EXPECT_EQ(done, content.size());
         return ossFileClose(file);
+    }
+
+    /* Other contents for a file below a directory. */
+    int32_t replace(const std::string& name, const std::string& content, uint32_t permissions = 0644,
+                    const std::string& root = "") const {
+        OSSHFile* file = nullptr;
+        int32_t result = ossFileOpenBelow(&file, path(root).c_str(), name.c_str(), OSS_FILE_REPLACE, permissions);
+        EXPECT_EQ(file != nullptr, result == OSS_OK);
+        size_t done = 0;
+        if (result == OSS_OK) result = ossFileWrite(file, content.data(), content.size(), &done);
+        if (result == OSS_OK) result = ossFileCommit(file);
+        ossFileClose(file);
+        return result;
+    }
+
+    std::vector<std::string> names(const std::string& directory) const {
+        std::vector<std::string> all;
+        for (const auto& entry : fs::directory_iterator(path(directory))) all.push_back(entry.path().filename());
+        std::sort(all.begin(), all.end());
+        return all;
     }
 
     static int32_t open(const std::string& path) {
@@ -151,7 +176,8 @@ TEST_F(HostFiles, FailuresSayWhatIsWrong) {
     if (ossFileOpen(&file, (directory + "/f").c_str(), OSS_FILE_CREATE, 0644) != OSS_NO_PERMISSION) ::_exit(3);
     if (ossFileOpen(&file, (directory + "/new").c_str(), OSS_FILE_CREATE, 0644) != OSS_NO_PERMISSION) ::_exit(4);
     if (ossDirectoryCreate((directory + "/sub").c_str(), 0755) != OSS_NO_PERMISSION) ::_exit(5);
-    if (ossFileDelete((directory + "/f").c_str()) != OSS_NO_PERMISSION) ::_exit(6);
+    if (ossFileOpenBelow(&file, directory.c_str(), "f", OSS_FILE_REPLACE, 0644) != OSS_NO_PERMISSION) ::_exit(6);
+    if (ossDirectoryCreateBelow(directory.c_str(), "sub", 0755) != OSS_NO_PERMISSION) ::_exit(6);
     ::_exit(file == nullptr ? 0 : 7);
 }
 
@@ -204,13 +230,20 @@ TEST_F(HostFiles, NamesUpToTheLimit) {
     EXPECT_EQ(ossPathExists(tooLong.c_str()), 0);
     EXPECT_EQ(ossIsDirectory(tooLong.c_str()), 0);
     EXPECT_EQ(ossDirectoryCreate(tooLong.c_str(), 0755), OSS_TOO_LONG);
-    EXPECT_EQ(ossFileDelete(tooLong.c_str()), OSS_TOO_LONG);
-    EXPECT_EQ(ossFileRename(longest.c_str(), tooLong.c_str()), OSS_TOO_LONG);
+    OSSHFile* file = nullptr;
+    EXPECT_EQ(ossFileOpenBelow(&file, "/", tooLong.c_str(), OSS_FILE_READ, 0), OSS_TOO_LONG);
+    EXPECT_EQ(ossFileOpenBelow(&file, tooLong.c_str(), "f", OSS_FILE_READ, 0), OSS_TOO_LONG);
+    EXPECT_EQ(ossDirectoryCreateBelow("/", tooLong.c_str(), 0755), OSS_TOO_LONG);
     EXPECT_EQ(open(path(std::string(256, 'n'))), OSS_TOO_LONG) << "one component of 256 bytes";
-    EXPECT_EQ(ossFileDelete(longest.c_str()), OSS_OK);
+    EXPECT_EQ(ossFileOpenBelow(&file, "/", longest.c_str(), OSS_FILE_READ, 0), OSS_OK);
+    EXPECT_EQ(ossFileClose(file), OSS_OK);
+    EXPECT_EQ(replace(std::string(255, 'n'), "x"), OSS_OK);
+    EXPECT_EQ(replace(std::string(256, 'n'), "x"), OSS_TOO_LONG);
 }
 
-TEST_F(HostFiles, RenamingReplacesInOneStep) {
+/* --- below a directory -------------------------------------------------------------------------------------------- */
+
+TEST_F(HostFiles, AReplacementIsSeenInOneStep) {
     ASSERT_EQ(write(path("current"), "old"), OSS_OK);
     std::atomic<bool> stop{false};
     std::atomic<int> damaged{0};
@@ -220,26 +253,224 @@ TEST_F(HostFiles, RenamingReplacesInOneStep) {
             if (content != "old" && content != "new") ++damaged;
         }
     });
-    for (int i = 0; i < 50; ++i) {
-        ASSERT_EQ(write(path("beside"), i % 2 == 0 ? "new" : "old"), OSS_OK);
-        ASSERT_EQ(ossFileRename(path("beside").c_str(), path("current").c_str()), OSS_OK);
-        EXPECT_EQ(ossPathExists(path("beside").c_str()), 0);
-    }
+    for (int i = 0; i < 50; ++i) EXPECT_EQ(replace("current", i % 2 == 0 ? "new" : "old"), OSS_OK);
     stop = true;
     reader.join();
     EXPECT_EQ(damaged, 0);
-    EXPECT_EQ(ossFileRename(path("missing").c_str(), path("current").c_str()), OSS_NOT_FOUND);
-    EXPECT_EQ(readWhole(path("current")), "old");
+    EXPECT_EQ(names(""), std::vector<std::string>{"current"});
 }
 
-TEST_F(HostFiles, DeletingTakesFilesOnly) {
-    ASSERT_EQ(write(path("f"), "x"), OSS_OK);
-    EXPECT_EQ(ossFileDelete(path("f").c_str()), OSS_OK);
-    EXPECT_EQ(ossFileDelete(path("f").c_str()), OSS_NOT_FOUND);
-    fs::create_directory(path("dir"));
-    EXPECT_NE(ossFileDelete(path("dir").c_str()), OSS_OK);
-    EXPECT_TRUE(fs::is_directory(path("dir")));
+TEST_F(HostFiles, WithoutACommitTheFileStays) {
+    ASSERT_EQ(write(path("f"), "old"), OSS_OK);
+    for (const char* name : {"f", "new"}) {
+        OSSHFile* file = nullptr;
+        ASSERT_EQ(ossFileOpenBelow(&file, path("").c_str(), name, OSS_FILE_REPLACE, 0644), OSS_OK);
+        size_t done = 0;
+        EXPECT_EQ(ossFileWrite(file, "x", 1, &done), OSS_OK);
+        EXPECT_EQ(names("").size(), 2U) << "the other one lies beside";
+        EXPECT_EQ(ossFileClose(file), OSS_OK);
+    }
+    EXPECT_EQ(readWhole(path("f")), "old");
+    EXPECT_EQ(names(""), std::vector<std::string>{"f"});
 }
+
+TEST_F(HostFiles, AReplacementKeepsModeAndOwner) {
+    struct stat before {};
+    struct stat after {};
+    for (const mode_t mode : {0600U, 0640U, 0604U, 0755U, 0777U}) {
+        ASSERT_EQ(write(path("f"), "old"), OSS_OK);
+        if (::geteuid() == 0) {
+            ASSERT_EQ(::chown(path("f").c_str(), 65534, 65533), 0);
+        }
+        ASSERT_EQ(::chmod(path("f").c_str(), mode), 0);
+        ASSERT_EQ(::stat(path("f").c_str(), &before), 0);
+        EXPECT_EQ(replace("f", "new"), OSS_OK) << std::oct << mode;
+        ASSERT_EQ(::stat(path("f").c_str(), &after), 0);
+        EXPECT_EQ(after.st_mode, before.st_mode);
+        EXPECT_EQ(after.st_uid, before.st_uid);
+        EXPECT_EQ(after.st_gid, before.st_gid);
+        EXPECT_NE(after.st_ino, before.st_ino) << "in one step";
+        EXPECT_EQ(readWhole(path("f")), "new");
+    }
+    const mode_t mask = ::umask(027);
+    EXPECT_EQ(replace("new", "x", 0755), OSS_OK);
+    ::umask(mask);
+    ASSERT_EQ(::stat(path("new").c_str(), &after), 0);
+    EXPECT_EQ(after.st_mode & 07777U, 0750U) << "a new file has the given permissions within the mask";
+    EXPECT_EQ(names(""), (std::vector<std::string>{"f", "new"}));
+}
+
+/* Exits with 0 when an unprivileged user replaces what he may write, and that only. */
+[[noreturn]] void replaceAsNobody(const std::string& directory) {
+    constexpr uid_t nobody = 65534;
+    if (::setegid(nobody) != 0 || ::seteuid(nobody) != 0) ::_exit(1);
+    const auto replace = [&](const char* name) {
+        OSSHFile* file = nullptr;
+        int32_t result = ossFileOpenBelow(&file, directory.c_str(), name, OSS_FILE_REPLACE, 0644);
+        size_t done = 0;
+        if (result == OSS_OK) result = ossFileWrite(file, "new", 3, &done);
+        if (result == OSS_OK) result = ossFileCommit(file);
+        ossFileClose(file);
+        return result;
+    };
+    if (replace("open/theirs") != OSS_OK) ::_exit(2);
+    if (replace("open/mine") != OSS_OK) ::_exit(3);
+    if (replace("closed/mine") != OSS_OK) ::_exit(4);
+    if (replace("open/forbidden") != OSS_NO_PERMISSION) ::_exit(5);
+    if (replace("open/readonly") != OSS_NO_PERMISSION) ::_exit(6);
+    if (replace("closed/new") != OSS_NO_PERMISSION) ::_exit(7);
+    if (replace("open/new") != OSS_OK) ::_exit(8);
+    ::_exit(0);
+}
+
+TEST_F(HostFiles, WhatTheUserMayNotWriteIsNotReplaced) {
+    if (::geteuid() != 0) GTEST_SKIP() << "files of several users can be made by the superuser only";
+    constexpr uid_t nobody = 65534;
+    const struct {
+        const char* name;
+        uid_t owner;
+        mode_t mode;
+        bool inPlace; /* else a new file, or none */
+    } files[] = {{"open/theirs", 0, 0666, true},
+                 {"open/mine", nobody, 0600, false},
+                 {"closed/mine", nobody, 0640, true},
+                 {"open/forbidden", 0, 0644, false},
+                 {"open/readonly", nobody, 0444, false}};
+    std::map<std::string, struct stat> before;
+    for (const char* name : {"open", "closed"}) fs::create_directory(path(name));
+    for (const auto& file : files) {
+        ASSERT_EQ(write(path(file.name), "older"), OSS_OK);
+        ASSERT_EQ(::chown(path(file.name).c_str(), file.owner, file.owner), 0);
+        ASSERT_EQ(::chmod(path(file.name).c_str(), file.mode), 0);
+        ASSERT_EQ(::stat(path(file.name).c_str(), &before[file.name]), 0);
+    }
+    ASSERT_EQ(::chmod(path("open").c_str(), 0777), 0);
+    ASSERT_EQ(::chmod(path("").c_str(), 0755), 0);
+    EXPECT_EXIT(replaceAsNobody(path("")), ::testing::ExitedWithCode(0), "");
+    for (const auto& file : files) {
+        struct stat after {};
+        ASSERT_EQ(::stat(path(file.name).c_str(), &after), 0);
+        EXPECT_EQ(after.st_mode, before[file.name].st_mode) << file.name;
+        EXPECT_EQ(after.st_uid, before[file.name].st_uid) << file.name;
+        EXPECT_EQ(after.st_gid, before[file.name].st_gid) << file.name;
+        const bool isRefused = file.name == std::string("open/forbidden") || file.name == std::string("open/readonly");
+        EXPECT_EQ(readWhole(path(file.name)), isRefused ? "older" : "new") << file.name;
+        EXPECT_EQ(after.st_ino == before[file.name].st_ino, file.inPlace || isRefused) << file.name;
+    }
+    EXPECT_EQ(names("open"), (std::vector<std::string>{"forbidden", "mine", "new", "readonly", "theirs"}));
+    EXPECT_EQ(names("closed"), std::vector<std::string>{"mine"});
+}
+
+TEST_F(HostFiles, NamesBelowADirectoryStayBelowIt) {
+    fs::create_directories(path("root/a/b"));
+    fs::create_directory(path("outside"));
+    ASSERT_EQ(write(path("outside/f"), "secret"), OSS_OK);
+    ASSERT_EQ(write(path("root/a/b/f"), "inside"), OSS_OK);
+    fs::create_directory_symlink(path("outside"), path("root/link"));
+    fs::create_directory_symlink("a", path("root/within"));
+    fs::create_symlink("a/b/f", path("root/file"));
+    fs::create_directory_symlink(path("root"), path("rootlink"));
+    const struct {
+        const char* root;
+        const char* name;
+        int32_t status;
+    } cases[] = {{"root", "a/b/f", OSS_OK},
+                 {"root", "/a//b/./f//", OSS_OK},
+                 {"root", "link/f", OSS_NOT_FOUND},
+                 {"root", "within/b/f", OSS_NOT_FOUND},
+                 {"root", "file", OSS_NOT_REGULAR},
+                 {"root", "a", OSS_NOT_REGULAR},
+                 {"root", "a/b/f/g", OSS_NOT_FOUND},
+                 {"root", "../outside/f", OSS_NOT_FOUND},
+                 {"root", "a/../a/b/f", OSS_NOT_FOUND},
+                 {"root", "a/b/..", OSS_NOT_REGULAR},
+                 {"root", ".", OSS_NOT_REGULAR},
+                 {"root", "/", OSS_NOT_REGULAR},
+                 {"root", "", OSS_NOT_FOUND},
+                 {"rootlink", "a/b/f", OSS_NOT_FOUND}};
+    for (const auto& one : cases) {
+        for (const uint32_t mode : {OSS_FILE_READ, OSS_FILE_REPLACE}) {
+            OSSHFile* file = nullptr;
+            EXPECT_EQ(ossFileOpenBelow(&file, path(one.root).c_str(), one.name, mode, 0644), one.status) << one.name;
+            EXPECT_EQ(file != nullptr, one.status == OSS_OK) << one.name;
+            EXPECT_EQ(ossFileClose(file), OSS_OK);
+        }
+    }
+    OSSHFile* file = nullptr;
+    EXPECT_EQ(ossFileOpenBelow(&file, path("root").c_str(), "a/b/f", OSS_FILE_CREATE, 0644), OSS_ERROR);
+    EXPECT_EQ(ossDirectoryCreateBelow(path("root").c_str(), "a/new//deep/", 0755), OSS_OK);
+    EXPECT_TRUE(fs::is_directory(path("root/a/new/deep")));
+    EXPECT_EQ(ossDirectoryCreateBelow(path("root").c_str(), ".", 0755), OSS_OK) << "it exists already";
+    for (const char* name : {"link/new", "within/new", "a/b/f", "../outside/new", "a/b/f/new"})
+        EXPECT_NE(ossDirectoryCreateBelow(path("root").c_str(), name, 0755), OSS_OK) << name;
+    EXPECT_EQ(names("outside"), std::vector<std::string>{"f"});
+    EXPECT_EQ(readWhole(path("outside/f")), "secret");
+}
+
+/* Whoever exchanges a directory for a link while files below it are used wins nothing. */
+TEST_F(HostFiles, ADirectoryThatIsExchangedForALinkLeadsNowhere) {
+    fs::create_directories(path("root/d"));
+    fs::create_directory(path("outside"));
+    ASSERT_EQ(write(path("outside/f"), "secret"), OSS_OK);
+    ASSERT_EQ(write(path("root/d/f"), "inside"), OSS_OK);
+    fs::create_directory_symlink(path("outside"), path("root/link"));
+    std::atomic<bool> stop{false};
+    std::atomic<int> exchanges{0};
+    std::thread attacker([&] {
+        while (!stop &&
+               ::renameat2(AT_FDCWD, path("root/d").c_str(), AT_FDCWD, path("root/link").c_str(), RENAME_EXCHANGE) == 0)
+            ++exchanges;
+        stop = true;
+    });
+    int written = 0;
+    int read = 0;
+    for (int i = 0; i < 2000 || (exchanges < 2000 && !stop); ++i) {
+        if (replace("d/f", "inside", 0644, "root") == OSS_OK) ++written;
+        OSSHFile* file = nullptr;
+        if (ossFileOpenBelow(&file, path("root").c_str(), "d/f", OSS_FILE_READ, 0) != OSS_OK) continue;
+        ++read;
+        char text[8] = "";
+        size_t done = 0;
+        EXPECT_EQ(ossFileRead(file, text, sizeof text - 1, &done), OSS_OK);
+        EXPECT_STREQ(text, "inside");
+        EXPECT_EQ(ossFileClose(file), OSS_OK);
+    }
+    stop = true;
+    attacker.join();
+    EXPECT_GT(exchanges, 0);
+    EXPECT_GT(written + read, 0);
+    EXPECT_EQ(names("outside"), std::vector<std::string>{"f"});
+    EXPECT_EQ(readWhole(path("outside/f")), "secret");
+}
+
+/* Exits with 0 when a file that is written in place keeps its contents, for there is no room for others. */
+[[noreturn]] void replaceWithoutRoom(const std::string& directory) {
+    constexpr uid_t nobody = 65534;
+    std::signal(SIGXFSZ, SIG_IGN);
+    if (::geteuid() == 0 && ::seteuid(nobody) != 0) ::_exit(1);
+    OSSHFile* file = nullptr;
+    if (ossFileOpenBelow(&file, directory.c_str(), "f", OSS_FILE_REPLACE, 0644) != OSS_OK) ::_exit(2);
+    size_t done = 0;
+    const std::string text(100, 'n');
+    if (ossFileWrite(file, text.data(), text.size(), &done) != OSS_OK) ::_exit(3);
+    const rlimit limit{50, 50};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    const int32_t result = ossFileCommit(file);
+    ossFileClose(file);
+    ::_exit(result == OSS_NO_SPACE ? 0 : 4);
+}
+
+TEST_F(HostFiles, WithoutRoomAFileThatIsWrittenInPlaceKeepsItsContents) {
+    if (::geteuid() != 0) GTEST_SKIP() << "a directory of another user can be made by the superuser only";
+    fs::create_directory(path("closed"));
+    ASSERT_EQ(write(path("closed/f"), "old"), OSS_OK);
+    ASSERT_EQ(::chmod(path("closed/f").c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(path("").c_str(), 0755), 0);
+    EXPECT_EXIT(replaceWithoutRoom(path("closed")), ::testing::ExitedWithCode(0), "");
+    EXPECT_EQ(readWhole(path("closed/f")), "old");
+}
+
+/* --- paths -------------------------------------------------------------------------------------------------------- */
 
 TEST_F(HostFiles, ExistenceAndDirectories) {
     ASSERT_EQ(write(path("f"), "x"), OSS_OK);

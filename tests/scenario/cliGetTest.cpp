@@ -1,5 +1,6 @@
 // kelpolicy get: stored policies as configuration documents.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "configurationScenario.h"
 #include "windowDocument.h"
@@ -132,10 +133,9 @@ TEST_F(CliGet, hasTheEngineWriteAFile) {
     const struct {
         const char* name;
         const char* written;
-    } cases[] = {{"new.xml", "new.xml"},
-                 {"old.xml", "old.xml"},
-                 {"sub/deep/new.xml", "sub/deep/new.xml"},
-                 {"/etc/new.xml", "etc/new.xml"}};
+    } cases[] = {
+        {"new.xml", "new.xml"},          {"old.xml", "old.xml"},      {"sub/deep/new.xml", "sub/deep/new.xml"},
+        {"/etc/new.xml", "etc/new.xml"}, {"slash.xml/", "slash.xml"}, {"sub//slashes.xml//", "sub/slashes.xml"}};
     for (const auto& example : cases) {
         const Outcome outcome = run({"get", "windows", "--server-file", example.name});
         EXPECT_EQ(outcome.status, 0) << outcome.err;
@@ -147,6 +147,39 @@ TEST_F(CliGet, hasTheEngineWriteAFile) {
                         {"written", serverFile(example.written)},
                         {"bytes", nights.size()}}));
     }
+}
+
+/* What is there keeps its mode and owner; and what its user may not write is not replaced. */
+TEST_F(CliGet, replacesAFileOfTheServerOnlyForWhomMayWriteIt) {
+    set("windows", windowsConfiguration({}));
+    const bool isSuperuser = ::geteuid() == 0;
+    const unsigned user = isSuperuser ? 65534 : ::geteuid();
+    const std::pair<const char*, mode_t> files[] = {{"private.xml", 0600}, {"shared.xml", 0664}, {"fixed.xml", 0444}};
+    for (const auto& [name, mode] : files) {
+        writeFile(serverFile(name), "old");
+        ASSERT_EQ(::chmod(serverFile(name).c_str(), mode), 0);
+    }
+    if (isSuperuser) {
+        ASSERT_EQ(::chmod(file("").c_str(), 0755), 0);
+        ASSERT_EQ(::chown(instance().c_str(), user, user), 0);
+        for (const auto& entry : fs::recursive_directory_iterator(instance()))
+            ASSERT_EQ(::chown(entry.path().c_str(), user, user), 0);
+    }
+    for (const auto& [name, mode] : files) {
+        const std::vector<std::string> command = {"get", "windows", "--server-file", name, "--json"};
+        const Outcome outcome = run(command, {.user = isSuperuser ? std::optional(user) : std::nullopt});
+        const bool isRefused = mode == 0444;
+        EXPECT_EQ(outcome.status, isRefused ? 1 : 0) << name << outcome.err;
+        if (isRefused) {
+            EXPECT_EQ(json::parse(outcome.err).at("error").at("sqlcode"), -1448) << outcome.err;
+        }
+        EXPECT_EQ(readFile(serverFile(name)), isRefused ? "old" : nights) << name;
+        struct stat status {};
+        ASSERT_EQ(::stat(serverFile(name).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, mode) << name;
+        EXPECT_EQ(status.st_uid, user) << name;
+    }
+    EXPECT_EQ(namesIn(serverFile("")), (std::vector<std::string>{"fixed.xml", "private.xml", "shared.xml"}));
 }
 
 TEST_F(CliGet, refusesANameThatLeadsElsewhere) {

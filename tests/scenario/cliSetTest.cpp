@@ -607,6 +607,28 @@ TEST_F(CliSet, refusesAFileOfTheServerThatIsNone) {
     }
 }
 
+/* Not even the line in which something is wrong is shown. */
+TEST_F(CliSet, looksAtNoFileToWhichALinkLeads) {
+    ASSERT_EQ(run({"init"}).status, 0);
+    fs::create_directory(file("outside"));
+    writeFile(file("outside/secret"), "root:secret:0:0\n");
+    writeFile(file("outside/w.xml"), windowsConfiguration({.duration = "25"}));
+    fs::create_directory(serverFile("real"));
+    fs::create_directory_symlink(file("outside"), serverFile("linked"));
+    fs::create_directory_symlink(file("outside"), serverFile("real/linked"));
+    for (const std::string name : {"linked/secret", "linked/w.xml", "real/linked/secret", "/linked//secret"}) {
+        for (const char* more : {"--force", "--dry-run"}) {
+            const Outcome outcome = run({"set", "windows", "--server-file", name, more});
+            EXPECT_EQ(outcome.status, 1) << name;
+            EXPECT_NE(outcome.err.find("SQLCODE -1436"), std::string::npos) << outcome.err;
+            EXPECT_EQ((outcome.out + outcome.err).find("root:secret"), std::string::npos) << outcome.err;
+            EXPECT_EQ((outcome.out + outcome.err).find("duration"), std::string::npos) << outcome.err;
+        }
+    }
+    writeFile(serverFile("w.xml"), validConfigurations()[0]);
+    EXPECT_EQ(run({"set", "windows", "--server-file", "w.xml/"}).status, 0) << "as a get names it";
+}
+
 TEST_F(CliSet, checksAFileOfTheServerLikeAnyOther) {
     ASSERT_EQ(run({"init"}).status, 0);
     writeFile(serverFile("wrong.xml"), windowsConfiguration({.duration = "25"}));

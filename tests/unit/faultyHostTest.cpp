@@ -103,11 +103,12 @@ TEST_F(FaultyHost, EachServiceFailsInItsOwnWay) {
     EXPECT_EQ(ossFileSize(file, &size), OSS_ERROR);
     EXPECT_EQ(size, 0U);
     EXPECT_EQ(ossFileClose(nullptr), OSS_ERROR);
-    EXPECT_EQ(ossFileRename(path.c_str(), path.c_str()), OSS_ERROR);
-    EXPECT_EQ(ossFileDelete(path.c_str()), OSS_ERROR);
+    EXPECT_EQ(ossFileOpenBelow(&file, "/", "f", OSS_FILE_REPLACE, 0600), OSS_ERROR);
+    EXPECT_EQ(ossFileCommit(nullptr), OSS_ERROR);
     EXPECT_EQ(ossPathExists("/"), 0);
     EXPECT_EQ(ossIsDirectory("/"), 0);
     EXPECT_EQ(ossDirectoryCreate("/", 0755), OSS_ERROR);
+    EXPECT_EQ(ossDirectoryCreateBelow("/", ".", 0755), OSS_ERROR);
     EXPECT_EQ(ossBaseName("a", text, sizeof text), OSS_ERROR);
     EXPECT_STREQ(text, "");
     EXPECT_EQ(ossDirectoryName("a", text, sizeof text), OSS_ERROR);

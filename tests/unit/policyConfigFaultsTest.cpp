@@ -23,15 +23,35 @@ struct Procedure {
     std::function<std::string(const Outcome&)> result;
 };
 
-constexpr Service failingServices[] = {
-    Service::sqlogmblkEx,   Service::ossMemAlloc,      Service::SQLAllocHandle,      Service::SQLSetConnectAttr,
-    Service::SQLConnect,    Service::SQLPrepare,       Service::SQLExecute,          Service::SQLExecDirect,
-    Service::SQLFetch,      Service::SQLGetData,       Service::SQLBindParameter,    Service::SQLFreeHandle,
-    Service::SQLDisconnect, Service::ossFileOpen,      Service::ossFileCreateUnique, Service::ossFileRead,
-    Service::ossFileWrite,  Service::ossFileSize,      Service::ossFileClose,        Service::ossFileRename,
-    Service::ossFileDelete, Service::ossPathExists,    Service::ossIsDirectory,      Service::ossDirectoryCreate,
-    Service::ossBaseName,   Service::ossDirectoryName, Service::sqloInstancePath,    Service::isSharedLibInitSuccess,
-    Service::sqlaintp_api};
+constexpr Service failingServices[] = {Service::sqlogmblkEx,
+                                       Service::ossMemAlloc,
+                                       Service::SQLAllocHandle,
+                                       Service::SQLSetConnectAttr,
+                                       Service::SQLConnect,
+                                       Service::SQLPrepare,
+                                       Service::SQLExecute,
+                                       Service::SQLExecDirect,
+                                       Service::SQLFetch,
+                                       Service::SQLGetData,
+                                       Service::SQLBindParameter,
+                                       Service::SQLFreeHandle,
+                                       Service::SQLDisconnect,
+                                       Service::ossFileOpen,
+                                       Service::ossFileOpenBelow,
+                                       Service::ossFileRead,
+                                       Service::ossFileWrite,
+                                       Service::ossFileSize,
+                                       Service::ossFileClose,
+                                       Service::ossFileCommit,
+                                       Service::ossDirectoryCreateBelow,
+                                       Service::ossPathExists,
+                                       Service::ossIsDirectory,
+                                       Service::ossDirectoryCreate,
+                                       Service::ossBaseName,
+                                       Service::ossDirectoryName,
+                                       Service::sqloInstancePath,
+                                       Service::isSharedLibInitSuccess,
+                                       Service::sqlaintp_api};
 
 class PolicyConfigFaults : public config::ProceduresTest {
 protected:

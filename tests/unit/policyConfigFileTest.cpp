@@ -7,6 +7,7 @@
 
 #include "faulty.h"
 #include "files.h"
+#include "sqlpiPolicyConfigFile.h"
 #include "unit/configSupport.h"
 
 namespace {
@@ -130,7 +131,7 @@ TEST_F(PolicyConfigFile, ADirectoryThatCannotBeMadeIsTold) {
     expectRefused(setFile("AUTO_BACKUP", "file/p.xml"), -1436, {"file/p.xml"},
                   {"AutoMaintSetPolicy error, input policy file file/p.xml does not exist \n"});
     const faulty::Scope scope;
-    faulty::failCall(Service::ossDirectoryCreate, 1);
+    faulty::failCall(Service::ossDirectoryCreateBelow, 1);
     const std::string name = std::string(45, 'n') + "/p.xml";
     expectRefused(getFile("AUTO_BACKUP", name), -1448, {std::string(40, 'n')}, {unable});
 }
@@ -175,8 +176,8 @@ TEST_F(PolicyConfigFile, AFileThatCannotBeReadIsTold) {
     const std::string unreadable = "AutoMaintSetPolicy error, input policy file f does not have reade permission \n";
     config::writeWhole(tmp("f"), config::backup());
     for (const auto& [service, code] :
-         {std::pair(Service::ossFileOpen, faulty::usualFailure),
-          std::pair(Service::ossFileOpen, int32_t{OSS_NO_PERMISSION}),
+         {std::pair(Service::ossFileOpenBelow, faulty::usualFailure),
+          std::pair(Service::ossFileOpenBelow, int32_t{OSS_NO_PERMISSION}),
           std::pair(Service::ossFileSize, faulty::usualFailure), std::pair(Service::ossFileRead, faulty::usualFailure),
           std::pair(Service::ossFileRead, faulty::shortTransfer)}) {
         const faulty::Scope scope;
@@ -205,19 +206,15 @@ TEST_F(PolicyConfigFile, AFileThatCannotBeWrittenKeepsItsContents) {
         const char* text;
         size_t token;
     } cases[] = {
-        {Service::ossFileOpen, OSS_NO_PERMISSION, "could not open input policy file", 30},
-        {Service::ossFileCreateUnique, OSS_NO_PERMISSION, "could not open input policy file", 30},
+        {Service::ossFileOpenBelow, OSS_NO_PERMISSION, "could not open input policy file", 30},
         {Service::ossFileWrite, OSS_NO_SPACE, "Write", 40},
         {Service::ossFileWrite, faulty::shortTransfer, "Write", 40},
-        {Service::ossFileClose, OSS_NO_SPACE, "Write", 40},
-        {Service::ossFileRename, OSS_NO_PERMISSION, "Write", 40},
+        {Service::ossFileCommit, OSS_NO_SPACE, "Write", 40},
     };
     config::writeWhole(tmp(name), "old");
     for (const auto& fault : cases) {
         const faulty::Scope scope;
-        // The first file that is opened and closed is the old one, looked at.
-        faulty::failCall(fault.service, fault.service == Service::ossFileClose ? 2 : 1, faulty::Duration::once,
-                         fault.code);
+        faulty::failCall(fault.service, 1, faulty::Duration::once, fault.code);
         SCOPED_TRACE(faulty::serviceName(fault.service));
         const std::string text =
             fault.text == std::string("Write")
@@ -229,18 +226,47 @@ TEST_F(PolicyConfigFile, AFileThatCannotBeWrittenKeepsItsContents) {
     }
 }
 
-/* A new file that was not made or took its name leaves nothing to delete. */
-TEST_F(PolicyConfigFile, OnlyAFileThatIsLeftOverIsDeleted) {
-    const struct {
-        Service service;
-        uint64_t deleted;
-    } cases[] = {{Service::any, 0}, {Service::ossFileCreateUnique, 0}, {Service::ossFileWrite, 1}};
-    for (const auto& one : cases) {
-        const faulty::Scope scope;
-        if (one.service != Service::any) faulty::failCall(one.service, 1);
-        EXPECT_EQ(getFile("AUTO_BACKUP", "p.xml").isDone(), one.service == Service::any);
-        EXPECT_EQ(faulty::calls(Service::ossFileDelete), one.deleted) << faulty::serviceName(one.service);
+TEST_F(PolicyConfigFile, AGetKeepsModeAndOwnerOfAFileThatIsThere) {
+    struct stat before {};
+    struct stat after {};
+    for (const mode_t mode : {0600U, 0640U, 0777U}) {
+        config::writeWhole(tmp("p.xml"), "old");
+        if (geteuid() == 0) {
+            ASSERT_EQ(chown(tmp("p.xml").c_str(), 65534, 65533), 0);
+        }
+        ASSERT_EQ(chmod(tmp("p.xml").c_str(), mode), 0);
+        ASSERT_EQ(stat(tmp("p.xml").c_str(), &before), 0);
+        EXPECT_TRUE(getFile("AUTO_BACKUP", "p.xml").isDone());
+        ASSERT_EQ(stat(tmp("p.xml").c_str(), &after), 0);
+        EXPECT_EQ(after.st_mode, before.st_mode);
+        EXPECT_EQ(after.st_uid, before.st_uid);
+        EXPECT_EQ(after.st_gid, before.st_gid);
+        EXPECT_EQ(config::readWhole(tmp("p.xml")), document_);
     }
+    EXPECT_EQ(filesInTmp(), Strings{"p.xml"});
+}
+
+/* The way is walked anew for each use, so that there is no moment in which a link could stand in for a directory. */
+TEST_F(PolicyConfigFile, ADirectoryThatBecomesALinkBehindTheLookAtItIsNotFollowed) {
+    const std::string outside = instance().path() + "/outside";
+    fs::create_directory(outside);
+    config::writeWhole(outside + "/secret.xml", "secret");
+    const sqlpiFileProcedure procedure = {"test", "Test", "TEST", -1448};
+    sqlca ca{};
+    sqlpiPolicyFile written(procedure, "sub/p.xml");
+    sqlpiPolicyFile read(procedure, "sub/secret.xml");
+    ASSERT_TRUE(written.resolve(ca) && written.makeDirectory(ca) && read.resolve(ca));
+    config::writeWhole(tmp("sub/secret.xml"), "inside");
+    fs::rename(tmp("sub"), tmp("moved"));
+    fs::create_directory_symlink(outside, tmp("sub"));
+    EXPECT_FALSE(written.replace("text", ca));
+    EXPECT_EQ(ca.sqlcode, -1448);
+    sqlpiBlock text(nullptr, sqlpiFreeBlock{"sqlpiPolicyConfig"});
+    size_t length = 0;
+    EXPECT_FALSE(read.read(text, length, ca));
+    EXPECT_FALSE(written.makeDirectory(ca));
+    EXPECT_FALSE(fs::exists(outside + "/p.xml"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(outside), fs::directory_iterator()), 1);
 }
 
 TEST_F(PolicyConfigFile, AFailedGetTouchesNoFile) {

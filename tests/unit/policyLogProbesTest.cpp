@@ -73,7 +73,7 @@ TEST_F(PolicyLogProbes, EachStepOfTheProceduresHasItsOwn) {
         {"a name too long", [&] { config::getFile(autoBackup, longName); }, {40}},
         {"no instance", getFile, {45}, Service::sqloInstancePath, 1},
         {"a path too long", [&] { config::getFile(autoBackup, pathTooLong); }, {50}},
-        {"no directory", [] { config::getFile(autoBackup, "sub/f"); }, {60}, Service::ossDirectoryCreate, 1},
+        {"no directory", [] { config::getFile(autoBackup, "sub/f"); }, {60}, Service::ossDirectoryCreateBelow, 1},
         {"a document to a file", getFile, {70, 15, 10}},
         {"no table for a file", getFile, {10, 90, 70}, Service::SQLConnect, 1},
         {"a directory in its place", [] { config::getFile(autoBackup, "directory"); }, {70, 15, 10, 80}},

@@ -9,6 +9,8 @@
 #include <system_error>
 
 #include "failure.h"
+#include "files.h"
+#include "hostFile.h"
 
 namespace kelpolicy {
 namespace {
@@ -57,6 +59,13 @@ std::string readDocument(const std::string& path, size_t limit) {
     }
     if (document.empty()) throw fileFailure(path, "is empty", "Give a document that holds one policy.");
     return document;
+}
+
+std::optional<std::string> peekAtServerFile(const std::string& directory, const std::string& name) {
+    std::string document;
+    const int32_t status =
+        kelhost::readWholeFileBelow(directory.c_str(), name.c_str(), largestPolicyDocument, document);
+    return status == OSS_OK && !document.empty() ? std::optional(std::move(document)) : std::nullopt;
 }
 
 std::string documentName(const std::string& path) {

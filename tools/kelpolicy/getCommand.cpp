@@ -43,9 +43,13 @@ std::string getDocument(const GetOptions& options, const DatabaseSession& sessio
         if (failure.sqlcode != policyDocumentCode) throw;
         throw withPlace(failure, type);
     }
-    const std::filesystem::path path = session.instance().exchangeFiles() + "/" + options.serverFile;
-    writtenTo = path.lexically_normal();
-    return readDocument(writtenTo);
+    const std::string directory = session.instance().exchangeFiles();
+    writtenTo = std::filesystem::path(directory + "/" + options.serverFile).lexically_normal();
+    writtenTo.erase(writtenTo.find_last_not_of('/') + 1);
+    std::optional<std::string> document = peekAtServerFile(directory, options.serverFile);
+    if (document.has_value()) return *std::move(document);
+    throw Failure(fmt::format("the file \"{}\" was written, and cannot be read", writtenTo),
+                  "Look whether somebody else writes or removes files there.", policyFileCode, policyState);
 }
 
 int runGet(const GetOptions& options, const GlobalOptions& globals, Output& output) {

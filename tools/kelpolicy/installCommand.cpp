@@ -74,11 +74,8 @@ Failure noRow(const InstallOptions& options) {
 
 /* A file of the engine's as it is now; nothing when it cannot be told. */
 std::optional<std::string> serverFileContents(const std::string& name, const kelhost::Instance& instance) {
-    try {
-        return readDocument(name.starts_with('/') ? name : instance.path() + "/" + name);
-    } catch (const Failure&) {
-        return {};
-    }
+    const std::string directory = instance.path();
+    return peekAtServerFile(directory, name.starts_with(directory + "/") ? name.substr(directory.size() + 1) : name);
 }
 
 void noteDefects(const RowKey& key, const PolicyRow& row, Output& output) {

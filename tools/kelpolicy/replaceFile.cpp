@@ -41,39 +41,8 @@ void require(int32_t status, const std::string& path) {
     if (status != OSS_OK) fail(path, inWords(status));
 }
 
-/* The file being written; gone at the end unless it took its name. */
-class NewFile {
-public:
-    NewFile(const fs::path& directory, uint32_t permissions, const std::string& shown) {
-        OSSHFile* file = nullptr;
-        require(ossFileCreateUnique(&file, directory.c_str(), permissions, path_, sizeof path_), shown);
-        file_.reset(file);
-    }
-    ~NewFile() {
-        file_.reset();
-        if (path_[0] != '\0') ossFileDelete(path_);
-    }
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
-
-    int32_t write(std::string_view text) {
-        size_t done = 0;
-        const int32_t written = ossFileWrite(file_.get(), text.data(), text.size(), &done);
-        const int32_t closed = ossFileClose(file_.release());
-        return written == OSS_OK ? closed : written;
-    }
-    int32_t takeName(const fs::path& path) {
-        const int32_t status = ossFileRename(path_, path.c_str());
-        if (status == OSS_OK) path_[0] = '\0';
-        return status;
-    }
-
-private:
-    struct Close {
-        void operator()(OSSHFile* file) const { ossFileClose(file); }
-    };
-    std::unique_ptr<OSSHFile, Close> file_{};
-    char path_[OSS_PATH_SIZE] = "";
+struct Close {
+    void operator()(OSSHFile* file) const { ossFileClose(file); }
 };
 
 }  // namespace
@@ -88,14 +57,15 @@ void replaceFile(const std::string& path, std::string_view text) {
     const fs::path target = realPath(path, failure);
     if (failure) fail(path, failure.message());
     if (!target.has_filename()) require(OSS_NOT_REGULAR, path);
-    const fs::file_status status = fs::status(target, failure);
-    const bool exists = fs::exists(status);
-    if (exists && !fs::is_regular_file(status)) require(OSS_NOT_REGULAR, path);
     constexpr uint32_t newFile = 0666;
-    const uint32_t permissions = exists ? static_cast<uint32_t>(status.permissions()) & 0777U : newFile;
-    NewFile file(target.parent_path(), permissions, path);
-    require(file.write(text), path);
-    require(file.takeName(target), path);
+    OSSHFile* opened = nullptr;
+    require(
+        ossFileOpenBelow(&opened, target.parent_path().c_str(), target.filename().c_str(), OSS_FILE_REPLACE, newFile),
+        path);
+    const std::unique_ptr<OSSHFile, Close> file(opened);
+    size_t done = 0;
+    require(ossFileWrite(opened, text.data(), text.size(), &done), path);
+    require(ossFileCommit(opened), path);
 }
 
 }  // namespace kelpolicy

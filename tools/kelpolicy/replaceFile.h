@@ -13,8 +13,8 @@ namespace kelpolicy {
  * current directory is gone. */
 std::filesystem::path realPath(const std::string& path, std::error_code& failure);
 
-/* Writes the text beside the file at `path` and gives it that name, so that a reader sees the old contents or the new.
- * A symbolic link is followed. Throws Failure, and the file is then as it was. */
+/* Replaces what the file at `path` holds, as ossFileCommit does: its mode and owner stay. A symbolic link is followed.
+ * Throws Failure, and the file is then as it was. */
 void replaceFile(const std::string& path, std::string_view text);
 
 }  // namespace kelpolicy

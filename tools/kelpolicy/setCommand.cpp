@@ -1,8 +1,6 @@
 // kelpolicy set: a configuration document becomes the stored policy.
 #include <fmt/format.h>
 
-#include <filesystem>
-
 #include "configurationCheck.h"
 #include "databaseSession.h"
 #include "documentFile.h"
@@ -33,20 +31,6 @@ struct Change {
     std::string after{};
     std::optional<WindowsChange> windows{};
 };
-
-/* The document of a file below the instance's tmp directory, to look at before the engine reads it. Nothing when the
- * procedure will have its own say on the name or the file. */
-std::optional<std::string> peekAtServerFile(const std::string& name, const DatabaseSession& session) {
-    if (name.find("..") != std::string::npos || name.find(':') != std::string::npos) return {};
-    const std::string path = session.instance().exchangeFiles() + "/" + name;
-    std::error_code failure;
-    if (!std::filesystem::is_regular_file(std::filesystem::symlink_status(path, failure))) return {};
-    try {
-        return readDocument(path);
-    } catch (const Failure&) {
-        return {};
-    }
-}
 
 std::optional<CheckedConfiguration> check(const SetOptions& options, const std::optional<std::string>& document) {
     if (!document.has_value()) return {};
@@ -140,7 +124,7 @@ int runSet(const SetOptions& options, const GlobalOptions& globals, Output& outp
     std::optional<std::string> document;
     if (!isServerFile) document = readDocument(options.document);
     DatabaseSession session(globals, output);
-    if (isServerFile) document = peekAtServerFile(options.serverFile, session);
+    if (isServerFile) document = peekAtServerFile(session.instance().exchangeFiles(), options.serverFile);
     const std::optional<CheckedConfiguration> checked = check(options, document);
     Change change{describePolicy(*options.type)};
     const bool comparesWindows = options.dryRun && &options.type->kind == &windowsKind;

@@ -26,18 +26,29 @@ void sqlofmblkEx(void* block, const char*, uint32_t) { _ossMemFree(block); }
 static int32_t copy(const string& text, char* out, size_t size) {
     return static_cast<size_t>(std::snprintf(out, size, "%s", text.c_str())) < size ? OSS_OK : OSS_TOO_LONG;
 }
-static FILE* stream(OSSHFile* file) { return reinterpret_cast<FILE*>(file); }
-static int32_t open(OSSHFile** file, const char* path, const char* mode) {
-    *file = reinterpret_cast<OSSHFile*>(std::fopen(path, mode));
-    return *file != nullptr ? OSS_OK : ossPathExists(path) ? OSS_ERROR : OSS_NOT_FOUND;
+struct OSSHFile {
+    FILE* stream;
+    string path, replaced; /* of a replacement: what is written, and what it becomes */
+};
+static FILE* stream(OSSHFile* file) { return file->stream; }
+static int32_t open(OSSHFile** file, const string& path, const char* mode, const string& replaced = {}) {
+    FILE* stream = std::fopen(path.c_str(), mode);
+    *file = stream != nullptr ? new OSSHFile{stream, path, replaced} : nullptr;
+    return *file != nullptr ? OSS_OK : ossPathExists(path.c_str()) ? OSS_ERROR : OSS_NOT_FOUND;
 }
 int32_t ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t) {
     *file = nullptr;
     if (ossPathExists(path) && fs::symlink_status(path).type() != fs::file_type::regular) return OSS_NOT_REGULAR;
     return open(file, path, mode == OSS_FILE_READ ? "rb" : "wb");
 }
-int32_t ossFileCreateUnique(OSSHFile** file, const char* directory, uint32_t, char* path, size_t size) {
-    return *file = nullptr, copy(string(directory) + "/.new", path, size) == OSS_OK ? open(file, path, "wbx") : OSS_TOO_LONG;
+// An engine that others share a server with walks to the file with openat, and keeps the mode and owner of what is there.
+int32_t ossFileOpenBelow(OSSHFile** file, const char* root, const char* name, uint32_t mode, uint32_t permissions) {
+    const string path = string(root) + "/" + name;
+    if (mode == OSS_FILE_READ) return ossFileOpen(file, path.c_str(), mode, permissions);
+    return open(file, path + ".new", "wbx", path);
+}
+int32_t ossFileCommit(OSSHFile* file) {
+    return std::fflush(stream(file)) == 0 && std::rename(file->path.c_str(), file->replaced.c_str()) == 0 ? OSS_OK : OSS_ERROR;
 }
 int32_t ossFileRead(OSSHFile* file, void* buffer, size_t size, size_t* done) {
     return *done = std::fread(buffer, 1, size, stream(file)), std::ferror(stream(file)) ? OSS_ERROR : OSS_OK;
@@ -49,11 +60,17 @@ int32_t ossFileSize(OSSHFile* file, uint64_t* size) {
     struct stat status = {};
     return *size = fstat(fileno(stream(file)), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0, OSS_OK;
 }
-int32_t ossFileClose(OSSHFile* file) { return file == nullptr || std::fclose(stream(file)) == 0 ? OSS_OK : OSS_ERROR; }
-int32_t ossFileRename(const char* from, const char* to) { return std::rename(from, to) == 0 ? OSS_OK : OSS_ERROR; }
-int32_t ossFileDelete(const char* path) { return std::remove(path) == 0 ? OSS_OK : OSS_ERROR; }
+int32_t ossFileClose(OSSHFile* file) {
+    if (file == nullptr) return OSS_OK;
+    const int failure = std::fclose(stream(file));
+    if (!file->replaced.empty()) std::remove(file->path.c_str());
+    return delete file, failure == 0 ? OSS_OK : OSS_ERROR;
+}
 int32_t ossPathExists(const char* path) { return fs::exists(fs::symlink_status(path)); }
 int32_t ossIsDirectory(const char* path) { return fs::is_directory(fs::symlink_status(path)); }
+int32_t ossDirectoryCreateBelow(const char* root, const char* name, uint32_t permissions) {
+    return ossDirectoryCreate((string(root) + "/" + name).c_str(), permissions);
+}
 int32_t ossDirectoryCreate(const char* path, uint32_t) {
     std::error_code failure;
     return fs::create_directories(path, failure), ossIsDirectory(path) ? OSS_OK : OSS_ERROR;

@@ -25,17 +25,28 @@ extern "C" {
 
 typedef struct OSSHFile OSSHFile; /* an open file, owned by who opened it until ossFileClose */
 
-#define OSS_FILE_READ 1u   /* an existing file, for reading */
-#define OSS_FILE_CREATE 2u /* a new file or an existing one emptied, for writing */
+#define OSS_FILE_READ 1u    /* an existing file, for reading */
+#define OSS_FILE_CREATE 2u  /* a new file or an existing one emptied, for writing */
+#define OSS_FILE_REPLACE 4u /* other contents for a file, for writing */
 
 /* Opens a regular file; the last component is not followed when it is a symbolic link, and no device or pipe is
  * opened (nor waited for). `permissions` are the permission bits of a new file, less the process's file mode mask; an
  * existing file keeps its own. `*file` is null on failure. */
 int32_t ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t permissions);
 
-/* Makes and opens, for writing, a new file in an existing directory (which is no symbolic link), of a name that no
- * other file has and that begins with a dot. Its path goes to `path` of `size` bytes. `*file` is null on failure. */
-int32_t ossFileCreateUnique(OSSHFile** file, const char* directory, uint32_t permissions, char* path, size_t size);
+/* Opens the regular file of that name below the directory `root`. The way to it is walked name by name: neither `root`
+ * nor a name on it is a symbolic link, whoever exchanges names meanwhile. Slashes at the end mean nothing, ".." is not
+ * found.
+ *
+ * For OSS_FILE_REPLACE everybody sees the file as it was until ossFileCommit; without that it stays. A file that is not
+ * there gets the permissions, less the process's file mode mask; one that is keeps its own, and its owner. One that the
+ * effective user may not write is OSS_NO_PERMISSION. OSS_FILE_CREATE is not possible. `*file` is null on failure. */
+int32_t ossFileOpenBelow(OSSHFile** file, const char* root, const char* name, uint32_t mode, uint32_t permissions);
+
+/* What was written becomes the contents of the file that is replaced, and is on the device when this returns OSS_OK: in
+ * one step where a new file can be given the mode and owner of the old one, else by writing the whole into that. Once,
+ * before ossFileClose. */
+int32_t ossFileCommit(OSSHFile* file);
 
 /* Reads up to `size` bytes; `*done` receives how many, less than `size` only at the end of the file. */
 int32_t ossFileRead(OSSHFile* file, void* buffer, size_t size, size_t* done);
@@ -50,19 +61,16 @@ int32_t ossFileSize(OSSHFile* file, uint64_t* size);
  * returns OSS_OK. Null is ignored. */
 int32_t ossFileClose(OSSHFile* file);
 
-/* Gives the file at `from` the name `to` in one step; an existing file of that name is replaced. The new name is on the
- * device when this returns OSS_OK. */
-int32_t ossFileRename(const char* from, const char* to);
-
-/* Removes a name of a file (not of a directory; of a symbolic link the link). */
-int32_t ossFileDelete(const char* path);
-
 int32_t ossPathExists(const char* path);  /* 1 something of that name exists, 0 not */
 int32_t ossIsDirectory(const char* path); /* 1 a directory, 0 not; a symbolic link to one is none */
 
 /* Creates a directory and its missing parents with these permission bits, less the process's file mode mask. An
  * existing directory is OSS_OK; a symbolic link to one is OSS_NOT_REGULAR. */
 int32_t ossDirectoryCreate(const char* path, uint32_t permissions);
+
+/* The same for the directory of that name below `root`, on a way without symbolic links like that of ossFileOpenBelow.
+ */
+int32_t ossDirectoryCreateBelow(const char* root, const char* name, uint32_t permissions);
 
 /* The last component of a path ("a/b.xml" gives "b.xml"), and all before it ("a/b.xml" gives "a", "b.xml" gives
  * "."), into `out` of `size` bytes. OSS_TOO_LONG (and an empty text) when it does not fit. */

@@ -31,7 +31,7 @@ public:
     /* Makes the directory where it is missing. */
     bool makeDirectory(sqlca& ca) const noexcept;
 
-    /* Writes the file whole or not at all: a reader sees the old contents or the new. */
+    /* Writes the file whole or not at all; a file that is there keeps its mode and owner. */
     bool replace(std::string_view text, sqlca& ca) const noexcept;
 
     /* Reads it whole, at most SQLUDF_LARGEST_LOB bytes, terminated. */
@@ -39,13 +39,11 @@ public:
 
 private:
     bool fail(sqlca& ca, uint32_t probe, const char* format, size_t tokenLength) const noexcept;
-    bool isBelowTmp() const noexcept;
 
     const sqlpiFileProcedure& procedure_;
     const char* name_;
-    size_t tmpLength_ = 0; /* of the "tmp" directory in `directory_` */
-    char directory_[OSS_PATH_SIZE] = "";
-    char path_[OSS_PATH_SIZE] = "";
+    char root_[OSS_PATH_SIZE] = "";      /* the instance's "tmp" directory */
+    char directory_[OSS_PATH_SIZE] = ""; /* that of the name, below it */
 };
 
 #endif
