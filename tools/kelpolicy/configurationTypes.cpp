@@ -26,8 +26,7 @@ std::string listed(const char* separator, Name name) {
 
 const ConfigurationType& findType(const std::string& word) {
     for (const ConfigurationType& type : configurationTypes)
-        if (isSameWord(word, type.name) || isSameWord(word, type.shortName) || isSameWord(word, type.kind.key.name))
-            return type;
+        if (isSameWord(word, type.name) || isSameWord(word, type.shortName)) return type;
     throw CLI::ValidationError("TYPE", fmt::format("\"{}\" is no policy type; these are: {}", word,
                                                    listed(", ", [](const ConfigurationType& type) {
                                                        return fmt::format("{} ({})", type.name, type.shortName);

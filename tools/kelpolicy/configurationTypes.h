@@ -24,7 +24,7 @@ inline constexpr ConfigurationType configurationTypes[] = {{"MAINTENANCE_WINDOW"
 const PolicyKind* findPolicy(const std::string& word);
 Failure unknownPolicy(const std::string& word);
 
-/* The argument TYPE: any of a policy's names. */
+/* The argument TYPE: a name in any case, or a short name. */
 void addTypeArgument(CLI::App& command, const ConfigurationType*& type);
 
 }  // namespace kelpolicy
