@@ -12,6 +12,7 @@
 #include "sqlpiPolicyConfigSql.h"
 #include "sqlpiPolicyGen.h"
 #include "sqlpiPolicyKeys.h"
+#include "sqlpiPolicyRead.h"
 #include "sqlpiPolicyUtil.h"
 #include "sqlpiPolicyValidate.h"
 #include "sqlpiText.h"
@@ -26,14 +27,46 @@ constexpr const char* setRoutine = "AUTOMAINT_SET_POLICY";
 constexpr size_t statementSize = 1200;
 constexpr size_t descriptionSize = 4096;
 
-/* Fills a configuration record and writes its document. */
+/* A configuration document in the making: what it is made of, where it goes, who is told why there is none. */
+struct Extraction {
+    char* stored;
+    int32_t storedLength;
+    char** document;
+    int* length;
+    sqlca& ca;
+};
+
 template <class Record, class Engine>
-uint32_t writeConfiguration(const Engine& engine, uint32_t (*fill)(const Engine*, Record*) noexcept,
-                            uint32_t (*generate)(char**, int*, const Record&) noexcept, char** document,
-                            int* length) noexcept {
-    const auto record = sqlpiMakePlain<sqlpiReleasedRecord<Record>>();
-    if (record == nullptr || fill(&engine, record.get()) != SQLPI_CONFIG_OK) return SQLPI_CONFIG_FAILED;
-    return generate(document, length, *record);
+struct Conversion {
+    uint32_t (*fill)(const Engine*, Record*) noexcept;
+    uint32_t (*generate)(char**, int*, const Record&) noexcept;
+
+    /* Fills a configuration record and writes its document. */
+    uint32_t write(const Engine& engine, char** document, int* length) const noexcept {
+        const auto record = sqlpiMakePlain<sqlpiReleasedRecord<Record>>();
+        if (record == nullptr || fill(&engine, record.get()) != SQLPI_CONFIG_OK) return SQLPI_CONFIG_FAILED;
+        return generate(document, length, *record);
+    }
+};
+
+/* The same for a policy with a table filter, the one text that may not fit: `what` it is called in a document of less
+ * than `size` bytes. */
+template <class Record, class Engine>
+uint32_t writeWithFilter(const Conversion<Record, Engine>& conversion, Engine engine, const char* what, size_t size,
+                         const Extraction& to) noexcept {
+    const sqlpiMemoryWatch watch;
+    if (conversion.write(engine, to.document, to.length) == SQLPI_CONFIG_OK) return SQLPI_CONFIG_OK;
+    if (watch.sawShortage()) return SQLPI_CONFIG_FAILED;
+    const size_t filterLength = sqlpiTextOrEmpty(engine.tablesFilter).size();
+    char shortest[] = "f";
+    engine.tablesFilter = shortest;
+    char* document = nullptr;
+    int length = 0;
+    if (conversion.write(engine, &document, &length) != SQLPI_CONFIG_OK) return SQLPI_CONFIG_FAILED;
+    sqlofmblkEx(document, tag, __LINE__);
+    sqlpiRefuseLongText("sqlpiExtractPolicyDoc", what, size - static_cast<size_t>(length), filterLength, to.ca,
+                        SQLPI_UNUSABLE_DOCUMENT);
+    return SQLPI_CONFIG_FAILED;
 }
 
 /* A table filter as the engine's records hold it. */
@@ -44,42 +77,44 @@ struct Filter {
     }
 };
 
-uint32_t extractWindows(char* stored, int32_t storedLength, char** document, int* length) noexcept {
+uint32_t extractWindows(const Extraction& to) noexcept {
+    constexpr Conversion conversion = {sqlpiFillAutoMaintWindowValues, sqlpiGenerateNewAutoMaintWindowPolicy};
     sqlpiMaintWindow engine;
     sqlpiSetMaintWindowDefaults(&engine);
-    if (sqlpiGetMaintWindowPolicy(stored, storedLength, &engine) != 0) return SQLPI_CONFIG_FAILED;
-    return writeConfiguration(engine, sqlpiFillAutoMaintWindowValues, sqlpiGenerateNewAutoMaintWindowPolicy, document,
-                              length);
+    if (sqlpiGetMaintWindowPolicy(to.stored, to.storedLength, &engine) != 0) return SQLPI_CONFIG_FAILED;
+    return conversion.write(engine, to.document, to.length);
 }
 
-uint32_t extractBackup(char* stored, int32_t storedLength, char** document, int* length) noexcept {
+uint32_t extractBackup(const Extraction& to) noexcept {
+    constexpr Conversion conversion = {sqlpiFillAutoBackupValues, sqlpiGenerateNewAutoBackupPolicy};
     // sqlpiGetBackupPolicy would not tell that a document cannot be read.
     sqlpiTree root;
-    if (sqlpiParseInto(root, stored, storedLength) != 0) return SQLPI_CONFIG_FAILED;
+    if (sqlpiParseInto(root, to.stored, to.storedLength) != 0) return SQLPI_CONFIG_FAILED;
     sqlpiBackupPolicy engine = {};
     sqlpiGetBackupFromParsedTree(root.get(), &engine);
-    return writeConfiguration(engine, sqlpiFillAutoBackupValues, sqlpiGenerateNewAutoBackupPolicy, document, length);
+    return conversion.write(engine, to.document, to.length);
 }
 
-uint32_t extractReorg(char* stored, int32_t storedLength, char** document, int* length) noexcept {
+uint32_t extractReorg(const Extraction& to) noexcept {
+    constexpr Conversion conversion = {sqlpiFillAutoReorgValues, sqlpiGenerateNewAutoReorgPolicy};
     sqlpiReorgPolicy engine = {};
     const Filter filter{engine.tablesFilter};
-    if (sqlpiGetReorgPolicy(stored, storedLength, &engine) != 0) return SQLPI_CONFIG_FAILED;
-    return writeConfiguration(engine, sqlpiFillAutoReorgValues, sqlpiGenerateNewAutoReorgPolicy, document, length);
+    if (sqlpiGetReorgPolicy(to.stored, to.storedLength, &engine) != 0) return SQLPI_CONFIG_FAILED;
+    return writeWithFilter(conversion, engine, "filter clause", SQLPI_NEW_REORG_POLICY_SIZE, to);
 }
 
-uint32_t extractRunstats(char* stored, int32_t storedLength, char** document, int* length) noexcept {
+uint32_t extractRunstats(const Extraction& to) noexcept {
+    constexpr Conversion conversion = {sqlpiFillAutoRunstatsValues, sqlpiGenerateNewAutoRunstatsPolicy};
     sqlpiRunStatsPolicy engine = {};
     const Filter filter{engine.tablesFilter};
-    if (sqlpiGetAtmSensors(stored, storedLength, &engine) != 0) return SQLPI_CONFIG_FAILED;
-    return writeConfiguration(engine, sqlpiFillAutoRunstatsValues, sqlpiGenerateNewAutoRunstatsPolicy, document,
-                              length);
+    if (sqlpiGetAtmSensors(to.stored, to.storedLength, &engine) != 0) return SQLPI_CONFIG_FAILED;
+    return writeWithFilter(conversion, engine, "filter condition", SQLPI_NEW_RUNSTATS_POLICY_SIZE, to);
 }
 
 struct PolicyType {
     const char* name;
     const sqlpiPolicyKey& key;
-    uint32_t (*extract)(char* stored, int32_t storedLength, char** document, int* length) noexcept;
+    uint32_t (*extract)(const Extraction& to) noexcept;
 };
 constexpr PolicyType policyTypes[] = {
     {"MAINTENANCE_WINDOW", SQLPI_MAINT_WINDOW_KEY, extractWindows},
@@ -193,7 +228,8 @@ uint32_t getPolicy(const char* policyType, char** document, int* length, sqlca& 
     const sqlpiBlock stored(text, sqlpiFreeBlock{tag});
     if (status != SQLPI_CONFIG_OK) return SQLPI_CONFIG_FAILED;
     if (textLength == 0) {
-        sqlpiPrepSqlca(ca, SQLPI_UNUSABLE_DOCUMENT, nullptr, {});
+        pdLog(PD_ERROR, function, 30, "The stored policy is empty.");
+        sqlpiPrepSqlca(ca, SQLPI_UNUSABLE_DOCUMENT, nullptr, {SQLPI_NO_TEXT});
         return SQLPI_CONFIG_FAILED;
     }
     if (sqlpiExtractPolicyDoc(policyType, stored.get(), textLength, document, length, ca) == SQLPI_CONFIG_OK)
@@ -226,20 +262,28 @@ uint32_t sqlpiReadPolicyFromTable(const char* policyType, char** text, int* leng
 
 uint32_t sqlpiExtractPolicyDoc(const char* policyType, char* stored, int length, char** document, int* documentLength,
                                sqlca& ca) noexcept {
-    sqlpiFunctionTrace trace("sqlpiExtractPolicyDoc");
+    constexpr const char* function = "sqlpiExtractPolicyDoc";
+    sqlpiFunctionTrace trace(function);
     *document = nullptr;
     *documentLength = 0;
     const PolicyType* type = findType(policyType);
+    if (type == nullptr) {
+        sqlpiPrepSqlca(ca, SQLPI_UNUSABLE_DOCUMENT, nullptr, {});
+        return trace.exit(SQLPI_CONFIG_FAILED);
+    }
     const sqlpiMemoryWatch watch;
-    if (type != nullptr && type->extract(stored, length, document, documentLength) == SQLPI_CONFIG_OK) {
-        if (!watch.sawShortage()) return trace.exit(SQLPI_CONFIG_OK);
+    const uint32_t status = type->extract({stored, length, document, documentLength, ca});
+    if (watch.sawShortage()) {
         // What the stored policy says may have been left out.
         sqlofmblkEx(*document, tag, __LINE__);
         *document = nullptr;
         *documentLength = 0;
+        sqlpiReportNoMemory(ca, function, 10);
+        return trace.exit(SQLPI_CONFIG_FAILED);
     }
-    if (ca.sqlcode == 0) sqlpiPrepSqlca(ca, SQLPI_UNUSABLE_DOCUMENT, nullptr, {});
-    return trace.exit(SQLPI_CONFIG_FAILED);
+    if (status != SQLPI_CONFIG_OK && ca.sqlcode == 0)  // the parser has logged why
+        sqlpiPrepSqlca(ca, SQLPI_UNUSABLE_DOCUMENT, nullptr, {SQLPI_NOT_PARSED});
+    return trace.exit(status);
 }
 
 uint32_t sqpiGetPolicyOldFormatString(const char* policyType, char* buffer, int32_t capacity, sqlca& ca) noexcept {

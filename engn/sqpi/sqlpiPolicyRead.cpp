@@ -7,6 +7,7 @@
 #include "logs.h"
 #include "sqlpiCommonPolicy.h"
 #include "sqlpiNumber.h"
+#include "sqlpiPolicyGen.h"
 #include "sqlpiPolicyUtil.h"
 #include "sqlpiText.h"
 #include "sqlpiTrace.h"
@@ -242,7 +243,7 @@ uint32_t sqlpiReadAutoReorgPolicy(const DOMElement& root, reorgPolicy& policy, s
         if (const DOMElement* scope = childOf(&root, u"ReorgTableScope")) {
             if (scope->hasAttribute(u"maxOfflineReorgTableSize"))
                 own(policy.maxOfflineReorgTableSize, attributeOf(*scope, u"maxOfflineReorgTableSize"));
-            copy(policy.filterClause, textOf(childOf(scope, u"FilterClause")), sizeof policy.filterClause - 1,
+            copy(policy.filterClause, textOf(childOf(scope, u"FilterClause")), SQLPI_OLD_REORG_POLICY_SIZE - 1,
                  "filter clause");
         }
     });
@@ -257,8 +258,9 @@ uint32_t sqlpiReadAutoRunstatsPolicy(const DOMElement& root, runStatsPolicy& pol
 
 /* --- failures ----------------------------------------------------------------------------------------------------- */
 
-void sqlpiRefuseLongText(const char* function, const char* what, size_t most, size_t length, sqlca& ca) noexcept {
+void sqlpiRefuseLongText(const char* function, const char* what, size_t most, size_t length, sqlca& ca,
+                         int32_t sqlcode) noexcept {
     pdLogPrintf(PD_ERROR, function, 10, "The %s may be %zu bytes long; this one is %zu bytes long.", what, most,
                 length);
-    sqlpiPrepSqlca(ca, SQLPI_REFUSED_DOCUMENT, nullptr, {SQLPI_TEXT_TOO_LONG});
+    sqlpiPrepSqlca(ca, sqlcode, nullptr, {SQLPI_TEXT_TOO_LONG});
 }

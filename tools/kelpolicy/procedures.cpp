@@ -32,7 +32,12 @@ constexpr Advice advice[] = {
      "Name a file below the tmp directory of the instance: one that does not exist, or a regular file, no link, in a "
      "directory that the engine may write to."},
     {-1437, "", "Correct the document there; docs/configuration.md tells what may stand where."},
-    {-1438, "", "Give a document of the policy type; docs/configuration.md has one of each. Or free memory."},
+    {-1438, "4", "Correct the stored policy, or set it anew: kelpolicy set writes over it."},
+    {-1438, "6",
+     "The engine reads the filter whole, but no configuration document can. kelpolicy retrieve shows the row; a filter "
+     "may name the tables of a view in place of a long list."},
+    {-1438, "7", "Set the policy anew: kelpolicy set writes over it."},
+    {-1438, "", "Free memory, or allow the process more of it, and try again."},
     {-1447, "1", "Make the directory that PathName names, or leave PathName empty for the default location."},
     {-1447, "4", "Give an XML document; docs/configuration.md has one of each type."},
     {-1447, "5", "Save the document as UTF-8, and declare encoding=\"UTF-8\" or none."},

@@ -10,6 +10,7 @@
 
 #include "sqlca.h"
 #include "sqlpiPolicyRecords.h"
+#include "sqlpiPolicyUtil.h"
 
 uint32_t sqlpiReadAutoMWPolicy(const xercesc::DOMElement& root, maintenanceOldPolicy& policy, sqlca& ca) noexcept;
 uint32_t sqlpiReadAutoBackupPolicy(const xercesc::DOMElement& root, backupPolicy& policy, sqlca& ca) noexcept;
@@ -19,7 +20,8 @@ uint32_t sqlpiReadAutoRunstatsPolicy(const xercesc::DOMElement& root, runStatsPo
 /* One window. Throws the XML library's out-of-memory exception. */
 void sqlpiReadWindowValuesFromTree(const xercesc::DOMElement& element, maintenanceOldWindow& window);
 
-/* Reports a text of `length` bytes where the policy can hold `most`. */
-void sqlpiRefuseLongText(const char* function, const char* what, size_t most, size_t length, sqlca& ca) noexcept;
+/* Reports a text of `length` bytes where there is room for `most`. */
+void sqlpiRefuseLongText(const char* function, const char* what, size_t most, size_t length, sqlca& ca,
+                         int32_t sqlcode = SQLPI_REFUSED_DOCUMENT) noexcept;
 
 #endif

@@ -71,7 +71,7 @@ struct reorgPolicy {
     char* maxOfflineReorgTableSize;                /* owned; KB */
     char* reclaimExtentsSizeForMDCTables;          /* owned; "0": not set */
     char* numInxPseudoEmptyPagesForVolatileTables; /* owned; "0": not set */
-    char filterClause[4096];
+    char filterClause[10000];                      /* whatever its configuration document has room for */
 };
 
 /* Whether an optional number of a reorg record is set: one whose text begins with '0', or is absent, is not. */
