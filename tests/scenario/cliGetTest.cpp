@@ -250,7 +250,23 @@ TEST_F(CliGet, failsWithoutARow) {
 TEST_F(CliGet, doesNotCutAFilter) {
     store("TableRunstatsPolicy", "<PolicyDocument><Equals><kel:Sensors>Tables</kel:Sensors><Constant>" +
                                      std::string(5000, 'x') + "</Constant></Equals></PolicyDocument>");
-    EXPECT_EQ(failureOf({"get", "runstats"}).at("sqlcode"), -1438);
+    const json error = failureOf({"get", "runstats"});
+    EXPECT_EQ(error.at("sqlcode"), -1438);
+    EXPECT_NE(error.at("message").get<std::string>().find("too long"), std::string::npos) << error;
+    EXPECT_NE(error.at("detail").get<std::string>().find("this one is 5000 bytes long"), std::string::npos) << error;
+    EXPECT_EQ(error.at("hint").get<std::string>().find("memory"), std::string::npos) << error;
+}
+
+TEST_F(CliGet, bringsALongStoredFilterBackWholeAndSaysThatItCannotBeSet) {
+    const std::string filter(6000, 'x');
+    store("TableReorgPolicy", "<PolicyDocument><AC_Policy><Equals><kel:Sensors>Tables</kel:Sensors><Constant>" +
+                                  filter +
+                                  "</Constant></Equals><kel:TableReorg mode=\"read\"/></AC_Policy></PolicyDocument>");
+    const Outcome outcome = run({"get", "reorg"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find("<FilterClause>" + filter + "</FilterClause>"), std::string::npos);
+    EXPECT_NE(outcome.err.find("setting this document would fail: The filter clause may be "), std::string::npos)
+        << outcome.err;
 }
 
 TEST_F(CliGet, tellsWhySettingTheDocumentWouldFail) {
@@ -271,6 +287,14 @@ TEST_F(CliGet, tellsThatTheDocumentIsNotThePolicyInForce) {
     EXPECT_EQ(notesOf({"get", "windows"}).size(), 1U) << "24 hours with an equal start and end";
     EXPECT_NE(notesOf({"get", "windows"})[0].get<std::string>().find("setting this document makes it"),
               std::string::npos);
+    EXPECT_EQ(notesOf({"get", "backup"}), json::array());
+    store("DBBackupPolicy",
+          "<PolicyDocument><LessThan><kel:DBBackupSensors>Number_Full_DB_Backups</kel:DBBackupSensors>"
+          "<Constant>1</Constant></LessThan><GreaterThanOrEqual><kel:DBBackupSensors>"
+          "Elapsed_Time_Since_Last_DB_Backup</kel:DBBackupSensors><Constant>168</Constant>"
+          "</GreaterThanOrEqual><GreaterThanOrEqual><kel:DBBackupSensors>"
+          "Log_Consumed_Since_Last_DB_Backup</kel:DBBackupSensors><Constant>6400</Constant>"
+          "</GreaterThanOrEqual><kel:DBBackup><kel:DiskBackupTarget/></kel:DBBackup></PolicyDocument>");
     EXPECT_EQ(notesOf({"get", "backup"}),
               json({"mode in force is 2 (not said); setting this document makes it 1 (offline)"}));
     EXPECT_EQ(notesOf({"get", "reorg"}), json::array());

@@ -63,8 +63,12 @@ TEST_F(DefaultPolicies, EveryDocumentIsReadAndParses) {
     }
 }
 
+/* But for the mode of a backup: the configuration format has no word for one that is not said, and a get and a set
+ * would turn it to offline. */
 TEST_F(DefaultPolicies, StoredOrNotTheAnswersAreTheSame) {
     const auto stored = ask();
+    EXPECT_EQ(stored->backup.mode, BACKUP_MODE_ONLINE);
+    stored->backup.mode = BACKUP_MODE_DEFAULT;
     {
         Client client;
         ASSERT_EQ(client.run("DELETE FROM SYSTOOLS.POLICY"), SQL_SUCCESS);
@@ -75,7 +79,7 @@ TEST_F(DefaultPolicies, StoredOrNotTheAnswersAreTheSame) {
     EXPECT_EQ(std::memcmp(&stored->runStats, &builtIn->runStats, sizeof stored->runStats), 0);
     EXPECT_EQ(std::memcmp(&stored->statsProfile, &builtIn->statsProfile, sizeof stored->statsProfile), 0);
     EXPECT_EQ(stored->backup.numberOfFullBackups, 1);
-    EXPECT_EQ(stored->backup.mode, BACKUP_MODE_DEFAULT);
+    EXPECT_EQ(builtIn->backup.mode, BACKUP_MODE_DEFAULT);
     EXPECT_EQ(stored->backup.targetLocation, instancePath() + "/backup");
     EXPECT_EQ(stored->statsProfile.profileType, PROFILE_NOT_STATED);
     EXPECT_EQ(std::memcmp(&stored->windows, &builtIn->windows, sizeof stored->windows), 0);

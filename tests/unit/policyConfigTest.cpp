@@ -1,6 +1,7 @@
 /* Getting and setting policies as documents: what is stored, what comes back, what is told. */
 #include "unit/configSupport.h"
 
+#include "faulty.h"
 #include "sqlpiPolicyGen.h"
 #include "trace.h"
 
@@ -283,6 +284,7 @@ TEST_F(PolicyConfig, AStoredTextThatCannotBeReadFailsTheGet) {
         EXPECT_EQ(outcome.status, SQLPI_CONFIG_FAILED);
         EXPECT_EQ(outcome.sqlcode, -1438);
         EXPECT_EQ(outcome.sqlstate, "5U0ZZ");
+        EXPECT_EQ(outcome.tokens, Strings{"4"});
         EXPECT_EQ(outcome.documentNull, SQLUDF_NULL);
         const Strings complaints = takeComplaints();
         ASSERT_GE(complaints.size(), 3u);
@@ -295,12 +297,78 @@ TEST_F(PolicyConfig, AStoredTextThatCannotBeReadFailsTheGet) {
 
 TEST_F(PolicyConfig, AnEmptyStoredTextFailsTheGet) {
     services::store(SQLPI_BACKUP_KEY, "");
+    clearLogs();
     const Outcome outcome = getDocument("AUTO_BACKUP");
+    EXPECT_EQ(outcome.tokens, Strings{"7"});
+    EXPECT_EQ(takeComplaints()[0], "The stored policy is empty.");
     EXPECT_EQ(outcome.status, SQLPI_CONFIG_FAILED);
     EXPECT_EQ(outcome.sqlcode, -1438);
     EXPECT_EQ(outcome.sqlstate, "5U0ZZ");
     EXPECT_EQ(outcome.documentNull, SQLUDF_NULL);
     EXPECT_EQ(outcome.document, "");
+}
+
+TEST_F(PolicyConfig, TheBackupPolicyThatATableBeginsWithIsTheSameAfterAGetAndASet) {
+    const std::string before = describe("DBBackupPolicy");
+    EXPECT_NE(before.find("Backup mode: ONLINE"), std::string::npos) << before;
+    ASSERT_TRUE(setDocument("AUTO_BACKUP", getDocument("AUTO_BACKUP").document).isDone());
+    EXPECT_EQ(describe("DBBackupPolicy"), before);
+}
+
+/* A stored filter may be longer than one that a set can store. */
+TEST_F(PolicyConfig, AStoredFilterComesBackWholeWhileItsDocumentHasRoom) {
+    const auto document = [](const std::string& filter) {
+        return services::document("<Equals><kel:Sensors>Tables</kel:Sensors><Constant>" + filter +
+                                  "</Constant></Equals><kel:TableReorg/>");
+    };
+    const struct {
+        config::Type type;
+        const char* what;
+        size_t size; /* of the configuration document, with its terminator */
+    } cases[] = {{types[2], "filter clause", SQLPI_NEW_REORG_POLICY_SIZE},
+                 {types[3], "filter condition", SQLPI_NEW_RUNSTATS_POLICY_SIZE}};
+    for (const auto& [type, what, size] : cases) {
+        SCOPED_TRACE(type.name);
+        const auto get = [&](size_t length) {
+            services::store(type.key, document(std::string(length, 'f')));
+            clearLogs();
+            return getDocument(type.name);
+        };
+        const auto expectWhole = [&](const Outcome& outcome, size_t length) {
+            ASSERT_TRUE(outcome.isDone()) << outcome;
+            EXPECT_NE(outcome.document.find(">" + std::string(length, 'f') + "</Filter"), std::string::npos);
+        };
+        ASSERT_TRUE(get(1).isDone());
+        const size_t most = size - getDocument(type.name).document.size();
+        for (const size_t length : {size_t{100}, most - 1, most}) expectWhole(get(length), length);
+        EXPECT_EQ(getDocument(type.name).document.size(), size - 1) << "fills it to the brim";
+        for (const size_t length : {most + 1, size_t{20'000}, size_t{1'000'000}}) {
+            const Outcome outcome = get(length);
+            EXPECT_EQ(outcome.status, SQLPI_CONFIG_FAILED);
+            EXPECT_EQ(outcome.sqlcode, -1438);
+            EXPECT_EQ(outcome.tokens, Strings{"6"});
+            EXPECT_EQ(outcome.document, "");
+            EXPECT_EQ(takeComplaints()[0], "The " + std::string(what) + " may be " + std::to_string(most) +
+                                               " bytes long; this one is " + std::to_string(length) + " bytes long.");
+        }
+    }
+    services::store(SQLPI_REORG_KEY, document(std::string(4096, 'f')));
+    EXPECT_TRUE(getDocument("AUTO_REORG").isDone());
+}
+
+TEST_F(PolicyConfig, AGetWithoutMemoryTellsSo) {
+    for (const config::Type& type : types) {
+        SCOPED_TRACE(type.name);
+        const faulty::Scope scope;
+        clearLogs();
+        faulty::failCall(faulty::Service::ossMemAlloc, 1, faulty::Duration::forEver);
+        const Outcome outcome = getDocument(type.name);
+        EXPECT_EQ(outcome.sqlcode, -1438);
+        EXPECT_EQ(outcome.tokens, Strings());
+        const Strings complaints = takeComplaints();
+        EXPECT_NE(std::find(complaints.begin(), complaints.end(), "Out of memory. Unable to allocate object."),
+                  complaints.end());
+    }
 }
 
 TEST_F(PolicyConfig, WhatAStoredDocumentDoesNotSayComesFromTheDefaults) {
