@@ -104,12 +104,13 @@ struct Companions {
 
     /* Parses to the document's end and returns true; or tells why it did not. Whatever is thrown below ends here. */
     bool parse(sqlpiParseProblem& problem) noexcept {
-        const char* why = "The XML parser ended without a message; memory may have run out.";
+        const char* why = nullptr;
         try {
             parser->parse(*source);
             if (parser->hasEnded() && errorHandler->errorFlag == 0 && !resolver.wasAsked) return true;
         } catch (const xercesc::SAXException& ended) {
             problem.describe(ended);
+            logRefusal(problem);
             return false;
         } catch (...) {
             if (callMemory->passedStackBound()) why = "The document's declarations are nested too deeply.";
@@ -119,8 +120,20 @@ struct Companions {
             return false;
         }
         if (resolver.wasAsked) why = "The document refers to an external entity, which is never read.";
-        sqlpiTextBuilder(problem.message, sizeof problem.message).append(why);
+        sqlpiTextBuilder message(problem.message, sizeof problem.message);
+        if (why == nullptr) {
+            message.append("The XML parser ended without a message; memory may have run out.");
+        } else {
+            message.append(why);
+            logRefusal(problem);
+        }
         return false;
+    }
+
+    /* What the XML library reads and a policy may not have, in the words for what the XML library does not read, which
+     * the error handler has logged. */
+    void logRefusal(const sqlpiParseProblem& problem) const noexcept {
+        if (errorHandler->errorFlag == 0) pdLogPrintf(PD_ERROR, function, 80, "XMLRD Panic: %s", problem.message);
     }
 
     ~Companions() {

@@ -4,6 +4,7 @@
 #include <set>
 
 #include "sqlpiBackup.h"
+#include "sqlpiCommonPolicy.h"
 #include "sqlpiStatsProf.h"
 #include "unit/servicesSupport.h"
 
@@ -109,6 +110,79 @@ TEST_F(ServiceLog, tellsTheFunctionAndAProbeOfItsOwn) {
         EXPECT_EQ(entry, one.entry) << one.name;
         EXPECT_NE(entry.probe, 0U) << one.name;
         EXPECT_TRUE(places.emplace(entry.function, entry.probe).second) << one.name << ": " << entry;
+    }
+}
+
+/* With a document that is refused the engine works with its defaults: one record tells why, whatever the policy. */
+TEST_F(ServiceLog, tellsOnceWhyADocumentIsRefused) {
+    std::string attributes;
+    for (int i = 0; i < 200; ++i) attributes += " a" + std::to_string(i) + " CDATA #IMPLIED";
+    const struct {
+        std::string document;
+        const char* why;
+    } refused[] = {
+        {"<!DOCTYPE PolicyDocument [<!ENTITY e SYSTEM 'file:///dev/null'>]><PolicyDocument>&e;</PolicyDocument>",
+         "The document declares an external entity, which is never read."},
+        {"<!DOCTYPE PolicyDocument SYSTEM 'none.dtd'><PolicyDocument/>",
+         "unable to open DTD document 'none.dtd'"},
+        {"<!DOCTYPE PolicyDocument [<!ENTITY a 'x'><!ENTITY e '&a;'>]><PolicyDocument>&e;</PolicyDocument>",
+         "The document declares an entity that refers to another one."},
+        {"<!DOCTYPE PolicyDocument [<!ATTLIST PolicyDocument" + attributes + ">]><PolicyDocument/>",
+         "The document declares more attributes than a policy may have."},
+        {"<Other/>", "The document element is not \"PolicyDocument\"."},
+        {"<PolicyDocument>",
+         "input ended before all started tags were ended; last tag started is 'PolicyDocument'"},
+    };
+    using Text = std::string;
+    const std::function<void(Text&)> readers[] = {
+        [](Text& text) {
+            sqlpiBackupPolicy policy = {};
+            sqlpiGetBackupPolicy(text.data(), static_cast<int32_t>(text.size()), &policy);
+        },
+        [](Text& text) {
+            sqlpiReorgPolicy policy = {};
+            EXPECT_EQ(sqlpiGetReorgPolicy(text.data(), static_cast<int32_t>(text.size()), &policy), 3);
+        },
+        [](Text& text) {
+            sqlpiAtmSensors sensors = {};
+            EXPECT_EQ(sqlpiGetAtmSensors(text.data(), static_cast<int32_t>(text.size()), &sensors), 3);
+        },
+        [](Text& text) {
+            sqlpiStatsProfPolicy policy = SQLPI_STATS_PROF_DEFAULTS;
+            EXPECT_EQ(sqlpiGetStatsProfilePolicy(text.data(), static_cast<int32_t>(text.size()), &policy), 3);
+        },
+        [](Text& text) {
+            sqlpiMaintWindow window;
+            sqlpiSetMaintWindowDefaults(&window);
+            EXPECT_EQ(sqlpiGetMaintWindowPolicy(text.data(), static_cast<int32_t>(text.size()), &window), 3);
+        },
+    };
+    for (const auto& [document, why] : refused) {
+        SCOPED_TRACE(why);
+        for (const auto& read : readers) {
+            Text text = document;
+            clearLogs();
+            read(text);
+            EXPECT_EQ(takeDiagnosticLog(),
+                      (std::vector{services::LogRecord{PD_ERROR, std::string("XMLRD Panic: ") + why}}));
+        }
+    }
+}
+
+class RefusedRow : public services::EngineTest {};
+
+/* The reorg and runstats entries add that they answer with nothing, as for a document that is not well-formed. */
+TEST_F(RefusedRow, leavesARecordWhicheverPolicyItIs) {
+    const services::LogRecord why = {PD_ERROR, "XMLRD Panic: The document element is not \"PolicyDocument\"."};
+    for (const sqlpiPolicyKey& key :
+         {SQLPI_MAINT_WINDOW_KEY, SQLPI_BACKUP_KEY, SQLPI_REORG_KEY, SQLPI_RUNSTATS_KEY, SQLPI_STATS_PROFILE_KEY}) {
+        services::store(key, "<Other/>");
+        clearLogs();
+        services::describe(key.name);
+        const auto log = takeDiagnosticLog();
+        EXPECT_EQ(std::count(log.begin(), log.end(), why), 1) << key.name;
+        const std::string name = key.name;
+        EXPECT_EQ(log.size(), name.starts_with("Table") ? 2U : 1U) << key.name;
     }
 }
 

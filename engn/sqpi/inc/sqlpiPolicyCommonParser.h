@@ -22,7 +22,7 @@ constexpr int32_t SQLPI_PARSE_NO_MEMORY = -1219;
  *            `*result` null.
  *         3: `result` is null; or not well-formed, its document element is not "PolicyDocument", it asks for external
  *            entities or passes the bounds of sqlpiXmlBounds.h, or the engine or the XML library is not initialised;
- *            `*result` is null.
+ *            `*result` is null. What is wrong with a document is logged.
  *     -1219: no memory for the parser; `*result` is null.
  *
  * Threads: any number at once. */
