@@ -23,6 +23,11 @@ constexpr int64_t FIRST_LOOK = 4;
 /* Clocks that change for daylight-saving time rest for about so many days. */
 constexpr int64_t HALF_YEAR = 183;
 
+/* Days that a stretch may last longer than its selected days are, with the one that two runs join over. */
+constexpr int64_t SETBACK_DAYS = 4;
+
+constexpr int64_t SHORT_OF_A_YEAR = 360;
+
 /* Days up to which looking ahead for clock changes costs less than asking for the moments at their end. */
 constexpr int64_t LONGEST_LOOK = 14;
 
@@ -60,6 +65,8 @@ struct sqlpiMaintWinSearch::Walk {
     int64_t lastDay = 0;             // days from this one on need not be looked at
     int64_t knownFrom = 0;           // from this day on, none is selected ..
     int64_t knownSelected = -1;      // .. before this one, which is
+    int64_t knownRunFrom = 0;        // from this day on, no run that may be long enough begins ..
+    int64_t knownRun = -1;           // .. before this one, where one does
     int32_t remaining = 0;           // of the least duration, after the days of the stretch so far
     bool lookBack = false;           // `day` is the one before the position's
     bool stepped = false;            // the position is where an earlier step led
@@ -118,6 +125,27 @@ int64_t sqlpiMaintWinSearch::selectedFrom(Walk* walk, int64_t day) const noexcep
         walk->knownSelected = masks_.next(day, walk->lastDay, true);
     }
     return walk->knownSelected;
+}
+
+/* The same for the first day that begins so many selected ones in a row, the number of which depends on the walk's
+ * least duration alone. */
+int64_t sqlpiMaintWinSearch::runFrom(Walk* walk, int64_t day, int64_t length) const noexcept {
+    if (day < walk->knownRunFrom || day > walk->knownRun) {
+        walk->knownRunFrom = day;
+        walk->knownRun = masks_.nextRun(day, walk->lastDay, length);
+    }
+    return walk->knownRun;
+}
+
+/* Whether any days of the walk that are selected in a row may make a stretch of 24-hour days long enough. Two runs can
+ * join over a day that a zone leaves out, and the clocks can be set back meanwhile. Runs of a year are not judged: they
+ * could join more than once. */
+bool sqlpiMaintWinSearch::mayLastLongEnough(const Walk& walk) const noexcept {
+    if (start_ >= SQLPI_DAY_SECONDS) return true;  // days are stepped over
+    const int64_t fewest = (walk.remaining / SQLPI_DAY_SECONDS - SETBACK_DAYS) / 2;
+    if (fewest < 1) return true;
+    const int64_t limit = walk.lastDay + 2;
+    return masks_.nextRun(walk.day - 1, limit, std::min(fewest, SHORT_OF_A_YEAR)) < limit;
 }
 
 bool sqlpiMaintWinSearch::selectsDay(Walk* walk) const noexcept {
@@ -268,7 +296,7 @@ int64_t sqlpiMaintWinSearch::nextSelected(Walk* walk) noexcept {
     // While the clocks are calm, so many are the fewest that can last long enough.
     const int64_t fewest = walk->remaining - (enough - 1) * SQLPI_DAY_SECONDS > CALM_SETBACK ? enough : enough - 1;
     for (;;) {
-        const int64_t run = masks_.nextRun(day, walk->lastDay, fewest);
+        const int64_t run = runFrom(walk, day, fewest);
         const int64_t end = run + fewest;
         const int64_t days = end + 1 - today;
         const bool tooShort = fewest < enough && run < walk->lastDay && !masks_.selects(end);
@@ -341,6 +369,7 @@ bool sqlpiMaintWinSearch::findInside(int64_t now, int32_t minDuration, sqlpiStre
     if (sameTime_ && endLimit_ && masks_.selectsWholeYear(SQLPI_LEAP_YEAR) &&
         masks_.selectsWholeYear(SQLPI_LEAP_YEAR + 1))
         return false;
+    if (sameTime_ && !mayLastLongEnough(walk)) return false;
     while (isBeforeEnd(walk)) {
         const bool selected = selectsDay(&walk);
         if (selected && takeSteadyDays(&walk)) continue;

@@ -49,6 +49,8 @@ private:
     bool readLimit(const sqlpiMaintWindowDateTime& limit, std::optional<sqlpiLocalMoment>* moment) const noexcept;
     int64_t lastDayFrom(int64_t day, int64_t year) const noexcept;
     int64_t selectedFrom(Walk* walk, int64_t day) const noexcept;
+    int64_t runFrom(Walk* walk, int64_t day, int64_t length) const noexcept;
+    bool mayLastLongEnough(const Walk& walk) const noexcept;
     bool selectsDay(Walk* walk) const noexcept;
     bool begin(Walk* walk, int64_t now) noexcept;
     bool isBeforeEnd(const Walk& walk) const noexcept;
