@@ -346,5 +346,49 @@ TEST_F(CliFailure, coloursOnlyATerminalThatWantsIt) {
     EXPECT_EQ(runOnTerminal(command).status, 0);
 }
 
+TEST_F(CliFailure, keepsTheOldFileWhereFilesMayNotGrow) {
+    ASSERT_EQ(run({"get", "backup", "--server-file", "kept.xml"}).status, 0);
+    const std::string before = readFile(instance() + "/tmp/kept.xml");
+    const Outcome outcome = run({"get", "backup", "--server-file", "kept.xml", "--json"}, {.fileBytes = 100});
+    EXPECT_EQ(outcome.status, 1) << "a failure, not a signal";
+    EXPECT_EQ(json::parse(outcome.err).at("error").at("sqlcode"), -902) << "SQLite is the first to write";
+    EXPECT_EQ(readFile(instance() + "/tmp/kept.xml"), before);
+    size_t files = 0;
+    for ([[maybe_unused]] const auto& entry : fs::directory_iterator(instance() + "/tmp")) ++files;
+    EXPECT_EQ(files, 1U) << "nothing is left beside it";
+}
+
+TEST_F(CliFailure, answersOnASmallStack) {
+    ASSERT_EQ(run({"get", "windows", "--output", file("windows.xml")}).status, 0);
+    ASSERT_EQ(run({"get", "backup", "--output", file("backup.xml")}).status, 0);
+    ASSERT_EQ(run({"get", "reorg", "--output", file("reorg.xml")}).status, 0);
+    ASSERT_EQ(run({"get", "runstats", "--output", file("runstats.xml")}).status, 0);
+    const std::vector<std::vector<std::string>> commands = {
+        {"describe"},
+        {"show", "backup"},
+        {"show", "windows"},
+        {"window", "next", "online"},
+        {"window", "status"},
+        {"window", "calendar"},
+        {"window", "lint"},
+        {"history"},
+        {"retrieve"},
+        {"get", "reorg"},
+        {"set", "windows", file("windows.xml")},
+        {"set", "backup", file("backup.xml")},
+        {"set", "reorg", file("reorg.xml")},
+        {"set", "runstats", file("runstats.xml")},
+        {"validate", "reorg", file("reorg.xml")},
+        {"dump", file("dump")},
+    };
+    for (const auto& command : commands) {
+        const Outcome usual = run(command);
+        if (command[0] == "dump") fs::remove_all(file("dump"));
+        const Outcome outcome = run(command, {.stackKilobytes = 64});
+        EXPECT_EQ(outcome.status, usual.status) << command[0] << " " << outcome.err;
+        EXPECT_EQ(outcome.out.empty(), usual.out.empty()) << command[0];
+    }
+}
+
 }  // namespace
 }  // namespace scenario

@@ -54,6 +54,10 @@ struct Pipe {
         const rlimit limit = {surroundings.stackKilobytes * 1024, surroundings.stackKilobytes * 1024};
         if (::setrlimit(RLIMIT_STACK, &limit) != 0) ::_exit(127);
     }
+    if (surroundings.fileBytes.has_value()) {
+        const rlimit limit = {*surroundings.fileBytes, *surroundings.fileBytes};
+        if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) ::_exit(127);
+    }
     if (surroundings.user.has_value() && (::setgid(*surroundings.user) != 0 || ::setuid(*surroundings.user) != 0))
         ::_exit(127);
     for (const int descriptor : surroundings.closed) ::close(descriptor);

@@ -24,6 +24,7 @@ struct Surroundings {
     std::vector<int> closed{};                            /* descriptors that the program starts without */
     std::optional<unsigned> user{};                       /* user and group number to run as */
     size_t stackKilobytes = 0;                            /* limit of the stack; 0: as it is */
+    std::optional<size_t> fileBytes{};                    /* limit of the files that it writes */
     std::optional<std::chrono::microseconds> killAfter{}; /* then the program is killed, wherever it stands */
     std::function<std::string()> answer{}; /* on a terminal: what is typed when the program waits behind "] " */
 };

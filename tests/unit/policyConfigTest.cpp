@@ -1,6 +1,11 @@
 /* Getting and setting policies as documents: what is stored, what comes back, what is told. */
 #include "unit/configSupport.h"
 
+#include <sys/resource.h>
+
+#include <csignal>
+#include <functional>
+
 #include "faulty.h"
 #include "sqlpiPolicyGen.h"
 #include "trace.h"
@@ -354,6 +359,23 @@ TEST_F(PolicyConfig, AStoredFilterComesBackWholeWhileItsDocumentHasRoom) {
     }
     services::store(SQLPI_REORG_KEY, document(std::string(4096, 'f')));
     EXPECT_TRUE(getDocument("AUTO_REORG").isDone());
+}
+
+TEST_F(PolicyConfig, AGetToAFileThatMayNotGrowSoFarLeavesTheOldOne) {
+    config::writeWhole(tmp("kept.xml"), "kept");
+    auto* const former = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &usual), 0);
+    const rlimit small = {100, usual.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    const Outcome outcome = config::getFile("AUTO_BACKUP", "kept.xml");
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &usual), 0);
+    std::signal(SIGXFSZ, former);
+    EXPECT_EQ(outcome.sqlcode, -1448) << outcome;
+    EXPECT_EQ(outcome.tokens, Strings{"kept.xml"});
+    EXPECT_EQ(config::readWhole(tmp("kept.xml")), "kept");
+    const std::filesystem::directory_iterator files(tmp(""));
+    EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "nothing is left beside it";
 }
 
 TEST_F(PolicyConfig, AGetWithoutMemoryTellsSo) {
