@@ -123,15 +123,13 @@ TEST_F(ServiceLog, tellsOnceWhyADocumentIsRefused) {
     } refused[] = {
         {"<!DOCTYPE PolicyDocument [<!ENTITY e SYSTEM 'file:///dev/null'>]><PolicyDocument>&e;</PolicyDocument>",
          "The document declares an external entity, which is never read."},
-        {"<!DOCTYPE PolicyDocument SYSTEM 'none.dtd'><PolicyDocument/>",
-         "unable to open DTD document 'none.dtd'"},
+        {"<!DOCTYPE PolicyDocument SYSTEM 'none.dtd'><PolicyDocument/>", "unable to open DTD document 'none.dtd'"},
         {"<!DOCTYPE PolicyDocument [<!ENTITY a 'x'><!ENTITY e '&a;'>]><PolicyDocument>&e;</PolicyDocument>",
          "The document declares an entity that refers to another one."},
         {"<!DOCTYPE PolicyDocument [<!ATTLIST PolicyDocument" + attributes + ">]><PolicyDocument/>",
          "The document declares more attributes than a policy may have."},
         {"<Other/>", "The document element is not \"PolicyDocument\"."},
-        {"<PolicyDocument>",
-         "input ended before all started tags were ended; last tag started is 'PolicyDocument'"},
+        {"<PolicyDocument>", "input ended before all started tags were ended; last tag started is 'PolicyDocument'"},
     };
     using Text = std::string;
     const std::function<void(Text&)> readers[] = {
