@@ -142,7 +142,7 @@ int64_t sqlpiMaintWinSearch::runFrom(Walk* walk, int64_t day, int64_t length) co
  * could join more than once. */
 bool sqlpiMaintWinSearch::mayLastLongEnough(const Walk& walk) const noexcept {
     if (start_ >= SQLPI_DAY_SECONDS) return true;  // days are stepped over
-    const int64_t fewest = (walk.remaining / SQLPI_DAY_SECONDS - SETBACK_DAYS) / 2;
+    const int64_t fewest = (walk.remaining / SQLPI_DAY_SECONDS - SETBACK_DAYS + 1) / 2;
     if (fewest < 1) return true;
     const int64_t limit = walk.lastDay + 2;
     return masks_.nextRun(walk.day - 1, limit, std::min(fewest, SHORT_OF_A_YEAR)) < limit;
