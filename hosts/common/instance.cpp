@@ -5,8 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
+#include <cstring>
 #include <string_view>
 #include <system_error>
 
@@ -38,14 +41,29 @@ void makeDirectories(const std::filesystem::path& directory) {
     }
 }
 
-void requireDirectory(const std::string& path) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) {
-        const int reason = errno;
-        const std::string hint = reason == ENOENT ? "; \"kelpolicy init\" makes one" : "";
-        throw HostError(-902, "58030",
-                        "\"" + path + "\" of the instance: " + std::generic_category().message(reason) + hint);
+// Fit to be typed into a shell.
+std::string shellWord(const std::string& text) {
+    const auto isPlain = [](unsigned char c) { return std::isalnum(c) != 0 || std::strchr("/._-+,@%:", c) != nullptr; };
+    if (!text.empty() && text.find('\0') == std::string::npos && std::all_of(text.begin(), text.end(), isPlain)) {
+        return text;
     }
+    std::string word = "'";
+    for (const char byte : text) word += byte == '\'' ? std::string("'\\''") : std::string(1, byte);
+    return word + "'";
+}
+
+// The instance directory itself, or a part of it.
+void requireDirectory(const std::string& instance, const std::string& part = {}) {
+    const std::string path = part.empty() ? instance : instance + "/" + part;
+    struct stat status {};
+    const int reason = ::stat(path.c_str(), &status) == 0 ? 0 : errno;
+    if (reason == ENOENT) {
+        throw HostError(-902, "58030",
+                        "there is no instance at \"" + instance + "\"" +
+                            (part.empty() ? "" : ": the directory has no part \"" + part + "\""),
+                        "\"kelpolicy --instance " + shellWord(instance) + " init\" makes one there.");
+    }
+    if (reason != 0) throw systemError("cannot open \"" + path + "\" of the instance", reason);
     if (!S_ISDIR(status.st_mode)) throw HostError(-902, "58030", "\"" + path + "\" of the instance is no directory");
 }
 
@@ -109,16 +127,30 @@ Instance Instance::create(const std::filesystem::path& directory) {
     return instance;
 }
 
-Instance Instance::open(const std::filesystem::path& directory) {
+Instance Instance::find(const std::filesystem::path& directory) {
     const std::filesystem::path path = absolutePath(directory);
     requireDirectory(path.string());
     std::error_code failure;
     const std::filesystem::path resolved = std::filesystem::canonical(path, failure);
     if (failure) throw systemError("cannot resolve the instance directory \"" + path.string() + "\"", failure.value());
     if (resolved.native().size() > maximumPath) absolutePath(resolved);
-    for (const char* part : parts) requireDirectory((resolved / part).string());
-    installFiles(resolved);  // who may only read the instance uses it as it is
+    for (const char* part : parts) requireDirectory(resolved.string(), part);
     return Instance(resolved.string());
+}
+
+Instance Instance::open(const std::filesystem::path& directory) {
+    Instance instance = find(directory);
+    installFiles(instance.path_);  // who may only read the instance uses it as it is
+    return instance;
+}
+
+std::string_view Instance::programFile(std::string_view path) const noexcept {
+    if (!path.starts_with(path_)) return {};
+    path.remove_prefix(path_.size());
+    for (const InstalledFile& file : installedFiles) {
+        if (path.starts_with('/') && path.substr(1) == file.name) return file.bytes;
+    }
+    return {};
 }
 
 const ThreadScope& threadScope() noexcept {

@@ -58,6 +58,7 @@ struct Dialect {
     std::span<const char* const> connectionSettings;
     std::span<const char* const> sessionSetup; /* statements for a new session; {} as above */
     std::span<const SessionCheck> sessionChecks;
+    const char* readOnly;          /* has a session write nothing */
     const char* verifyPolicyTable; /* fails when the table or a column is missing */
     std::span<const char* const> createPolicyTable;
     std::span<const char* const> createPackageTable;

@@ -33,6 +33,10 @@ const std::string& EngineContext::databaseName() const noexcept {
     return session_->databaseName();
 }
 
+const std::string& EngineContext::policyFile() const noexcept {
+    return session_->policyFile();
+}
+
 std::vector<SQLHSTMT> EngineContext::openResults() const {
     std::vector<SQLHSTMT> results;
     for (const SQLHSTMT handle : session_->statements) {

@@ -20,9 +20,13 @@ std::string inQuotes(const char* path) {
     return '"' + std::filesystem::path(path).filename().string() + '"';
 }
 
-Outcome readFile(const char* path, BindFile& file) {
+// A session that only reads takes the program's own in place of the instance's copy: that may be another version's,
+// and nothing of what runs is stored.
+Outcome readFile(const char* path, const EngineContext& context, BindFile& file) {
     std::string text;
     std::string reason;
+    const std::string_view own = context.session().reads() ? context.instance().programFile(path) : std::string_view();
+    if (!own.empty() && readBindFile(own, file, reason)) return {};
     switch (readWholeFile(path, mostBindFileBytes, text)) {
         case OSS_OK:
             if (readBindFile(text, file, reason)) return {};
@@ -114,7 +118,7 @@ Outcome bindFileAt(const char* path, const char* messageFile, const sqloptList* 
     BindOptions options;
     BindFile file;
     Outcome outcome = readOptions(list, options);
-    if (!outcome.failed()) outcome = readFile(path, file);
+    if (!outcome.failed()) outcome = readFile(path, *context, file);
     MessageFile messages;  // opened only now: it may be the bind file itself
     if (!messages.open(messageFile)) return failure("58030", "no messages can be written to " + inQuotes(messageFile));
     size_t section = 0;
@@ -138,11 +142,21 @@ Outcome Packages::bind(const BindFile& file, bool grantToAll, size_t& section) {
         if (outcome.failed()) return outcome;
     }
     section = 0;
+    if (session_.reads()) return keep(file);
     std::string user;
     Outcome outcome = readUser(user);
     if (outcome.failed()) return outcome;
     outcome = session_.createIfMissing([this] { return findTable(); }, [this] { return createTable(); });
-    return outcome.failed() ? outcome : store(file, grantToAll, user);
+    if (!outcome.failed()) outcome = store(file, grantToAll, user);
+    const bool isReadOnly = std::string_view(outcome.sqlstate) == "25006";
+    return isReadOnly ? keep(file) : outcome;
+}
+
+Outcome Packages::keep(const BindFile& file) {
+    known_ = file;
+    knownToken_ = consistencyTokenOf(file.sections);
+    isKept_ = true;
+    return boundBut("nothing may be written to the database; the package is bound for this session");
 }
 
 // A dynamic section has nothing to check yet.

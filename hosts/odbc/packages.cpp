@@ -219,8 +219,11 @@ Outcome Packages::close(const SectionId& id) {
     return statement.outcome;
 }
 
-// The database itself says each time which package is bound and who may run it.
+// The database itself says each time which package is bound and who may run it; only a session that could not store
+// the package takes its own.
 Outcome Packages::authorise(const SectionId& id) {
+    if (isKept_ && knownToken_ == id.token && known_.collection == id.collection && known_.package == id.package)
+        return {};
     if (!isPackageName(id.collection) || !isPackageName(id.package)) return notFound(id);
     std::vector<Value> row(3);
     Outcome outcome =
@@ -251,6 +254,7 @@ Outcome Packages::findSection(const SectionId& id, const BindSection*& section) 
             return notFound(id);
         known_ = std::move(file);
         knownToken_ = id.token;
+        isKept_ = false;
     }
     if (id.section == 0 || id.section > known_.sections.size()) return notFound(id);
     section = &known_.sections[id.section - 1];

@@ -1,7 +1,8 @@
 /* The packages of static SQL in one session's database, and what of them is running. Internal.
  *
  * A bound package is a row of SYSTOOLS.PACKAGE: its bind file, who bound it, and whether all may run it. The statements
- * that run are those of that row. Used by one thread at a time; functions may throw what the standard library throws.
+ * that run are those of that row. Where nothing may be written the session keeps what it binds for itself. Used by one
+ * thread at a time; functions may throw what the standard library throws.
  */
 #ifndef KELHOST_PACKAGES_H
 #define KELHOST_PACKAGES_H
@@ -78,10 +79,12 @@ private:
     Outcome findTable();
     Outcome createTable();
     Outcome store(const BindFile& file, bool grantToAll, const std::string& user);
+    Outcome keep(const BindFile& file);
 
     Session& session_;
     BindFile known_{};              /* the package that was last read */
     ConsistencyToken knownToken_{}; /* its token */
+    bool isKept_ = false;           /* it was bound by this session, which could not store it */
     std::string compiled_{};        /* the last text that was compiled to see whether it can be */
     std::map<SectionId, Running> running_{};
 };

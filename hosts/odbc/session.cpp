@@ -9,7 +9,6 @@
 #include <cctype>
 #include <charconv>
 #include <chrono>
-#include <filesystem>
 #include <mutex>
 #include <new>
 
@@ -49,6 +48,14 @@ std::optional<std::string_view> valueOf(std::string_view connection, std::string
     return std::nullopt;
 }
 
+// The database's file, where the connection string names one for SQLite.
+std::string fileIn(std::string_view connection) {
+    std::string driver(valueOf(connection, "DRIVER").value_or(""));
+    std::transform(driver.begin(), driver.end(), driver.begin(), [](unsigned char c) { return std::tolower(c); });
+    const std::string_view file = valueOf(connection, "Database").value_or("");
+    return driver.find("sqlite") != std::string::npos && file.starts_with('/') ? std::string(file) : std::string();
+}
+
 // A driver that waits several times for one lock is told to wait a part of the time each time. A database may take 0
 // for "wait for ever".
 std::string withTimeout(const char* text, const Dialect& dialect, std::chrono::milliseconds lockTimeout) {
@@ -77,7 +84,10 @@ std::string completed(std::string connection, const Dialect& dialect, const Data
 }  // namespace
 
 Session::Session(const Instance& instance, const DatabaseOptions& options)
-    : driver_(driverManager()), instance_(instance), packages_(std::make_unique<Packages>(*this)) {
+    : driver_(driverManager()),
+      instance_(instance),
+      reads_(options.access == Access::read),
+      packages_(std::make_unique<Packages>(*this)) {
     try {
         connect(options);
         setUp(options);
@@ -127,12 +137,19 @@ void Session::connect(const DatabaseOptions& options) {
     if (driver_.allocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_) != SQL_SUCCESS) throw std::bad_alloc();
     driver_.setEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
     if (driver_.allocHandle(SQL_HANDLE_DBC, environment_, &connection_) != SQL_SUCCESS) throw std::bad_alloc();
-    if (options.connection.empty()) {
-        connectOnce(completed(embeddedConnection(instance_), *dialectOf("SQLite"), options));
+    std::string connection = options.connection.empty() ? embeddedConnection(instance_) : options.connection;
+    if (reads_) connection = "NoCreat=1;" + connection;  // else a database file that is missing would be made
+    mainFile_ = fileIn(connection);
+    if (!mainFile_.empty()) {
+        if (reads_) {
+            requireMainFile();
+            connection = "Database=:memory:;" + connection;  // only the policy schema's file is read
+        }
+        connectOnce(completed(connection, *dialectOf("SQLite"), options));
     } else {
-        connectOnce(options.connection);
-        const std::string whole = completed(options.connection, *dialect_, options);
-        if (whole != options.connection) {
+        connectOnce(connection);
+        const std::string whole = completed(connection, *dialect_, options);
+        if (whole != connection) {
             connected_ = false;
             driver_.disconnect(connection_);
             connectOnce(whole);
@@ -178,6 +195,7 @@ void Session::setUp(const DatabaseOptions& options) {
         require(run(withTimeout(text, *dialect_, options.lockTimeout)), "cannot set the database session up");
     }
     for (const SessionCheck& demanded : dialect_->sessionChecks) check(demanded);
+    if (reads_) require(run(dialect_->readOnly), "cannot set the database session up");
     commit();
 }
 
@@ -185,25 +203,6 @@ void Session::setUp(const DatabaseOptions& options) {
 void Session::check(const SessionCheck& demanded) {
     if (firstText(demanded.query, 1) != demanded.answer)
         throw HostError(-30081, "08001", std::string("the database session cannot be used: ") + demanded.demand);
-}
-
-// The policy schema stands in a file of its own beside the database's. Write-ahead logging lets readers and a writer
-// work side by side and survives a killed process; the mode stays with the file.
-void Session::attachPolicySchema() {
-    const std::string main = firstText("PRAGMA database_list", 3);
-    databaseName_ = main.empty() ? "memory" : std::filesystem::path(main).stem().string();
-    std::string policies =
-        main.empty() ? ":memory:" : std::filesystem::path(main).replace_extension(".systools.db").string();
-    for (size_t quote = policies.find('\''); quote != std::string::npos; quote = policies.find('\'', quote + 2)) {
-        policies.insert(quote, 1, '\'');
-    }
-    require(run("ATTACH '" + policies + "' AS SYSTOOLS"), "cannot open the policy schema");
-    if (main.empty()) return;
-    for (const char* schema : {"main", "SYSTOOLS"}) {
-        const std::string mode = std::string("PRAGMA ") + schema + ".journal_mode";
-        // Another process may be changing the mode at this moment; without the change the file works as well.
-        if (firstText(mode.c_str(), 1) != "wal") run(mode + " = WAL");
-    }
 }
 
 void Session::require(const Outcome& outcome, const std::string& what) const {

@@ -5,6 +5,7 @@
 #define KELHOST_SESSION_H
 
 #include <sql.h>
+#include <sys/types.h>
 
 #include <memory>
 #include <optional>
@@ -29,6 +30,16 @@ struct DriverStatement {
     std::string text{};
 };
 
+/* Changes whenever a file is written to. */
+struct FileState {
+    ino_t number;
+    off_t size;
+    time_t seconds;
+    long nanoseconds;
+
+    friend bool operator==(const FileState&, const FileState&) = default;
+};
+
 class Session {
 public:
     /* Throws HostError. */
@@ -40,6 +51,10 @@ public:
     const Dialect& dialect() const noexcept { return *dialect_; }
     const Instance& instance() const noexcept { return instance_; }
     const std::string& databaseName() const noexcept { return databaseName_; }
+    const std::string& policyFile() const noexcept { return policyFile_; }
+
+    /* Nothing may be written. */
+    bool reads() const noexcept { return reads_; }
 
     /* Throw HostError. */
     void commit();
@@ -118,7 +133,12 @@ private:
     void connectOnce(const std::string& connection);
     std::string driverInfo(SQLUSMALLINT what) const;
     void setUp(const DatabaseOptions& options);
+    void requireMainFile() const;
     void attachPolicySchema();
+    void attachToRead();
+    void attachToChange();
+    Outcome attach(const std::string& name);
+    void requireUnchanged() const;
     void require(const Outcome& outcome, const std::string& what) const;
     std::string firstText(const char* query, SQLUSMALLINT column);
     void check(const SessionCheck& demanded);
@@ -135,7 +155,11 @@ private:
     const DriverManager& driver_;
     const Instance& instance_;
     const Dialect* dialect_ = nullptr;
+    const bool reads_;
     std::string databaseName_{};
+    std::string mainFile_{};               /* SQLite: the database's file; empty: in memory, or not known yet */
+    std::string policyFile_{};             /* SQLite: the policy schema's file; empty: in memory */
+    std::optional<FileState> readAlone_{}; /* of the file that is read as one that nobody writes to */
     SQLHENV environment_ = SQL_NULL_HENV;
     SQLHDBC connection_ = SQL_NULL_HDBC;
     bool connected_ = false;

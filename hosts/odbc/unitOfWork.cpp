@@ -9,6 +9,7 @@ namespace kelhost {
 // units that had both begun to read could otherwise never both go on to write. Reads before that see what is committed.
 Outcome Session::begin(SqlKind kind) {
     if (unitLost_) return failure("40001", "the unit of work is lost and must be rolled back");
+    if (reads_ && kind != SqlKind::query) return failure("25006", "the session was opened to read only");
     if (dialect_->unitStart == UnitStart::driver) return run("SAVEPOINT KEL_STATEMENT");
     if (kind == SqlKind::query || unitOpen_) return {};
     Outcome outcome = run("BEGIN IMMEDIATE");
@@ -56,6 +57,7 @@ void Session::endUnit(bool commits) {
 void Session::commit() {
     packages_->endUnit();
     if (unitLost_) throw HostError(-911, "40001", "the unit of work is lost; nothing was committed");
+    requireUnchanged();
     if (dialect_->unitStart == UnitStart::driver || unitOpen_) endUnit(true);
 }
 

@@ -151,12 +151,20 @@ TEST_F(InstanceTest, ThePathIsMadeAbsoluteAndItsLinksAreResolved) {
 }
 
 TEST_F(InstanceTest, FailuresNameTheDirectoryAndTheReason) {
-    EXPECT_NE(messageOf([this] { Instance::open(path()); }).find("No such file or directory"), std::string::npos);
-    EXPECT_NE(messageOf([this] { Instance::open(path()); }).find("kelpolicy init"), std::string::npos);
+    for (const bool writes : {true, false}) {
+        const std::string message = messageOf([&] { writes ? Instance::open(path()) : Instance::find(path()); });
+        EXPECT_EQ(message, "there is no instance at \"" + path().string() + "\"");
+    }
+    EXPECT_FALSE(fs::exists(path()));
+    try {
+        Instance::find(path());
+    } catch (const HostError& error) {
+        EXPECT_EQ(error.hint(), "\"kelpolicy --instance " + path().string() + " init\" makes one there.");
+    }
     EXPECT_NE(messageOf([] { Instance::create(""); }).find("empty"), std::string::npos);
     Instance::create(path());
     fs::remove(path() / "log");
-    EXPECT_NE(messageOf([this] { Instance::open(path()); }).find("/log\""), std::string::npos);
+    EXPECT_NE(messageOf([this] { Instance::open(path()); }).find("no part \"log\""), std::string::npos);
     std::ofstream(path() / "log") << "a file";
     EXPECT_NE(messageOf([this] { Instance::create(path()); }).find("/log\" of the instance is no directory"),
               std::string::npos);

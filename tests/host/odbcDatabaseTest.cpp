@@ -238,6 +238,57 @@ TEST_F(OdbcDatabase, ADatabaseThatMayNotBeWrittenCanStillBeRead) {
     EXPECT_EQ(client.state(), "25006");
 }
 
+TEST_F(OdbcDatabase, ASessionThatOnlyReadsMakesAndWritesNothing) {
+    const kelhost::DatabaseOptions reading = {.access = kelhost::Access::read};
+    EXPECT_THROW(EngineContext(instance_, reading), HostError);
+    EXPECT_TRUE(fs::is_empty(instance_.databaseFiles()));
+    {
+        EngineContext context(instance_);
+        const EngineContext::Scope bound(context);
+        Client client;
+        ASSERT_EQ(client.createPolicyTable(), SQL_SUCCESS);
+        context.commit();
+    }
+    EngineContext context(instance_, reading);
+    EXPECT_EQ(context.databaseName(), "kelpolicy");
+    const EngineContext::Scope bound(context);
+    Client client;
+    EXPECT_EQ(client.verifyPolicyTable(), SQL_SUCCESS);
+    EXPECT_EQ(client.rows("SELECT NAME FROM SYSTOOLS.POLICY").size(), 5U);
+    for (const char* change : {"DELETE FROM SYSTOOLS.POLICY", "UPDATE SYSTOOLS.POLICY SET MED = 'x'",
+                               "CALL SYSPROC.SYSINSTALLOBJECTS('POLICY','C','','')"}) {
+        EXPECT_EQ(client.run(change), SQL_ERROR) << change;
+        EXPECT_EQ(client.state(), "25006") << change;
+    }
+    EXPECT_EQ(client.rows("SELECT NAME FROM SYSTOOLS.POLICY").size(), 5U);
+}
+
+/* Where the files of a shared database cannot be made it is read as one that nobody writes to. */
+TEST_F(OdbcDatabase, AWriteToAFileThatIsReadAloneIsNoticed) {
+    const std::string file = instance_.databaseFiles() + "/kelpolicy.systools.db";
+    {
+        EngineContext context(instance_);
+        const EngineContext::Scope bound(context);
+        Client client;
+        ASSERT_EQ(client.createPolicyTable(), SQL_SUCCESS);
+        context.commit();
+    }
+    fs::create_symlink("nowhere", file + "-shm");  // the database follows no link there
+    EngineContext context(instance_, {.access = kelhost::Access::read});
+    const EngineContext::Scope bound(context);
+    Client client;
+    EXPECT_EQ(client.rows("SELECT NAME FROM SYSTOOLS.POLICY").size(), 5U);
+    context.commit();
+    std::ofstream(file, std::ios::app | std::ios::binary) << "x";
+    try {
+        context.commit();
+        ADD_FAILURE() << "nobody notices";
+    } catch (const HostError& error) {
+        EXPECT_EQ(error.sqlstate(), "40001") << error.what();
+        EXPECT_NE(std::string(error.what()).find(file), std::string::npos) << error.what();
+    }
+}
+
 // Works in a process of its own, which `work` ends with _exit.
 template <class Work>
 pid_t inProcess(Work work) {

@@ -19,6 +19,7 @@ protected:
 };
 
 TEST_F(CliDescribe, describesAllPoliciesInTheOrderOfTheirList) {
+    makeInstance();
     const json all = json::parse(run({"describe", "--json"}).out);
     ASSERT_EQ(all.size(), 5U);
     const std::vector<std::string> names = {"CommonPolicy", "DBBackupPolicy", "TableReorgPolicy", "TableRunstatsPolicy",

@@ -16,6 +16,8 @@ using Words = std::vector<std::string>;
 
 class CliDump : public Scenario {
 protected:
+    CliDump() { makeInstance(); }
+
     std::string dump() const { return file("dump"); }
     std::string other() const { return file("other"); } /* another instance */
 

@@ -244,7 +244,7 @@ TEST_F(CliGet, failsWithoutARow) {
     const json error = failureOf({"get", "reorg"});
     EXPECT_EQ(error.at("sqlcode"), 100) << error;
     EXPECT_EQ(error.at("policy"), "TableReorgPolicy");
-    EXPECT_NE(error.at("hint").get<std::string>().find("Insert the row"), std::string::npos);
+    EXPECT_NE(error.at("hint").get<std::string>().find("\"kelpolicy init\" makes the default row"), std::string::npos);
 }
 
 TEST_F(CliGet, doesNotCutAFilter) {

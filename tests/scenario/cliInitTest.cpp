@@ -1,4 +1,4 @@
-// kelpolicy init, and the first use of every other command.
+// kelpolicy init.
 
 #include <thread>
 
@@ -50,15 +50,6 @@ TEST_F(CliInit, leavesWhatIsThereAsItIs) {
     EXPECT_EQ(before.at("targetLocation"), "/var/backups/orders");
 }
 
-TEST_F(CliInit, tellsOfAMissingRow) {
-    execute("DELETE FROM SYSTOOLS.POLICY WHERE NAME='TableReorgPolicy'");
-    const Outcome outcome = run({"init"});
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_NE(outcome.out.find("missing    TableReorgPolicy: no row, the built-in defaults are in force"),
-              std::string::npos)
-        << outcome.out;
-}
-
 TEST_F(CliInit, saysWhichStoredDocumentsDoNotParse) {
     store("DBBackupPolicy", "<PolicyDocument>\n <And>");
     store("StatsProfilePolicy", "");
@@ -80,22 +71,6 @@ TEST_F(CliInit, saysWhichStoredDocumentsDoNotParse) {
     EXPECT_NE(text.err.find("the stored policy DBBackupPolicy does not parse at line 2, column 7: "), std::string::npos)
         << text.err;
     EXPECT_NE(text.err.find("the stored policy StatsProfilePolicy is empty"), std::string::npos) << text.err;
-}
-
-TEST_F(CliInit, everyCommandMakesTheInstanceOnFirstUse) {
-    const std::vector<std::vector<std::string>> commands = {
-        {"describe"},          {"show", "backup"},        {"show", "reorg"},
-        {"show", "runstats"},  {"show", "stats-profile"}, {"show", "windows"},
-        {"window", "next"},    {"window", "status"},      {"window", "calendar"},
-        {"window", "lint"},    {"get", "backup"},         {"retrieve"},
-        {"dump", file("dump")}};
-    int number = 0;
-    for (const auto& command : commands) {
-        const std::string directory = file("first-use/" + std::to_string(++number));
-        const Outcome outcome = run(command, {.environment = {{"KELPOLICY_INSTANCE", directory}}});
-        EXPECT_EQ(outcome.status, 0) << command.back() << ": " << outcome.err;
-        EXPECT_TRUE(fs::exists(directory + "/db/kelpolicy.db")) << command.back();
-    }
 }
 
 TEST_F(CliInit, takesTheDirectoryOfTheOptionThenOfTheEnvironmentThenOfTheHomeDirectory) {

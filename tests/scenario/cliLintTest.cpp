@@ -277,6 +277,7 @@ TEST_F(CliLint, givesThePlaceOfTheElementThatDecides) {
 }
 
 TEST_F(CliLint, speaksOfTheStoredDocument) {
+    makeInstance();
     EXPECT_EQ(run({"window", "lint"}).status, 0) << "the default policy is fine";
     store("CommonPolicy", windowDocument({.period = "20200101T000000/20201231T000000"}));
     const Outcome outcome = run({"window", "lint"});

@@ -115,6 +115,7 @@ const std::map<std::string, std::string> policyOf = {{"backup", "DBBackupPolicy"
                                                      {"stats-profile", "StatsProfilePolicy"}};
 
 TEST_F(CliShow, showsEveryFieldOfEachRecordFromTheTable) {
+    makeInstance();
     for (const Case& example : recordCases(instance())) {
         if (!example.sample.empty()) store(policyOf.at(example.record), readFile(sample(example.sample)));
         EXPECT_EQ(shown({example.record}), example.expected) << example.name;
@@ -133,6 +134,7 @@ TEST_F(CliShow, showsEveryFieldOfEachRecordFromADocumentAndFromStandardInput) {
 }
 
 TEST_F(CliShow, keepsTheOrderOfTheRecordInJson) {
+    makeInstance();
     const Outcome outcome = run({"show", "backup", "--json"});
     const auto ordered = nlohmann::ordered_json::parse(outcome.out);
     std::vector<std::string> keys;
@@ -152,6 +154,7 @@ TEST_F(CliShow, opensNoDatabaseAndMakesNothingForADocument) {
 }
 
 TEST_F(CliShow, saysThatThereIsNoRow) {
+    makeInstance();
     for (const auto& [record, policy] : policyOf) {
         json builtIn = shown({record});
         if (record == "backup") builtIn["mode"] = 2;  // the row of a new table says online
@@ -162,8 +165,10 @@ TEST_F(CliShow, saysThatThereIsNoRow) {
             << text.out;
         const Outcome outcome = run({"show", record, "--json"});
         EXPECT_EQ(json::parse(outcome.out), builtIn) << record;
-        EXPECT_EQ(json::parse(outcome.err),
-                  (json{{"note", "no row " + policy + ": the built-in defaults are in force"}}));
+        EXPECT_EQ(
+            json::parse(outcome.err),
+            (json{{"note", "no row " + policy +
+                               ": the built-in defaults are in force; \"kelpolicy init\" makes the default row"}}));
     }
 }
 
@@ -220,6 +225,7 @@ const BadDocument badDocuments[] = {
 };
 
 TEST_F(CliShow, saysWhereAStoredDocumentDoesNotParseAndShowsTheDefaults) {
+    makeInstance();
     for (const auto& [record, policy] : policyOf) {
         json defaults = shown({record});
         if (record == "backup") defaults["mode"] = 2;

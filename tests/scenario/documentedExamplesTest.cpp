@@ -1,11 +1,11 @@
 /* Every example of README.md and docs/ is what the program really says.
  *
  * A block "```console" holds commands, each behind "$ ", and below each what it says on standard output and then on
- * standard error. Each section ("## ") is one session of a shell: an instance that is not there yet, and the folder
- * samples/; a path outside of it is refused. "$ cat FILE" shows a document of the user's own; the session has it from
- * there on. A line "..." stands for any lines. "Exit status N." below a block is the status of its last command, which
- * is 0 where it does not say. Moments of storing are the user's own too, and his name; his folder is called
- * /home/kel, and the instance directory /var/lib/kelpolicy. */
+ * standard error. Each section ("## ") is one session of a shell: a new instance, and the folder samples/; a path
+ * outside of it is refused. "$ cat FILE" shows a document of the user's own; the session has it from there on. A line
+ * "..." stands for any lines. "Exit status N." below a block is the status of its last command, which is 0 where it
+ * does not say. Moments of storing are the user's own too, and his name; his folder is called /home/kel, and the
+ * instance directory /var/lib/kelpolicy. */
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -114,6 +114,12 @@ bool reachesOutside(const std::string& words) {
     return std::regex_search(words, outside);
 }
 
+/* Whether a command answers from the instance of its session. */
+bool readsTheTable(const std::string& words) {
+    static const std::regex answers("^kelpolicy (show|window|describe|get|retrieve|history|dump)\\b");
+    return std::regex_search(words, answers) && words.find("--document") == std::string::npos;
+}
+
 class DocumentedExamples : public Scenario {
 protected:
     void beginSession() {
@@ -133,6 +139,10 @@ protected:
             for (const std::string& line : command.said) document += line + "\n";
             writeFile(directory_ + "/" + command.words.substr(show.size()), document);
             return;
+        }
+        if (command.words.starts_with("kelpolicy") && readsTheTable(command.words)) {
+            const Outcome made = runInShell("[ -e kelpolicy ] || kelpolicy init");
+            EXPECT_EQ(made.status, 0) << place << made.err;
         }
         const Outcome outcome = runInShell(command.words);
         EXPECT_EQ(outcome.status, status) << place << ": " << command.words << "\n" << outcome.err;

@@ -128,6 +128,7 @@ std::string documentsOf(const Outcome& retrieved) {
 }
 
 TEST_F(Killed, ALoadLeavesTheOldRowsOrTheNewOnes) {
+    makeInstance();
     const std::string dumps[] = {file("old"), file("new")};
     const std::vector<std::string> retrieve = {"retrieve", "--documents"};
     std::string rows[2];
@@ -159,6 +160,7 @@ TEST_F(Killed, ALoadLeavesTheOldRowsOrTheNewOnes) {
 }
 
 TEST_F(Killed, ADumpLeavesTheEarlierDumpOrTheWholeNewOne) {
+    makeInstance();
     const std::string dump = file("dump");
     ASSERT_EQ(run({"dump", dump}).status, 0);
     const std::string before = scenario::readFile(dump + "/manifest.json");

@@ -113,6 +113,10 @@ Outcome Scenario::runOnTerminal(const std::vector<std::string>& arguments, Surro
     return scenario::runOnTerminal(commandLine(arguments), complete(std::move(surroundings)));
 }
 
+void Scenario::makeInstance() const {
+    inUnitOfWork(instance(), [](hosttest::Client& /*any*/) {});
+}
+
 void Scenario::store(const std::string& policyName, const std::string& document) const {
     inUnitOfWork(instance(), [&](hosttest::Client& client) {
         client.newStatement();

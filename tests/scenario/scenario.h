@@ -45,6 +45,9 @@ protected:
     Outcome run(const std::vector<std::string>& arguments, Surroundings surroundings = {}) const;
     Outcome runOnTerminal(const std::vector<std::string>& arguments, Surroundings surroundings = {}) const;
 
+    /* What "kelpolicy init" makes; the answering commands need it. */
+    void makeInstance() const;
+
     /* Replaces the document of the policy's row; makes the instance when there is none. */
     void store(const std::string& policyName, const std::string& document) const;
     /* Runs one statement on the policy table and commits it. */

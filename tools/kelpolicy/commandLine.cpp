@@ -49,7 +49,7 @@ uint32_t readTraceFlags(const std::string& text) {
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
     app.add_option("--instance", options.instance,
-                   "Instance directory, made when missing (default: $KELPOLICY_INSTANCE, else ~/.kelpolicy)")
+                   "Instance directory (default: $KELPOLICY_INSTANCE, else ~/.kelpolicy); \"init\" makes it")
         ->type_name("DIR")
         ->check(refuseEmpty)
         ->envname("KELPOLICY_INSTANCE");

@@ -8,10 +8,14 @@
 
 #include "commandLine.h"
 #include "engineContext.h"
+#include "failure.h"
 #include "hostLogs.h"
 #include "instance.h"
 
 namespace kelpolicy {
+
+/* What a command is for: one that answers makes nothing and needs no right to write. */
+enum class Purpose { answer, change };
 
 /* What was not there before. */
 struct Made {
@@ -35,24 +39,32 @@ private:
     kelhost::LogCapture capture_;
 };
 
-/* Instance, logs, database session and policy table, bound to the calling thread; what is missing is made. All that a
- * command does is one unit of work: it stays when `commit` was called, else it is rolled back. */
+/* Instance, logs, database session and policy table, bound to the calling thread. For a change, what of them is missing
+ * is made, and the package of the procedures bound, each in a unit of work of its own. All that the command itself does
+ * is one unit of work: it stays when `commit` was called, else it is rolled back. */
 class DatabaseSession {
 public:
-    /* Throws HostError or Failure. */
-    DatabaseSession(const GlobalOptions& options, Output& output);
+    /* Throws HostError or Failure; to answer, also when something is missing. */
+    DatabaseSession(const GlobalOptions& options, Output& output, Purpose purpose);
 
     const Made& made() const noexcept { return made_; }
+
+    /* Why the package could not be bound. The procedures that need it say so themselves. */
+    const std::optional<Failure>& bindFailure() const noexcept { return bindFailure_; }
+
     const kelhost::Instance& instance() const noexcept { return instance_; }
     std::string databaseName() const { return context_->databaseName(); }
 
     void commit() { context_->commit(); }
 
 private:
+    void bindPackage();
+
     Made made_;
     kelhost::Instance instance_;
     std::optional<kelhost::EngineContext> context_;
     std::optional<kelhost::EngineContext::Scope> bound_;
+    std::optional<Failure> bindFailure_{};
 };
 
 /* For a command that reads a document in place of the table: the instance where there is one, and no database, so that

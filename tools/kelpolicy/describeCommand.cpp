@@ -61,7 +61,7 @@ int runDescribe(const std::string& name, const GlobalOptions& options, Output& o
     const PolicyKind* only = findPolicy(name);
     if (!name.empty() && only == nullptr) throw unknownPolicy(name);
 
-    DatabaseSession session(options, output);
+    DatabaseSession session(options, output, Purpose::answer);
     Json all = Json::array();
     std::vector<Failure> problems;
     for (const PolicyKind* kind : policyKinds) {
@@ -82,6 +82,7 @@ int runDescribe(const std::string& name, const GlobalOptions& options, Output& o
             problems.push_back(*std::move(verdict.problem));
             continue;
         }
+        if (!row.has_value()) output.note(noteOfMissingRow(kind->key));
         if (verdict.saysNothing) output.note(noteOfSilence(*kind, shownOrigin(kind->key, *row)));
         remarks.tell(output, fmt::format("the engine logged while it read {}", kind->key.name));
         tellWhetherItWasCut(*kind, description, output);

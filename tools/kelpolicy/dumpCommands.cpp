@@ -1,6 +1,7 @@
 // kelpolicy dump, load: all rows of the policy table as files, and back.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <string>
@@ -38,7 +39,7 @@ struct Loaded {
 
 int runDump(const std::string& directory, const GlobalOptions& globals, Output& output) {
     NewDump dump(directory);
-    DatabaseSession session(globals, output);
+    DatabaseSession session(globals, output, Purpose::answer);
     {
         Progress progress(output, "dumping row", listPolicyRows().size());
         forEachPolicyRow([&](const RowKey& key, const PolicyRow& row) {
@@ -53,6 +54,19 @@ int runDump(const std::string& directory, const GlobalOptions& globals, Output& 
     else
         output.writeLine(fmt::format("dumped {} rows: {}", dump.rows(), printable(dump.path())));
     return exitDone;
+}
+
+/* Nobody else changes rows between the look at them and the change. Row by row in the order of their keys, so that of
+ * two loads one waits for the other and never each for the other. */
+void holdAllRows() {
+    holdPolicyRow(RowKey{});  // where the whole table is held at once, it is before the look
+    for (const ListedRow& row : listPolicyRows()) holdPolicyRow(row.key);
+}
+
+/* For the same reason. */
+std::vector<DumpedRow> inKeyOrder(std::vector<DumpedRow> rows) {
+    std::sort(rows.begin(), rows.end(), [](const DumpedRow& a, const DumpedRow& b) { return a.key < b.key; });
+    return rows;
 }
 
 /* Writes a row that is not there as it is in the dump. UPDATE_TIME becomes the present: the engine takes a policy for
@@ -103,13 +117,12 @@ int runLoad(const LoadOptions& options, const GlobalOptions& globals, Output& ou
         Progress progress(output, "checking row", dump.rows().size());
         dump.check([&progress] { progress.step(); });
     }
-    DatabaseSession session(globals, output);
-    // Nobody else changes rows between the look at them and the change.
-    SqlStatement("cannot change the policy table").change("UPDATE SYSTOOLS.POLICY SET MED = MED");
+    DatabaseSession session(globals, output, Purpose::change);
+    holdAllRows();
     Loaded loaded;
     {
         Progress progress(output, "loading row", dump.rows().size());
-        for (const DumpedRow& row : dump.rows()) {
+        for (const DumpedRow& row : inKeyOrder(dump.rows())) {
             loadRow(row.key, dump.document(row), loaded);
             progress.step();
         }

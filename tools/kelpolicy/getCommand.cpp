@@ -54,7 +54,7 @@ std::string getDocument(const GetOptions& options, const DatabaseSession& sessio
 
 int runGet(const GetOptions& options, const GlobalOptions& globals, Output& output) {
     const ConfigurationType& type = *options.type;
-    DatabaseSession session(globals, output);
+    DatabaseSession session(globals, output, Purpose::answer);
     std::string writtenTo = options.output;
     const std::string document = getDocument(options, session, writtenTo);
     const std::optional<PolicyRow> row = readPolicyRow(type.kind.key);

@@ -122,7 +122,7 @@ void writeChange(const PolicyChange& change, Output& output) {
 }
 
 int runHistory(const HistoryOptions& options, const GlobalOptions& globals, Output& output) {
-    const kelhost::Instance instance = kelhost::Instance::open(instanceDirectory(globals));
+    const kelhost::Instance instance = kelhost::Instance::find(instanceDirectory(globals));
     ChangeLog log = readChangeLog(instance.logFiles());
     std::vector<PolicyChange>& changes = log.changes;
     if (!options.name.empty()) choose(changes, options.name);

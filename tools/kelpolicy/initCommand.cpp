@@ -1,10 +1,15 @@
 // kelpolicy init
 #include <fmt/format.h>
 
+#include <set>
+
+#include "changeReport.h"
 #include "commandLine.h"
 #include "databaseSession.h"
+#include "defaultPolicies.h"
 #include "policyKinds.h"
 #include "policyRow.h"
+#include "procedures.h"
 #include "text.h"
 
 namespace kelpolicy {
@@ -14,8 +19,26 @@ std::string stateOf(bool isNew) {
     return isNew ? "made" : "was there";
 }
 
+/* The default rows of policies that have none. */
+std::set<RowKey> restoreMissingRows() {
+    std::set<RowKey> restored;
+    for (const kelhost::DefaultPolicy& policy : kelhost::defaultPolicies) {
+        const RowKey key = {std::string(policy.med), std::string(policy.decision), std::string(policy.name)};
+        if (readPolicyRow(key).has_value()) continue;
+        try {
+            installPolicy(InstallAction::insert, key, std::string(policy.document), "");
+            restored.insert(key);
+        } catch (const Failure&) {
+            if (!readPolicyRow(key).has_value()) throw;  // else another program was faster
+        }
+    }
+    return restored;
+}
+
 int runInit(const GlobalOptions& options, Output& output) {
-    DatabaseSession session(options, output);
+    DatabaseSession session(options, output, Purpose::change);
+    if (session.bindFailure().has_value()) throw Failure(*session.bindFailure());
+    const std::set<RowKey> restored = restoreMissingRows();
     const Made& made = session.made();
     Json policies = Json::array();
     std::vector<Failure> problems;
@@ -25,7 +48,8 @@ int runInit(const GlobalOptions& options, Output& output) {
         {"Policy table", stateOf(made.policyTable), "SYSTOOLS.POLICY"}};
     for (const PolicyKind* kind : policyKinds) {
         const std::optional<PolicyRow> row = readPolicyRow(kind->key);
-        const char* state = !row.has_value() ? "missing" : made.policyTable ? "made" : "was there";
+        const bool isNew = made.policyTable || restored.contains(keyOf(kind->key));
+        const char* state = !row.has_value() ? "missing" : isNew ? "made" : "was there";
         rows.push_back({"Policy", state,
                         row.has_value()
                             ? fmt::format("{}, stored {}", kind->key.name, printable(row->updateTime))
@@ -39,6 +63,8 @@ int runInit(const GlobalOptions& options, Output& output) {
         if (verdict.problem.has_value()) problems.push_back(*std::move(verdict.problem));
     }
     session.commit();
+    for (const RowKey& key : restored)
+        reportChange("kelpolicy init", key, session.databaseName(), {"insert", "", describeRow(key)});
 
     if (output.isJson())
         output.writeJson({{"instance", {{"path", session.instance().path()}, {"state", stateOf(made.instance)}}},
@@ -56,8 +82,9 @@ int runInit(const GlobalOptions& options, Output& output) {
 void addInit(CLI::App& parent, RunCommand& chosen) {
     CLI::App* command = parent.add_subcommand(
         "init", "Make the instance directory, the database, the policy table and the default policies");
-    command->footer(example("kelpolicy --instance /var/lib/kelpolicy init") +
-                    "\n\nWhat is there already stays as it is. Every other command does the same on first use.");
+    command->footer(
+        example("kelpolicy --instance /var/lib/kelpolicy init") +
+        "\n\nWhat is there already stays as it is. Commands that only answer make nothing and ask for this one.");
     command->callback([&chosen] { chosen = runInit; });
 }
 

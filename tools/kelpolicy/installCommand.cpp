@@ -131,7 +131,7 @@ int runStore(InstallAction action, const InstallOptions& options, const GlobalOp
     const bool isUpdate = action == InstallAction::update;
     std::optional<std::string> given;
     if (!options.document.empty()) given = readDocument(options.document);
-    DatabaseSession session(globals, output);
+    DatabaseSession session(globals, output, Purpose::change);
     const RowKey key = options.key();
     if (isUpdate && !holdPolicyRow(key)) throw noRow(options);
     try {
@@ -163,7 +163,7 @@ int runDelete(const InstallOptions& options, const GlobalOptions& globals, Outpu
     if (!options.yes && !canAsk())
         throw Failure("nobody can be asked whether the row is to be deleted", "Say --yes in a script.", interruptedCode,
                       interruptedState);
-    DatabaseSession session(globals, output);
+    DatabaseSession session(globals, output, Purpose::change);
     const RowKey key = options.key();
     std::optional<PolicyRow> row = readPolicyRow(key);
     if (!row.has_value()) throw noRow(options);

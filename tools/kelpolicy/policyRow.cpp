@@ -24,6 +24,11 @@ std::string shownOrigin(const sqlpiPolicyKey& key, const PolicyRow& row) {
     return fmt::format("{}, stored {}", key.name, row.updateTime);
 }
 
+std::string noteOfMissingRow(const sqlpiPolicyKey& key) {
+    return fmt::format("no row {}: the built-in defaults are in force; \"kelpolicy init\" makes the default row",
+                       key.name);
+}
+
 SqlValues keyValues(const RowKey& key) {
     return {{key.med}, {key.decision}, {key.name}};
 }

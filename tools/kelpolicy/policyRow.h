@@ -21,6 +21,9 @@ struct PolicyRow {
 /* "NAME, stored UPDATE_TIME" */
 std::string shownOrigin(const sqlpiPolicyKey& key, const PolicyRow& row);
 
+/* That the policy has no row, and what to do. */
+std::string noteOfMissingRow(const sqlpiPolicyKey& key);
+
 /* The key of any row, also of one that is no policy of the engine's; each part is up to 128 bytes of any kind. */
 struct RowKey {
     std::string med{};

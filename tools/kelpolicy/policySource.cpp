@@ -16,7 +16,7 @@ PolicySource::PolicySource(const PolicyKind& kind, const std::string& path, cons
         verdict_ = judgeDocument(kind, *given_, DocumentOrigin::given, givenName_);
         return;
     }
-    databaseSession_.emplace(options, output);
+    databaseSession_.emplace(options, output, Purpose::answer);
     row_ = readPolicyRow(kind.key);
     if (row_.has_value()) verdict_ = judgeStoredDocument(kind, row_->document);
 }
@@ -41,7 +41,7 @@ int PolicySource::finish(const RemarkFilter& isOfInterest) {
         output_.report(*verdict_.problem);
         return exitFailed;
     }
-    if (output_.isJson() && !given_.has_value() && !row_.has_value()) output_.note(origin());
+    if (!given_.has_value() && !row_.has_value()) output_.note(noteOfMissingRow(kind_.key));
     if (verdict_.saysNothing) output_.note(noteOfSilence(kind_, origin()));
     remarks_.tell(output_, "the engine logged", isOfInterest);
     return exitDone;

@@ -43,9 +43,8 @@ constexpr Advice advice[] = {
     {-1447, "5", "Save the document as UTF-8, and declare encoding=\"UTF-8\" or none."},
     {-1447, "6", "Shorten that text; a filter may name the tables of a view in place of a long list."},
     {100, "",
-     "The row of the policy is not in SYSTOOLS.POLICY: the engine works with its built-in defaults. Insert the row "
-     "with "
-     "any document, and set the policy then."},
+     "The row of the policy is not in SYSTOOLS.POLICY: the engine works with its built-in defaults. \"kelpolicy init\" "
+     "makes the default row; set the policy then."},
     {-805, "", "Check that kelpolicy.bnd in the bnd directory of the instance can be read."},
     {-818, "", "Check that kelpolicy.bnd in the bnd directory of the instance is that of this program."},
 };

@@ -119,7 +119,7 @@ void writeDocuments(const std::vector<RetrievedRow>& rows, Output& output) {
 }
 
 int runRetrieve(const RetrieveOptions& options, const GlobalOptions& globals, Output& output) {
-    DatabaseSession session(globals, output);
+    DatabaseSession session(globals, output, Purpose::answer);
     const std::vector<RetrievedRow> rows = retrieve(options.keys);
     if (output.isJson()) {
         Json all = Json::array();

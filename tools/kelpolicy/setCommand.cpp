@@ -123,9 +123,11 @@ int runSet(const SetOptions& options, const GlobalOptions& globals, Output& outp
     const bool isServerFile = !options.serverFile.empty();
     std::optional<std::string> document;
     if (!isServerFile) document = readDocument(options.document);
-    DatabaseSession session(globals, output);
+    if (options.dryRun) const DatabaseSession look(globals, output, Purpose::answer);  // it makes nothing, either
+    DatabaseSession session(globals, output, Purpose::change);
     if (isServerFile) document = peekAtServerFile(session.instance().exchangeFiles(), options.serverFile);
     const std::optional<CheckedConfiguration> checked = check(options, document);
+    holdPolicyRow(keyOf(options.type->kind.key));  // what is described before the change is what it replaces
     Change change{describePolicy(*options.type)};
     const bool comparesWindows = options.dryRun && &options.type->kind == &windowsKind;
     const std::optional<sqlpiMaintWindow> before = comparesWindows ? std::optional(windowsInForce()) : std::nullopt;

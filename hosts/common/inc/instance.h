@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 namespace kelhost {
 
@@ -16,9 +17,15 @@ public:
      * file, and opens it. Safe to call at any time, by several processes at once. Throws HostError. */
     static Instance create(const std::filesystem::path& directory);
 
-    /* Opens an existing instance, and brings its bind file and message file up to date where it may write them. Throws
-     * HostError when the directory or a part of it is missing. */
+    /* Opens an existing instance as it is, and writes nothing. Throws HostError when the directory or a part of it is
+     * missing. */
+    static Instance find(const std::filesystem::path& directory);
+
+    /* The same, and brings its bind file and message file up to date where it may write them. */
     static Instance open(const std::filesystem::path& directory);
+
+    /* What this program installs at a path of the instance; empty where it installs nothing. */
+    std::string_view programFile(std::string_view path) const noexcept;
 
     const std::string& path() const noexcept { return path_; } /* absolute, links resolved, no slash at its end */
 

@@ -18,12 +18,21 @@ namespace kelhost {
 
 class Session;
 
+enum class Access {
+    change, /* what a statement or the library finds missing may be made */
+    read,   /* nothing is made and nothing is written, so no right to write is needed */
+};
+
 struct DatabaseOptions {
     std::string connection{}; /* of the ODBC driver manager; empty: the embedded database */
     /* How long a statement waits for another unit of work, at least a millisecond. For SQLite the connection string
      * decides instead where it has a Timeout of its own. */
     std::chrono::milliseconds lockTimeout{10000};
+    Access access = Access::change;
 };
+
+/* What to do about a database file that is damaged. */
+std::string adviceOnDamage(const std::string& path);
 
 class EngineContext {
 public:
@@ -48,11 +57,14 @@ public:
     const Instance& instance() const noexcept { return instance_; }
     const std::string& databaseName() const noexcept;
 
+    /* The file that holds the policy schema; empty where it is in memory, or no file of this machine's. */
+    const std::string& policyFile() const noexcept;
+
     /* Statement handles with an open result set whose connection handle has been freed, oldest first: a routine left
      * them for its caller, who reads them and frees them with SQLFreeHandle. */
     std::vector<SQLHSTMT> openResults() const;
 
-    Session& session() noexcept { return *session_; }
+    Session& session() const noexcept { return *session_; }
 
     /* The calling thread's context, or null. */
     static EngineContext* current() noexcept;

@@ -1,4 +1,4 @@
-/* The documents that a new policy table starts with: equal in effect to the library's built-in defaults. Internal. */
+/* The documents that a new policy table starts with: equal in effect to the library's built-in defaults. */
 #ifndef KELHOST_DEFAULT_POLICIES_H
 #define KELHOST_DEFAULT_POLICIES_H
 
