@@ -13,8 +13,10 @@
 #include <xercesc/sax/AttributeList.hpp>
 #include <xercesc/sax/HandlerBase.hpp>
 #include <xercesc/sax/Locator.hpp>
+#include <xercesc/util/XMLUni.hpp>
 
 #include "sqlpiUtf8.h"
+#include "sqlpiXmlBounds.h"
 
 namespace kelpolicy {
 namespace {
@@ -200,13 +202,13 @@ private:
 }  // namespace
 
 std::vector<ConfigurationFact> readConfigurationFacts(const std::string& document) {
-    xercesc::SAXParser parser;
+    sqlpiBoundedParser<xercesc::SAXParser> parser(document.size());
+    parser.useScanner(xercesc::XMLUni::fgDGXMLScanner);  // the default one also remembers children, for schemas
     FactReader reader(document, parser);
     parser.setDocumentHandler(&reader);
     parser.setErrorHandler(&reader);
     parser.setValidationScheme(xercesc::SAXParser::Val_Never);
     parser.setLoadExternalDTD(false);
-    parser.setDisableDefaultEntityResolution(true);
     parser.setCalculateSrcOfs(true);
     const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(document.data()), document.size(),
                                             "configuration", false);
