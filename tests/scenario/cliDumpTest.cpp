@@ -330,6 +330,48 @@ TEST_F(CliDump, loadsNothingWhenTheManifestIsNotAsItWas) {
     EXPECT_EQ(run({"dump", ""}).status, 2);
 }
 
+/* Whoever writes a manifest by hand can make its checksum fit. */
+TEST_F(CliDump, refusesAManifestWithValuesThatAreNone) {
+    done({"dump", dump()});
+    const json before = rows();
+    const std::string path = dump() + "/manifest.json";
+    const auto sound = nlohmann::ordered_json::parse(readFile(path));
+    const struct {
+        const char* key;
+        nlohmann::ordered_json row; /* members of the first row in place of its own */
+        const char* why;
+    } cases[] = {
+        {"med", {{"med", nullptr}, {"medBase64", "!!!"}}, "base64"},
+        {"med", {{"med", nullptr}, {"medBase64", "TQ="}}, "base64"},
+        {"med", {{"med", nullptr}, {"medBase64", " TQ== "}}, "base64"},
+        {"med", {{"med", nullptr}, {"medBase64", "TR=="}}, "base64"},
+        {"med", {{"med", nullptr}, {"medBase64", "===="}}, "base64"},
+        {"med", {{"med", nullptr}, {"medBase64", 1}}, "base64"},
+        {"med", {{"med", nullptr}}, "base64"},
+        {"name", {{"name", 5}}, "no text"},
+        {"decision", {{"decision", json::array()}}, "no text"},
+        {"bytes", {{"bytes", 1e30}}, "no whole number"},
+        {"bytes", {{"bytes", -1}}, "no whole number"},
+        {"bytes", {{"bytes", 1.5}}, "no whole number"},
+        {"bytes", {{"bytes", "1"}}, "no whole number"},
+        {"sha256", {{"sha256", nullptr}}, "no text"},
+        {"updateTime", {{"updateTime", 0}}, "no text"},
+    };
+    for (const auto& example : cases) {
+        nlohmann::ordered_json manifest = sound;
+        for (const auto& [key, value] : example.row.items()) manifest["rows"][0][key] = value;
+        manifest.erase("sha256");
+        writeFile(file("text"), manifest.dump());
+        manifest["sha256"] = runProgram({"/usr/bin/sha256sum", file("text")}).out.substr(0, 64);
+        writeFile(path, manifest.dump());
+        const std::string message = refusal({"load", dump(), "--replace"}, -1436);
+        for (const std::string& part : {std::string("manifest.json"), "\"" + std::string(example.key) + "\"",
+                                        std::string(example.why), sound["rows"][0]["file"].get<std::string>()})
+            EXPECT_NE(message.find(part), std::string::npos) << example.row << ": " << message;
+        EXPECT_EQ(rows(), before);
+    }
+}
+
 TEST_F(CliDump, loadsAllOrNothing) {
     done({"dump", dump()});
     execute("DELETE FROM SYSTOOLS.POLICY WHERE NAME = 'CommonPolicy'");

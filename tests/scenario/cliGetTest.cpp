@@ -47,6 +47,19 @@ TEST_F(CliGet, writesExactlyTheDocument) {
     EXPECT_EQ(row("CommonPolicy"), before);
 }
 
+/* The document of a backup policy ends without a line feed; what the shell writes next shall not stand behind it. */
+TEST_F(CliGet, endsTheLineOnATerminalOnly) {
+    if (!requireTerminals()) return;
+    ASSERT_EQ(run({"init"}).status, 0);
+    const std::string document = run({"get", "backup"}).out;
+    EXPECT_TRUE(document.ends_with("</KELAutoBackupPolicy>")) << document;
+    const Outcome shown = runOnTerminal({"get", "backup"});
+    EXPECT_NE(shown.out.find("</KELAutoBackupPolicy>\r\n"), std::string::npos) << shown.out;
+    EXPECT_TRUE(run({"extract", "backup", sample("backup-to-disk.xml")}).out.ends_with("</KELAutoBackupPolicy>"));
+    const Outcome extracted = runOnTerminal({"extract", "backup", sample("backup-to-disk.xml")});
+    EXPECT_NE(extracted.out.find("</KELAutoBackupPolicy>\r\n"), std::string::npos) << extracted.out;
+}
+
 TEST_F(CliGet, writesAFileWholeInPlaceOfTheOldOne) {
     set("windows", windowsConfiguration({}));
     fs::create_directory(file("out"));

@@ -222,10 +222,19 @@ TEST_F(CliInstall, saysThatTheEngineWillNotReadTheDocument) {
         const char* note;
         bool parses;
     } cases[] = {{"<PolicyDocument>\n <And>", "does not parse at line 2", false},
-                 {"<PolicyDocument/>", "has no element of this policy", true}};
+                 {"<PolicyDocument/>", "has no element of the Backup policy", true}};
     for (const auto& example : cases) {
-        const Outcome outcome =
-            run(Words{"install", "update", "--json", "--policy", "-"} + backupKey, {.input = example.text});
+        const std::optional<std::string> before = stored(backupKey);
+        const Words update = Words{"install", "update", "--json", "--policy", "-"} + backupKey;
+        const Outcome refused = run(update, {.input = example.text});
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_EQ(refused.out, "");
+        EXPECT_EQ(errorOf(refused).at("sqlcode"), -1438);
+        EXPECT_NE(errorOf(refused).at("message").get<std::string>().find(example.note), std::string::npos);
+        EXPECT_NE(errorOf(refused).at("hint").get<std::string>().find("--force"), std::string::npos);
+        EXPECT_EQ(stored(backupKey), before);
+
+        const Outcome outcome = run(update + Words{"--force"}, {.input = example.text});
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_EQ(json::parse(outcome.out).at("parses"), example.parses) << example.text;
         EXPECT_EQ(json::parse(outcome.out).at("asGiven"), true) << example.text;
@@ -237,6 +246,50 @@ TEST_F(CliInstall, saysThatTheEngineWillNotReadTheDocument) {
     const Outcome other = run({"install", "insert", "--med", "M", "--policy", "-"}, {.input = "no XML"});
     EXPECT_EQ(other.status, 0) << other.err;
     EXPECT_NE(other.err.find("note: the stored document does not parse"), std::string::npos) << other.err;
+    EXPECT_EQ(other.err.find(".."), std::string::npos) << other.err;
+}
+
+/* A row of the engine's takes documents of its policy only: others would be the end of it, without a word. */
+TEST_F(CliInstall, refusesADocumentOfAnotherPolicy) {
+    ASSERT_EQ(run({"init"}).status, 0);
+    const struct {
+        const char* policy;
+        std::string document;
+        const char* why;
+    } cases[] = {
+        {"DBBackupPolicy", readFile(sample("reorg.xml")),
+         "has no element of the Backup policy: the built-in defaults are in force; it has elements of the Reorg "
+         "policy"},
+        {"CommonPolicy", readFile(sample("backup-to-disk.xml")), "it has elements of the Backup policy"},
+        {"TableRunstatsPolicy", readFile(sample("reorg.xml")),
+         "has elements of the Reorg policy, and of the Runstats policy only what both have"},
+        {"StatsProfilePolicy", readFile(sample("runstats.xml")), "has elements of the Runstats policy"},
+        {"DBBackupPolicy", readFile(sample("configuration/backup.xml")),
+         "it is a configuration document of AUTO_BACKUP"},
+    };
+    for (const auto& example : cases) {
+        const json rows = json::parse(run({"retrieve", "--json", "--name", example.policy}).out);
+        const Words key = {"--med", rows[0].at("med"), "--decision", rows[0].at("decision"), "--name", example.policy};
+        const std::optional<std::string> before = stored(key);
+        writeFile(instance() + "/tmp/given.xml", example.document);
+        for (const Words& from :
+             {Words{"--policy", instance() + "/tmp/given.xml"}, Words{"--policy-file", "tmp/given.xml"}}) {
+            const Outcome outcome = run(Words{"install", "update", "--json"} + from + key);
+            EXPECT_EQ(outcome.status, 1) << example.why;
+            EXPECT_NE(errorOf(outcome).at("message").get<std::string>().find(example.why), std::string::npos)
+                << errorOf(outcome);
+            EXPECT_EQ(stored(key), before) << example.why;
+        }
+        ASSERT_EQ(run(Words{"install", "delete", "--yes"} + key).status, 0);
+        EXPECT_EQ(insert(key, example.document).status, 1) << example.why;
+        EXPECT_EQ(stored(key), std::nullopt);
+        const Outcome forced =
+            run(Words{"install", "insert", "--force", "--policy", "-"} + key, {.input = example.document});
+        EXPECT_EQ(forced.status, 0) << forced.err;
+        EXPECT_NE(forced.err.find("note: "), std::string::npos);
+        EXPECT_EQ(stored(key), example.document);
+        store(example.policy, *before);
+    }
 }
 
 TEST_F(CliInstall, saysThatTheReorgSettingsReplacedWhatWasGiven) {
@@ -244,7 +297,15 @@ TEST_F(CliInstall, saysThatTheReorgSettingsReplacedWhatWasGiven) {
     writeFile(file("backup.xml"), readFile(sample("backup-to-disk.xml")));
     writeFile(instance() + "/tmp/backup.xml", readFile(sample("backup-to-disk.xml")));
     for (const Words& from : {Words{"--policy", file("backup.xml")}, Words{"--policy-file", "tmp/backup.xml"}}) {
-        const Outcome outcome = run(Words{"install", "update", "--json"} + from + backupKey);
+        const std::optional<std::string> before = stored(backupKey);
+        const Outcome refused = run(Words{"install", "update", "--json"} + from + backupKey);
+        EXPECT_EQ(refused.status, 1);
+        const std::string why = errorOf(refused).at("message");
+        EXPECT_NE(why.find("the engine follows every update with a reorg policy of its own making"), std::string::npos)
+            << why;
+        EXPECT_EQ(stored(backupKey), before);
+
+        const Outcome outcome = run(Words{"install", "update", "--json", "--force"} + from + backupKey);
         ASSERT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_EQ(json::parse(outcome.out).at("asGiven"), false);
         EXPECT_NE(outcome.err.find("the document given was replaced"), std::string::npos) << outcome.err;
@@ -255,6 +316,63 @@ TEST_F(CliInstall, saysThatTheReorgSettingsReplacedWhatWasGiven) {
     const Outcome asItIs = run(Words{"install", "insert", "--json", "--policy", file("backup.xml")} + backupKey);
     EXPECT_EQ(json::parse(asItIs.out).at("asGiven"), true) << asItIs.err;
     EXPECT_EQ(asItIs.err, "");
+}
+
+/* What the engine makes of a reorg policy to keep two settings must say what the document given says. */
+TEST_F(CliInstall, refusesAReorgPolicyThatTheEngineWouldMakeLessOf) {
+    const Words key = {"--med",  "KELTableMaintenanceMED", "--decision", "TableReorgDecision",
+                       "--name", "TableReorgPolicy"};
+    const auto reorg = [](const std::string& filter, const std::string& options) {
+        return "<PolicyDocument><Equals><kel:Sensors>Tables</kel:Sensors><Constant>" + filter +
+               "</Constant></Equals><kel:TableReorg mode='write'" + options + "/></PolicyDocument>";
+    };
+    const std::string reclaim = " reclaimExtentsSizeForMDCTables='51200'";
+    const struct {
+        const char* name;
+        std::string before;
+        std::string given;
+        const char* why; /* empty: it is stored */
+    } cases[] = {
+        {"a filter with a sign that must be escaped", reorg("A = B", reclaim), reorg("A &lt; B", ""),
+         "without escaping, and what it makes does not parse"},
+        {"the same with the settings", reorg("A = B", ""), reorg("A &lt; B", reclaim), "without escaping"},
+        {"a filter that would become another", reorg("A = B", reclaim), reorg("A &lt;!-- C -->", ""),
+         "tablesFilter would be \"A \" in place of \"A <!-- C -->\""},
+        {"a setting that there was not", reorg("A = B", ""), reorg("A = B", reclaim),
+         "reclaimExtentsSizeForMDCTables would be 0 in place of 51200"},
+        {"another setting", reorg("A = B", " reclaimExtentsSizeForMDCTables='100'"), reorg("A = B", reclaim),
+         "reclaimExtentsSizeForMDCTables would be 100 in place of 51200"},
+        {"settings that the document leaves to the engine", reorg("A = B", reclaim), reorg("C = D", ""), ""},
+        {"the same settings", reorg("A = B", reclaim), reorg("C = D", reclaim), ""},
+    };
+    for (const auto& example : cases) {
+        store("TableReorgPolicy", example.before);
+        writeFile(instance() + "/tmp/given.xml", example.given);
+        for (const Words& from :
+             {Words{"--policy", instance() + "/tmp/given.xml"}, Words{"--policy-file", "tmp/given.xml"}}) {
+            const Outcome outcome = run(Words{"install", "update", "--json"} + from + key);
+            const bool isStored = *example.why == '\0';
+            EXPECT_EQ(outcome.status, isStored ? 0 : 1) << example.name << outcome.err;
+            if (!isStored) {
+                const std::string why = errorOf(outcome).at("message");
+                EXPECT_NE(why.find(example.why), std::string::npos) << example.name << ": " << why;
+                EXPECT_EQ(why.find("written to meanwhile"), std::string::npos) << why;
+                EXPECT_EQ(stored(key), example.before) << example.name;
+            }
+        }
+        const json record = json::parse(run({"show", "reorg", "--json"}).out);
+        if (*example.why == '\0') {
+            EXPECT_EQ(record.at("tablesFilter"), "C = D") << example.name;
+            EXPECT_EQ(record.at("reclaimExtentsSizeForMDCTables"), 51200) << example.name;
+        }
+    }
+    store("TableReorgPolicy", reorg("A = B", reclaim));
+    const Outcome forced =
+        run(Words{"install", "update", "--json", "--force", "--policy", "-"} + key, {.input = reorg("A &lt; B", "")});
+    EXPECT_EQ(forced.status, 0) << forced.err;
+    EXPECT_NE(forced.err.find("the document given was replaced"), std::string::npos) << forced.err;
+    EXPECT_NE(forced.err.find("does not parse"), std::string::npos) << forced.err;
+    EXPECT_EQ(json::parse(forced.out).at("parses"), false);
 }
 
 TEST_F(CliInstall, asksBeforeItDeletes) {

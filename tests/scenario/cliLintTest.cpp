@@ -276,6 +276,31 @@ TEST_F(CliLint, givesThePlaceOfTheElementThatDecides) {
     }
 }
 
+TEST_F(CliLint, tellsThatThereIsNoConditionAtAll) {
+    for (const char* document :
+         {"<PolicyDocument/>", "<PolicyDocument><kel:maintenanceWindowCondition/></PolicyDocument>",
+          "<PolicyDocument><kel:MaintenanceWindowCondition/><PolicyDocument/></PolicyDocument>"}) {
+        const Outcome outcome = lint(document);
+        EXPECT_EQ(outcome.status, 3) << document;
+        const json found = json::parse(outcome.out);
+        ASSERT_EQ(found.size(), 1U) << found;
+        EXPECT_EQ(found[0].at("check"), "no-condition");
+        EXPECT_EQ(found[0].at("severity"), "warning");
+        EXPECT_EQ(found[0].at("line"), nullptr);
+    }
+    const json misspelt = json::parse(
+        lint("<PolicyDocument>\n<kel:MaintenanceWindowCondition windowtype='offline'/></PolicyDocument>").out);
+    ASSERT_EQ(misspelt.size(), 1U) << misspelt;
+    EXPECT_EQ(misspelt[0].at("check"), "attribute-name");
+    EXPECT_EQ(misspelt[0].at("line"), 2);
+}
+
+TEST_F(CliLint, takesAnHourToMidnightForAnHour) {
+    EXPECT_EQ(lint(windowDocument({.time = "T213000/T223000"})).out.find("\"short\""), std::string::npos);
+    EXPECT_EQ(lint(windowDocument({.time = "T230000/T235959"})).out.find("\"short\""), std::string::npos);
+    EXPECT_NE(lint(windowDocument({.time = "T230000/T235958"})).out.find("\"short\""), std::string::npos);
+}
+
 TEST_F(CliLint, speaksOfTheStoredDocument) {
     makeInstance();
     EXPECT_EQ(run({"window", "lint"}).status, 0) << "the default policy is fine";

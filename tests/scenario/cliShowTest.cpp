@@ -214,7 +214,7 @@ struct BadDocument {
 
 const BadDocument badDocuments[] = {
     {"unclosed tag", "<PolicyDocument>\n  <Scope>\n</PolicyDocument>", 3, "expected end of tag 'Scope'"},
-    {"another root", "\n<Other/>", 2, "The document element is not \"PolicyDocument\"."},
+    {"another root", "\n<Other/>", 2, "The document element is not \"PolicyDocument\""},
     {"no XML at all", "once upon a time", 1, "invalid document structure"},
     {"external entity",
      "<!DOCTYPE PolicyDocument [<!ENTITY e SYSTEM \"file:///etc/passwd\">]>\n<PolicyDocument>&e;</PolicyDocument>", 1,
@@ -314,6 +314,32 @@ TEST_F(CliShow, writesTextOfADocumentSoThatItCannotActOnATerminal) {
     const Outcome text = run({"show", "runstats"});
     EXPECT_NE(text.out.find("\"A\\xC2\\x9B31mB\\xE2\\x80\\xAEC\\nD\""), std::string::npos) << text.out;
     EXPECT_EQ(shown({"runstats"}).at("tablesFilter"), filter);
+}
+
+/* Whatever shows it, in a table, a note or a failure: it is made visible once. */
+TEST_F(CliShow, tellsALineFeedFromABackslashAndAnN) {
+    const std::string name = "A\\nB\nC";
+    const std::string visible = "A\\\\nB\\nC";
+    const std::string filter = "<kel:Sensors>Tables</kel:Sensors><Constant>" + name + "</Constant>";
+    store("TableRunstatsPolicy", "<PolicyDocument>" + filter + "</PolicyDocument>");
+    writeFile(file("profile.xml"),
+              "<PolicyDocument><kel:StatsProfiling profileGeneration=\"A\\nB&#10;C\"/></PolicyDocument>");
+    writeFile(file("windows.xml"),
+              "<PolicyDocument><kel:MaintenanceWindowCondition windowType=\"A\\nB&#10;C\"/></PolicyDocument>");
+    const std::vector<std::string> commands[] = {
+        {"show", "runstats"},
+        {"describe", "TableRunstatsPolicy"},
+        {"tree", file("profile.xml")},
+        {"window", "lint", "--document", file("windows.xml")},
+        {"install", "insert", "--med", name, "--policy", file("profile.xml")},
+        {"install", "insert", "--med", name, "--policy", file("profile.xml")}, /* the row is there already */
+        {"retrieve", "--med", name},
+    };
+    for (const std::vector<std::string>& words : commands) {
+        const Outcome outcome = run(words);
+        EXPECT_NE((outcome.out + outcome.err).find(visible), std::string::npos) << words[0] << "\n"
+                                                                                << outcome.out << outcome.err;
+    }
 }
 
 TEST_F(CliShow, writesBytesThatAreNoTextAsJsonAllTheSame) {

@@ -148,6 +148,7 @@ TEST_F(CliTree, saysWhereADocumentDoesNotParse) {
         const json error = json::parse(outcome.err).at("error");
         EXPECT_EQ(error.at("line"), example.line) << example.name << error;
         EXPECT_EQ(error.at("column"), example.column) << example.name << error;
+        EXPECT_EQ(error.at("hint"), "Correct the document there.") << "it does not name itself";
     }
     EXPECT_FALSE(std::filesystem::exists(instance())) << "a document needs no instance";
 }

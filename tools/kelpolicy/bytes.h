@@ -2,6 +2,7 @@
 #ifndef KELPOLICY_BYTES_H
 #define KELPOLICY_BYTES_H
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,9 +21,8 @@ void putBytes(Json& object, const std::string& name, std::string_view bytes);
 /* object["med"], ["decision"] and ["name"] become the parts of the key. */
 void putKey(Json& object, const RowKey& key);
 
-/* What putBytes has put. Throws Json::exception when the object has no such member. */
-std::string takeBytes(const Json& object, const std::string& name);
-RowKey takeKey(const Json& object);
+/* What putBytes has put; nothing when the object has no such member, or not as putBytes writes it. */
+std::optional<std::string> takeBytes(const Json& object, const std::string& name);
 
 }  // namespace kelpolicy
 

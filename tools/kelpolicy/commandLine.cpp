@@ -17,9 +17,10 @@
 namespace kelpolicy {
 namespace {
 
-constexpr AddCommand* commands[] = {addInit,    addDescribe, addTree,    addShow,       addWindow,  addGet,
-                                    addSet,     addValidate, addConvert, addExtract,    addInstall, addRetrieve,
-                                    addHistory, addDump,     addLoad,    addCompletion, addManual};
+constexpr AddCommand* commands[] = {addInit,   addDescribe, addTree,       addShow,     addWindow,
+                                    addGet,    addSet,      addValidate,   addConvert,  addExtract,
+                                    addSample, addSchema,   addInstall,    addRetrieve, addHistory,
+                                    addDump,   addLoad,     addCompletion, addManual};
 
 constexpr int32_t usageCode = -171;
 constexpr const char* usageState = "42815";

@@ -41,6 +41,8 @@ AddCommand addSet;
 AddCommand addValidate;
 AddCommand addConvert;
 AddCommand addExtract;
+AddCommand addSample;
+AddCommand addSchema;
 AddCommand addInstall;
 AddCommand addRetrieve;
 AddCommand addHistory;

@@ -8,8 +8,9 @@
 #include <iterator>
 #include <string_view>
 
-#include "configurationFacts.h"
 #include "documentFile.h"
+#include "documentIdentity.h"
+#include "documentLint.h"
 #include "messages.h"
 #include "procedures.h"
 #include "records.h"
@@ -18,6 +19,7 @@
 #include "sqlpiPolicyConfig.h"
 #include "sqlpiPolicyGen.h"
 #include "sqlpiPolicyValidate.h"
+#include "windowLint.h"
 #include "windowRecord.h"
 
 namespace kelpolicy {
@@ -37,12 +39,19 @@ std::string generate(const ConfigurationType& type, const std::string& document,
     Failure failure = witness.failure(fmt::format("cannot set {}", type.name), ca);
     failure.policy = type.kind.key.name;
     failure.document = documentInMessages(path);
+    const std::optional<DocumentIdentity> identity = identifyDocument(document, type.root);
     if (mistake.line != 0) {
         const TextPlace place = placeOfProblem(document, mistake.message, {mistake.line, mistake.column});
         failure.line = place.line;
         failure.column = place.column;
         failure.detail = mistake.message;
-        failure.excerpt = excerptOf(document, place);
+        if (!identity.has_value() || identity->isText) failure.excerpt = excerptOf(document, place);
+    }
+    if (identity.has_value()) {
+        const std::string isNot = identity->isText ? fmt::format(", and no document of {}", type.name) : "";
+        failure.detail = fmt::format("the document {}{}{}", identity->what, isNot,
+                                     failure.detail.empty() ? "" : ": " + failure.detail);
+        failure.hint = identity->hint;
     }
     throw failure;
 }
@@ -222,48 +231,90 @@ sqlpiMaintWindow windowsOf(const std::string& document) {
     return readWindows(given);
 }
 
-std::vector<std::string> compareWindows(const std::string& stored, const std::string& again, const std::string& where) {
+/* What differs between the two documents and is in `given` as it is in `again`. */
+std::vector<std::string> compareWindows(const std::string& stored, const std::string& again, const std::string& given,
+                                        const std::string& where) {
     std::vector<std::string> notes;
     const sqlpiMaintWindow before = windowsOf(stored);
     const sqlpiMaintWindow after = windowsOf(again);
-    const auto compare = [&](const char* name, const sqlpiMaintWindowInfo& one, const sqlpiMaintWindowInfo& other) {
-        if (shownRule(one) == shownRule(other)) return;  // masks that differ may select the same days
-        notes.push_back(fmt::format("the {} window {} is \"{}\"; setting this document makes it \"{}\"", name, where,
-                                    shownRule(one), shownRule(other)));
+    const sqlpiMaintWindow now = windowsOf(given);
+    const auto compare = [&](const char* name, sqlpiMaintWindowInfo sqlpiMaintWindow::*window) {
+        const std::string one = shownRule(before.*window);
+        const std::string other = shownRule(after.*window);
+        if (one == other || shownRule(now.*window) != other) return;  // masks that differ may select the same days
+        notes.push_back(
+            fmt::format("the {} window {} is \"{}\"; setting this document makes it \"{}\"", name, where, one, other));
     };
-    compare("online", before.online, after.online);
-    compare("offline", before.offline, after.offline);
+    compare("online", &sqlpiMaintWindow::online);
+    compare("offline", &sqlpiMaintWindow::offline);
     return notes;
 }
 
 /* The value, in words as well where they tell it from the other one. */
 std::string shownValue(const Field& field, const Field* other) {
     const bool hasWords = other != nullptr && other->meaning != field.meaning;
-    return jsonText(field.value) + (hasWords ? fmt::format(" ({})", field.meaning) : "");
+    return valueInWords(field.value) + (hasWords ? fmt::format(" ({})", field.meaning) : "");
 }
 
+/* The same as compareWindows. */
 std::vector<std::string> compareRecords(ReadRecord read, const std::string& stored, const std::string& again,
-                                        const std::string& where) {
-    std::optional<std::string> before = stored;
-    std::optional<std::string> after = again;
-    const Fields one = read(before);
-    const Fields other = read(after);
+                                        const std::string& given, const std::string& where) {
+    const auto recordFrom = [read](std::optional<std::string> document) { return read(document); };
+    const Fields one = recordFrom(stored);
+    const Fields other = recordFrom(again);
+    const Fields third = recordFrom(given);
     std::vector<std::string> notes;
     for (const Field& field : one) {
         const Field* now = findField(other, field.name);
-        if (now != nullptr && now->value == field.value) continue;
+        const Field* inGiven = findField(third, field.name);
+        const bool isAlsoGiven =
+            now == nullptr ? inGiven == nullptr : inGiven != nullptr && inGiven->value == now->value;
+        if (!isAlsoGiven || (now != nullptr && now->value == field.value)) continue;
         notes.push_back(fmt::format("{} {} is {}; setting this document makes it {}", field.name, where,
                                     shownValue(field, now), now == nullptr ? "none" : shownValue(*now, &field)));
     }
     return notes;
 }
 
+std::vector<std::string> compareDocuments(const ConfigurationType& type, const std::string& stored,
+                                          const std::string& again, const std::string& given,
+                                          const std::string& where) {
+    return &type.kind == &windowsKind ? compareWindows(stored, again, given, where)
+                                      : compareRecords(recordOf(type), stored, again, given, where);
+}
+
+/* --- what is surely not meant ------------------------------------------------------------------------------------- */
+
+void lintWindowOf(const char* element, const char* name, const sqlpiMaintWindowInfo& window,
+                  const CheckedConfiguration& checked, int64_t now, std::vector<std::string>& notes) {
+    const ConfigurationFact* fact = findFact(checked.facts, fmt::format("{}/@duration", element));
+    for (const Finding& finding : lintWindow(name, window, {}, now))
+        if (fact != nullptr && finding.check != std::string_view("midnight"))  // compareLength tells of that
+            notes.push_back(fmt::format("line {}: {}", fact->place.line, shownSubject(finding)));
+}
+
 }  // namespace
+
+std::vector<std::string> lintConfiguration(const ConfigurationType& type, const CheckedConfiguration& checked,
+                                           int64_t now) {
+    std::optional<Failure> unreadable;
+    if (parseDocument(checked.stored, "what would be stored", unreadable) == nullptr) return {};
+    std::vector<std::string> notes;
+    // Places in what is generated mean nothing to who wrote the document. Numbers are compared as they come back.
+    for (const Finding& finding : lintDocument(type.kind, checked.stored))
+        if (finding.check != std::string_view("number")) notes.push_back(shownSubject(finding));
+    if (&type.kind != &windowsKind) return notes;
+    const sqlpiMaintWindow windows = windowsOf(checked.stored);
+    lintWindowOf("OnlineWindow", "online", windows.online, checked, now, notes);
+    lintWindowOf("OfflineWindow", "offline", windows.offline, checked, now, notes);
+    return notes;
+}
 
 CheckedConfiguration checkConfiguration(const ConfigurationType& type, const std::string& document,
                                         const std::string& path) {
     CheckedConfiguration checked{generate(type, document, path)};
-    const std::vector<ConfigurationFact> facts = readConfigurationFacts(document);
+    checked.facts = readConfigurationFacts(document);
+    const std::vector<ConfigurationFact>& facts = checked.facts;
     checked.refusal = findRefusal(type, document, path, facts, checked.stored);
     if (checked.refusal.has_value()) return checked;
 
@@ -297,8 +348,18 @@ std::vector<std::string> compareWithStored(const ConfigurationType& type, const 
     std::string again;
     if (const std::optional<std::string> reason = whyNotSet(type, configuration, again))
         return {fmt::format("setting this document would fail: {}", *reason)};
-    return &type.kind == &windowsKind ? compareWindows(stored, again, where)
-                                      : compareRecords(recordOf(type), stored, again, where);
+    return compareDocuments(type, stored, again, again, where);
+}
+
+std::vector<std::string> compareWithForce(const ConfigurationType& type, const CheckedConfiguration& checked,
+                                          const std::string& inForce) {
+    sqlca ca = {};
+    std::string again;
+    const std::optional<std::string> configuration = tryExtract(type, inForce, ca);
+    if (!configuration.has_value() || whyNotSet(type, *configuration, again).has_value()) return {};
+    std::vector<std::string> notes = compareDocuments(type, inForce, again, checked.stored, "in force before");
+    for (std::string& note : notes) note += ", which is what a get writes for it";
+    return notes;
 }
 
 }  // namespace kelpolicy

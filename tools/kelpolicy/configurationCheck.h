@@ -6,21 +6,27 @@
 #include <string>
 #include <vector>
 
+#include "configurationFacts.h"
 #include "configurationTypes.h"
 #include "failure.h"
 
 namespace kelpolicy {
 
 struct CheckedConfiguration {
-    std::string stored;               /* the policy-language document that setting it stores */
-    std::optional<Failure> refusal{}; /* the engine would not read back from that what the document says */
-    std::vector<std::string> notes{}; /* what is stored or read back as something else that comes close */
+    std::string stored;                     /* the policy-language document that setting it stores */
+    std::optional<Failure> refusal{};       /* the engine would not read back from that what the document says */
+    std::vector<std::string> notes{};       /* what is stored or read back as something else that comes close */
+    std::vector<ConfigurationFact> facts{}; /* what the document says */
 };
 
 /* All that a set checks before it stores. `path` names the document in messages. Throws Failure when the document is
  * refused by the engine's procedures. REQUIRES: an instance is bound to the thread where there is one. */
 CheckedConfiguration checkConfiguration(const ConfigurationType& type, const std::string& document,
                                         const std::string& path);
+
+/* What is legal in the document and yet surely not meant, as lint finds it from `now` on in the process's zone. */
+std::vector<std::string> lintConfiguration(const ConfigurationType& type, const CheckedConfiguration& checked,
+                                           int64_t now);
 
 /* The configuration document of a stored policy, as a get makes it. `name` names the policy in messages. Throws
  * Failure. */
@@ -30,6 +36,10 @@ std::string extractConfiguration(const ConfigurationType& type, const std::strin
  * `where` says in the messages where it is stored: "in force". */
 std::vector<std::string> compareWithStored(const ConfigurationType& type, const std::string& configuration,
                                            const std::string& stored, const std::string& where);
+
+/* What the policy in force has, a get cannot write, and setting the document changes to what a get writes for it. */
+std::vector<std::string> compareWithForce(const ConfigurationType& type, const CheckedConfiguration& checked,
+                                          const std::string& inForce);
 
 }  // namespace kelpolicy
 

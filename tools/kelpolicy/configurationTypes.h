@@ -11,13 +11,15 @@ namespace kelpolicy {
 struct ConfigurationType {
     const char* name;      /* as the engine's procedures take it */
     const char* shortName; /* as a person may write it */
+    const char* root;      /* element of its documents */
     const PolicyKind& kind;
 };
 
-inline constexpr ConfigurationType configurationTypes[] = {{"MAINTENANCE_WINDOW", "windows", windowsKind},
-                                                           {"AUTO_BACKUP", "backup", backupKind},
-                                                           {"AUTO_REORG", "reorg", reorgKind},
-                                                           {"AUTO_RUNSTATS", "runstats", runstatsKind}};
+inline constexpr ConfigurationType configurationTypes[] = {
+    {"MAINTENANCE_WINDOW", "windows", "KELMaintenanceWindows", windowsKind},
+    {"AUTO_BACKUP", "backup", "KELAutoBackupPolicy", backupKind},
+    {"AUTO_REORG", "reorg", "KELAutoReorgPolicy", reorgKind},
+    {"AUTO_RUNSTATS", "runstats", "KELAutoRunstatsPolicy", runstatsKind}};
 
 /* The policy that a person names in any case: by the NAME of its row, its type, or in short; null when there is none.
  */

@@ -6,6 +6,7 @@
 #include "commandLine.h"
 #include "configurationTypes.h"
 #include "databaseSession.h"
+#include "documentLint.h"
 #include "policyKinds.h"
 #include "policyRow.h"
 #include "records.h"
@@ -83,7 +84,9 @@ int runDescribe(const std::string& name, const GlobalOptions& options, Output& o
             continue;
         }
         if (!row.has_value()) output.note(noteOfMissingRow(kind->key));
-        if (verdict.saysNothing) output.note(noteOfSilence(*kind, shownOrigin(kind->key, *row)));
+        if (!verdict.isFit()) output.note(noteOfMisfit(*kind, verdict, shownOrigin(kind->key, *row)));
+        if (row.has_value() && !verdict.saysNothing)
+            noteFindings(lintDocument(*kind, row->document), output, kind->key.name);
         remarks.tell(output, fmt::format("the engine logged while it read {}", kind->key.name));
         tellWhetherItWasCut(*kind, description, output);
     }

@@ -94,15 +94,48 @@ Json rowObject(const DumpedRow& row) {
     return object;
 }
 
-/* Throws Json::exception. */
-DumpedRow rowOf(const Json& object) {
-    DumpedRow row;
-    row.file = object.at("file").get<std::string>();
-    row.key = takeKey(object);
-    row.updateTime = object.at("updateTime").get<std::string>();
-    row.bytes = object.at("bytes").get<size_t>();
-    row.sha256 = object.at("sha256").get<std::string>();
-    return row;
+/* Takes the members of a row; each throws Damage that names the row and the member. */
+class RowReader {
+public:
+    RowReader(const Json& object, size_t number) : object_(object), name_(fmt::format("row {}", number)) {
+        if (!object_.is_object()) throw Damage{fmt::format("is damaged: {} is no object", name_)};
+        const std::string file = text("file");
+        name_ = fmt::format("the row of the file \"{}\"", file);
+    }
+
+    std::string text(const char* key) const {
+        const auto value = object_.find(key);
+        if (value == object_.end() || !value->is_string()) throw damage(key, "is no text");
+        return value->get<std::string>();
+    }
+    size_t number(const char* key) const {
+        const auto value = object_.find(key);
+        if (value == object_.end() || !value->is_number_unsigned()) throw damage(key, "is no whole number");
+        return value->get<size_t>();
+    }
+    std::string keyPart(const char* key) const {
+        std::optional<std::string> bytes = takeBytes(object_, key);
+        if (!bytes.has_value()) throw damage(key, "is no text, and has none in base64 beside it");
+        return *std::move(bytes);
+    }
+
+private:
+    Damage damage(const char* key, const char* what) const {
+        return {fmt::format("is damaged: {}: \"{}\" {}", name_, key, what)};
+    }
+
+    const Json& object_;
+    std::string name_;
+};
+
+/* Throws Damage. */
+DumpedRow rowOf(const Json& object, size_t number) {
+    const RowReader reader(object, number);
+    return {{reader.keyPart("med"), reader.keyPart("decision"), reader.keyPart("name")},
+            reader.text("updateTime"),
+            reader.text("file"),
+            reader.number("bytes"),
+            reader.text("sha256")};
 }
 
 /* Throws Json::exception, or Damage. */
@@ -118,7 +151,7 @@ std::vector<DumpedRow> rowsOf(const std::string& text) {
         throw Damage{fmt::format("is of version {}, this program reads {}", manifest.at("version").dump(), version)};
     if (manifest.at("sha256") != checksumOf(manifest)) throw Damage{"is damaged: its checksum differs"};
     std::vector<DumpedRow> rows;
-    for (const Json& object : manifest.at("rows")) rows.push_back(rowOf(object));
+    for (const Json& object : manifest.at("rows")) rows.push_back(rowOf(object, rows.size() + 1));
     return rows;
 }
 

@@ -7,6 +7,8 @@
 #include "changeReport.h"
 #include "databaseSession.h"
 #include "documentFile.h"
+#include "documentLint.h"
+#include "installCheck.h"
 #include "keyOptions.h"
 #include "policyKinds.h"
 #include "procedures.h"
@@ -20,6 +22,7 @@ struct InstallOptions {
     KeyOptions keys{};
     std::string document{};
     std::string serverFile{};
+    bool force = false;
     bool yes = false;
 
     RowKey key() const {
@@ -42,7 +45,7 @@ std::string list(const std::set<std::string>& keys) {
     size_t shown = 0;
     for (const std::string& key : keys) {
         if (shown == most) return text + fmt::format(" and {} more", keys.size() - most);
-        text += fmt::format("{}\"{}\"", shown++ == 0 ? "" : ", ", printable(key));
+        text += fmt::format("{}\"{}\"", shown++ == 0 ? "" : ", ", key);
     }
     return text;
 }
@@ -72,6 +75,10 @@ Failure noRow(const InstallOptions& options) {
             "\"kelpolicy retrieve\" shows all rows." + defaults, 100, "02000"};
 }
 
+Failure rowIsThere(const RowKey& key) {
+    return {fmt::format("there is a row {} already", shownKey(key)), "\"install update\" replaces it.", -803, "23505"};
+}
+
 /* A file of the engine's as it is now; nothing when it cannot be told. */
 std::optional<std::string> serverFileContents(const std::string& name, const kelhost::Instance& instance) {
     const std::string directory = instance.path();
@@ -79,25 +86,14 @@ std::optional<std::string> serverFileContents(const std::string& name, const kel
 }
 
 void noteDefects(const RowKey& key, const PolicyRow& row, Output& output) {
+    const PolicyKind* kind = findPolicyKind(key);
     const DocumentVerdict verdict = judgeRow(key, row.document);
     if (verdict.problem.has_value())
         output.note(fmt::format("{}. {}", verdict.problem->what(), verdict.problem->hint));
-    else if (verdict.saysNothing)
-        output.note("the document has no element of this policy: the engine works with its built-in defaults");
-}
-
-/* An update of any row is followed by one that keeps two settings of the reorg policy, as the engine's own tools
- * expect; it may put another document there than the one given. */
-void noteCarryOver(const PolicyRow& row, Output& output) {
-    const DocumentVerdict verdict = judgeDocument(reorgKind, row.document, DocumentOrigin::stored, "what is stored");
-    if (verdict.problem.has_value() || verdict.saysNothing) {
-        output.note("what is stored is not what the file holds: it was written to meanwhile");
-        return;
-    }
-    output.note(
-        "the document given was replaced: while the reorg policy has a reclaim size or a number of pseudo-empty pages, "
-        "the engine follows every update with a reorg policy of its own making, to keep them. \"install delete\" and "
-        "\"install insert\" store a document as it is");
+    else if (!verdict.isFit())
+        output.note(noteOfMisfit(*kind, verdict, "the document"));
+    else if (kind != nullptr)
+        noteFindings(lintDocument(*kind, row.document), output);
 }
 
 /* The row as it stands after an insert or update. */
@@ -109,12 +105,12 @@ PolicyRow storedRow(const char* action, const RowKey& key) {
 }
 
 void writeRow(const char* action, const RowKey& key, const PolicyRow& row, Output& output) {
-    output.writeLine(fmt::format("{}: {}, {} bytes, stored {}", action, shownKey(key), row.document.size(),
-                                 printable(row.updateTime)));
+    output.writeLine(printable(
+        fmt::format("{}: {}, {} bytes, stored {}", action, shownKey(key), row.document.size(), row.updateTime)));
 }
 
 void writeStored(const char* action, const RowKey& key, const PolicyRow& row, const std::optional<std::string>& given,
-                 Output& output) {
+                 const InstallCheck& check, Output& output) {
     if (output.isJson()) {
         Json object = rowObject(action, key, row);
         object["asGiven"] = given.has_value() ? Json(row.document == *given) : Json(nullptr);
@@ -123,7 +119,7 @@ void writeStored(const char* action, const RowKey& key, const PolicyRow& row, co
     } else {
         writeRow(action, key, row, output);
     }
-    if (given.has_value() && row.document != *given) noteCarryOver(row, output);
+    if (given.has_value() && row.document != *given) output.note(check.whyReplaced(*given));
     noteDefects(key, row, output);
 }
 
@@ -134,28 +130,31 @@ int runStore(InstallAction action, const InstallOptions& options, const GlobalOp
     DatabaseSession session(globals, output, Purpose::change);
     const RowKey key = options.key();
     if (isUpdate && !holdPolicyRow(key)) throw noRow(options);
+    if (!isUpdate && readPolicyRow(key).has_value()) throw rowIsThere(key);
+    const InstallCheck check(action, key);
+    if (given.has_value() && !options.force) check.requireFit(*given, documentName(options.document));
     try {
         installPolicy(action, key, given, options.serverFile);
     } catch (const Failure&) {
         if (isUpdate || !readPolicyRow(key).has_value()) throw;
-        throw Failure(fmt::format("there is a row {} already", shownKey(key)), "\"install update\" replaces it.", -803,
-                      "23505");
+        throw rowIsThere(key);  // since the look
     }
     if (!given.has_value()) given = serverFileContents(options.serverFile, session.instance());
     const char* name = isUpdate ? "update" : "insert";
     const PolicyRow row = storedRow(name, key);
+    if (!options.force) check.requireKept(given, row.document);
     const RowChange change = {name, "", isUpdate ? "" : describeRow(key)};
     session.commit();
     if (!isUpdate) reportChange("kelpolicy install", key, session.databaseName(), change);
-    writeStored(name, key, row, given, output);
+    writeStored(name, key, row, given, check, output);
     return exitDone;
 }
 
 void confirm(const RowKey& key, const PolicyRow& row) {
     const std::string effect =
         findPolicyKind(key) == nullptr ? "" : ", so that the engine works with its built-in defaults for this policy";
-    if (!ask(fmt::format("Delete {}, stored {}, {} bytes{}?", shownKey(key), printable(row.updateTime),
-                         row.document.size(), effect)))
+    if (!ask(printable(fmt::format("Delete {}, stored {}, {} bytes{}?", shownKey(key), row.updateTime,
+                                   row.document.size(), effect))))
         throw Failure("nothing was deleted", "Answer \"y\" to delete the row.", interruptedCode, interruptedState);
 }
 
@@ -210,6 +209,7 @@ void addStore(CLI::App& group, RunCommand& chosen, InstallAction action, const c
         ->type_name("SERVERFILE")
         ->check(refuseEmpty)
         ->excludes(policy);
+    command->add_flag("--force", options->force, "Store what the engine would not read as it is given, too");
     const std::string shown = fmt::format(
         "kelpolicy install {} --med KELDatabaseRecoveryMED --decision DBBackupDecision --name DBBackupPolicy "
         "--policy samples/backup-to-disk.xml",

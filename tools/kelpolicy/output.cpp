@@ -192,4 +192,8 @@ std::string jsonText(const Json& value, int indent) {
     return escapedInJson(value.dump(indent, ' ', false, Json::error_handler_t::replace));
 }
 
+std::string valueInWords(const Json& value) {
+    return value.is_string() ? "\"" + value.get<std::string>() + "\"" : jsonText(value);
+}
+
 }  // namespace kelpolicy

@@ -74,6 +74,9 @@ Json errorObject(const Failure& failure);
  * could act on a terminal are escaped. */
 std::string jsonText(const Json& value, int indent = -1);
 
+/* A value in words: a text in quotes, as it is. */
+std::string valueInWords(const Json& value);
+
 }  // namespace kelpolicy
 
 #endif

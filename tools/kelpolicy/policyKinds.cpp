@@ -6,6 +6,7 @@
 #include <iterator>
 #include <new>
 
+#include "documentIdentity.h"
 #include "sqlpiPolicyCommonParser.h"
 #include "sqlpiPolicyParserHooks.h"
 #include "text.h"
@@ -24,8 +25,14 @@ Failure parseFailure(std::string_view document, const std::string& name, const s
     const TextPlace place = placeOfProblem(document, problem.message, {problem.line, problem.column});
     const std::string where =
         place.line == 0 ? std::string() : fmt::format(" at line {}, column {}", place.line, place.column);
-    Failure failure(fmt::format("{} does not parse{}: {}", name, where, problem.message),
-                    "Correct the document there; \"kelpolicy tree PATH\" tells whether a document parses.",
+    std::string why = problem.message;
+    why.erase(why.find_last_not_of('.') + 1);
+    const std::optional<DocumentIdentity> identity = identifyDocument(document, documentLanguage);
+    if (identity.has_value()) why += ": it " + identity->what;
+    Failure failure(fmt::format("{} does not parse{}: {}", name, where, why),
+                    identity.has_value()
+                        ? identity->hint
+                        : "Correct the document there; \"kelpolicy tree PATH\" tells whether a document parses.",
                     policyDocumentCode, policyState);
     failure.line = place.line;
     failure.column = place.column;
@@ -78,16 +85,28 @@ DocumentVerdict judgeDocument(const PolicyKind& kind, std::string_view document,
     std::optional<Failure> failure;
     const sqlpiTree root = parseDocument(document, name, failure);
     if (root == nullptr) return fallsBack(*std::move(failure));
-    const bool hasElement =
-        std::any_of(kind.elements.begin(), kind.elements.end(), [&root](SQLPI_POL_ELEMENT_TYPE type) {
-            root->resetAll();
-            return root->findElement(root.get(), type) != nullptr;
-        });
-    return {{}, !hasElement};
+    const auto has = [&root](SQLPI_POL_ELEMENT_TYPE type) {
+        root->resetAll();
+        return root->findElement(root.get(), type) != nullptr;
+    };
+    // Several policies have the sensor of the table filter.
+    const auto hasOwn = [&has](const PolicyKind& of) {
+        return std::any_of(of.elements.begin(), of.elements.end(),
+                           [&has](auto type) { return type != SQLPI_ELEMENT_SENSORS && has(type); });
+    };
+    if (hasOwn(kind)) return {};
+    DocumentVerdict verdict;
+    verdict.saysNothing = std::none_of(kind.elements.begin(), kind.elements.end(), has);
+    for (const PolicyKind* other : policyKinds)
+        if (verdict.other == nullptr && hasOwn(*other)) verdict.other = other;
+    return verdict;
 }
 
-std::string noteOfSilence(const PolicyKind& kind, const std::string& origin) {
-    return fmt::format("{} has no element of the {}: the built-in defaults are in force", origin, kind.title);
+std::string noteOfMisfit(const PolicyKind& kind, const DocumentVerdict& verdict, const std::string& origin) {
+    const std::string has = verdict.other == nullptr ? "" : fmt::format("has elements of the {}", verdict.other->title);
+    if (!verdict.saysNothing) return fmt::format("{} {}, and of the {} only what both have", origin, has, kind.title);
+    return fmt::format("{} has no element of the {}: the built-in defaults are in force{}", origin, kind.title,
+                       has.empty() ? "" : "; it " + has);
 }
 
 DocumentVerdict judgeStoredDocument(const PolicyKind& kind, std::string_view document) {

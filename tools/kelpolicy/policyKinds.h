@@ -61,12 +61,16 @@ sqlpiTree parseDocument(std::string_view document, const std::string& name, std:
 
 /* What a person should know of a document that is read as this policy. */
 struct DocumentVerdict {
-    std::optional<Failure> problem{}; /* it does not parse, or is empty: the engine uses its defaults */
-    bool saysNothing = false;         /* it parses, and has no element of the policy */
+    std::optional<Failure> problem{};  /* it does not parse, or is empty: the engine uses its defaults */
+    bool saysNothing = false;          /* it parses, and has no element of the policy */
+    const PolicyKind* other = nullptr; /* whose elements it has, where it has none that are this policy's alone */
+
+    bool isFit() const { return !problem.has_value() && !saysNothing && other == nullptr; }
 };
 
-/* The note for a document that says nothing; `origin` says where it comes from. */
-std::string noteOfSilence(const PolicyKind& kind, const std::string& origin);
+/* The note for a document that says nothing, or is another policy's; `origin` says where it comes from.
+ * REQUIRES: it parses, and is not fit. */
+std::string noteOfMisfit(const PolicyKind& kind, const DocumentVerdict& verdict, const std::string& origin);
 
 enum class DocumentOrigin { stored, given };
 

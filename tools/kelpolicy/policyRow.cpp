@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "text.h"
-
 namespace kelpolicy {
 namespace {
 
@@ -16,8 +14,7 @@ RowKey keyOf(const sqlpiPolicyKey& key) {
 }
 
 std::string shownKey(const RowKey& key) {
-    return fmt::format("MED \"{}\", DECISION \"{}\", NAME \"{}\"", printable(key.med), printable(key.decision),
-                       printable(key.name));
+    return fmt::format("MED \"{}\", DECISION \"{}\", NAME \"{}\"", key.med, key.decision, key.name);
 }
 
 std::string shownOrigin(const sqlpiPolicyKey& key, const PolicyRow& row) {

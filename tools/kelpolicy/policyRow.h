@@ -34,7 +34,7 @@ struct RowKey {
 };
 RowKey keyOf(const sqlpiPolicyKey& key);
 
-/* MED "...", DECISION "...", NAME "...", fit for a terminal. */
+/* MED "...", DECISION "...", NAME "..." */
 std::string shownKey(const RowKey& key);
 
 /* The condition of a key, and what its markers stand for. REQUIRES of the values: the key lives longer. */

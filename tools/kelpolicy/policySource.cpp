@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "documentFile.h"
+#include "documentLint.h"
 
 namespace kelpolicy {
 
@@ -35,6 +36,11 @@ std::string PolicySource::origin() const {
     return from;
 }
 
+void PolicySource::noteFindings() const {
+    const std::string* document = effectiveDocument();
+    if (document != nullptr && !verdict_.saysNothing) kelpolicy::noteFindings(lintDocument(kind_, *document), output_);
+}
+
 int PolicySource::finish(const RemarkFilter& isOfInterest) {
     if (databaseSession_.has_value()) databaseSession_->commit();
     if (verdict_.problem.has_value()) {
@@ -42,7 +48,7 @@ int PolicySource::finish(const RemarkFilter& isOfInterest) {
         return exitFailed;
     }
     if (!given_.has_value() && !row_.has_value()) output_.note(noteOfMissingRow(kind_.key));
-    if (verdict_.saysNothing) output_.note(noteOfSilence(kind_, origin()));
+    if (!verdict_.isFit()) output_.note(noteOfMisfit(kind_, verdict_, origin()));
     remarks_.tell(output_, "the engine logged", isOfInterest);
     return exitDone;
 }

@@ -26,6 +26,9 @@ public:
     /* In words, where the policy comes from, or that the defaults are in force. */
     std::string origin() const;
 
+    /* Notes what stands in the document and is not seen. */
+    void noteFindings() const;
+
     /* Tells what is wrong with the document and which remarks of the engine are of interest, ends the unit of work and
      * returns exitDone or exitFailed. */
     int finish(const RemarkFilter& isOfInterest = everyRemark);

@@ -112,8 +112,8 @@ void writeRows(const std::vector<RetrievedRow>& rows, Output& output) {
 void writeDocuments(const std::vector<RetrievedRow>& rows, Output& output) {
     for (const RetrievedRow& row : rows) {
         if (rows.size() > 1)
-            output.writeLine(
-                output.styled(Style::heading, fmt::format("== {}, {} bytes", shownKey(row.key), row.document.size())));
+            output.writeLine(output.styled(
+                Style::heading, printable(fmt::format("== {}, {} bytes", shownKey(row.key), row.document.size()))));
         output.writeDocument(row.document, rows.size() > 1);
     }
 }

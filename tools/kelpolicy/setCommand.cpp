@@ -17,6 +17,7 @@ struct SetOptions : WindowOptions {
     const ConfigurationType* type = nullptr;
     std::string serverFile{}; /* in place of `document` */
     bool dryRun = false;
+    bool all = false; /* stretches of time */
     bool force = false;
 };
 
@@ -41,11 +42,15 @@ std::optional<CheckedConfiguration> check(const SetOptions& options, const std::
 }
 
 /* What the check has found, once it is true that it is stored. */
-void tellNotes(const SetOptions& options, const CheckedConfiguration& checked, Output& output) {
+void tellNotes(const SetOptions& options, const CheckedConfiguration& checked, const std::optional<PolicyRow>& before,
+               Output& output) {
     if (checked.refusal.has_value())
         output.note(
             fmt::format("{}, --force: {}", options.dryRun ? "would be stored" : "stored", checked.refusal->what()));
     for (const std::string& note : checked.notes) output.note(note);
+    if (before.has_value())
+        for (const std::string& note : compareWithForce(*options.type, checked, before->document)) output.note(note);
+    for (const std::string& note : lintConfiguration(*options.type, checked, momentOf(options))) output.note(note);
 }
 
 void storeThrough(const SetOptions& options, const std::optional<std::string>& document,
@@ -115,8 +120,8 @@ void writeChange(const SetOptions& options, const Change& change, Output& output
     output.writeLine("after   " + printable(change.after));
     if (!change.windows.has_value()) return;
     output.writeLine("in the next 32 days:");
-    writeWindowChange("online", change.windows->online, output);
-    writeWindowChange("offline", change.windows->offline, output);
+    writeWindowChange("online", change.windows->online, options.all, output);
+    writeWindowChange("offline", change.windows->offline, options.all, output);
 }
 
 int runSet(const SetOptions& options, const GlobalOptions& globals, Output& output) {
@@ -128,6 +133,7 @@ int runSet(const SetOptions& options, const GlobalOptions& globals, Output& outp
     if (isServerFile) document = peekAtServerFile(session.instance().exchangeFiles(), options.serverFile);
     const std::optional<CheckedConfiguration> checked = check(options, document);
     holdPolicyRow(keyOf(options.type->kind.key));  // what is described before the change is what it replaces
+    const std::optional<PolicyRow> rowBefore = readPolicyRow(options.type->kind.key);
     Change change{describePolicy(*options.type)};
     const bool comparesWindows = options.dryRun && &options.type->kind == &windowsKind;
     const std::optional<sqlpiMaintWindow> before = comparesWindows ? std::optional(windowsInForce()) : std::nullopt;
@@ -139,7 +145,7 @@ int runSet(const SetOptions& options, const GlobalOptions& globals, Output& outp
     change.after = describePolicy(*options.type);
     if (before.has_value()) change.windows = compareInForce(options, *before, output);
     if (!options.dryRun) session.commit();  // else the session's end rolls back
-    if (checked.has_value()) tellNotes(options, *checked, output);
+    if (checked.has_value()) tellNotes(options, *checked, rowBefore, output);
     writeChange(options, change, output);
     return exitDone;
 }
@@ -159,6 +165,7 @@ void addSet(CLI::App& parent, RunCommand& chosen) {
         ->check(refuseEmpty)
         ->excludes(path);
     CLI::Option* dryRun = command->add_flag("--dry-run", options->dryRun, "Show what would change, and store nothing");
+    command->add_flag("--all", options->all, "Show every stretch of time that the windows gain or lose")->needs(dryRun);
     command->add_flag("--force", options->force, "Store what the engine could not read back, too");
     addAtOption(*command, *options);
     addZoneOption(*command, *options);

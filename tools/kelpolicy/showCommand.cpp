@@ -26,7 +26,7 @@ const ShownRecord shownRecords[] = {
 
 std::string shownValue(const Json& value) {
     if (value.is_null()) return "none";
-    return value.is_string() ? "\"" + printable(value.get<std::string>()) + "\"" : value.dump();
+    return printable(valueInWords(value));
 }
 
 void writeRecord(const Fields& fields, Output& output) {
@@ -59,6 +59,7 @@ int runShow(const ShownRecord& shown, const std::string& path, const GlobalOptio
         output.writeLine(
             fmt::format("{}  ({})", output.styled(Style::heading, shown.kind.title), printable(source.origin())));
     writeRecord(fields, output);
+    source.noteFindings();
     // The engine looks its default location up before it reads the document, which may name its own.
     return source.finish([&fields](const kelhost::LogRecord& remark) {
         return remark.text != "Auto backup Policy: Unknown default backup location" ||

@@ -39,6 +39,7 @@ int runShowWindows(const WindowOptions& options, const GlobalOptions& globals, O
         writeWindow("online", windows.record().online, output);
         writeWindow("offline", windows.record().offline, output);
     }
+    windows.source().noteFindings();
     return windows.source().finish();
 }
 

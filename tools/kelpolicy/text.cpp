@@ -58,13 +58,18 @@ size_t fittingBytes(std::string_view text, size_t width) {
 
 }  // namespace
 
-std::string printable(std::string_view text) {
+namespace {
+
+/* The text with what is not harmless made visible, and `backslash` where it has one. */
+std::string visible(std::string_view text, std::string_view backslash) {
     std::string shown;
     shown.reserve(text.size());
     while (!text.empty()) {
         const bool isText = !isIllFormed(text);
         const std::string_view character = takeCharacter(text);
-        if (isText && isHarmless(character)) {
+        if (character == "\\") {
+            shown += backslash;
+        } else if (isText && isHarmless(character)) {
             shown += character;
         } else if (character == "\n") {
             shown += "\\n";
@@ -77,13 +82,19 @@ std::string printable(std::string_view text) {
     return shown;
 }
 
+}  // namespace
+
+std::string printable(std::string_view text) {
+    return visible(text, "\\\\");
+}
+
 std::string printableLines(std::string_view text) {
     std::string shown;
     shown.reserve(text.size());
     while (!text.empty()) {
         const size_t end = std::min(text.find_first_of("\n\t"), text.size());
         const bool endsWithBoth = end > 0 && end < text.size() && text[end] == '\n' && text[end - 1] == '\r';
-        shown += printable(text.substr(0, end - (endsWithBoth ? 1 : 0)));
+        shown += visible(text.substr(0, end - (endsWithBoth ? 1 : 0)), "\\");  // it may have been printable
         if (endsWithBoth) shown += '\r';
         if (end < text.size()) shown += text[end];
         text.remove_prefix(std::min(end + 1, text.size()));

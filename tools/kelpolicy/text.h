@@ -9,8 +9,8 @@
 
 namespace kelpolicy {
 
-/* The text with everything that could move a cursor or mislead a reader made visible: control characters as \n, \t or
- * \xNN, bytes that are not UTF-8 as \xNN. */
+/* The text with all that could move a cursor or mislead a reader made visible: control characters as \n, \t or \xNN,
+ * bytes that are not UTF-8 as \xNN, a backslash as two. Done once, by whatever writes the text. */
 std::string printable(std::string_view text);
 
 /* The same for a text of several lines: line ends (LF and CR LF) and tabs stay. */

@@ -130,7 +130,7 @@ void writeTextTree(const SQLPIPolicyElement& root, Output& output) {
                            padded(classNames[element.elementType], 32) + "  ";
         const Json attributes = typedAttributes(element);
         for (const auto& [name, value] : attributes.items())
-            line += fmt::format("{}={} ", name, printable(jsonText(value)));
+            line += fmt::format("{}={} ", name, printable(valueInWords(value)));
         if (element.text != nullptr && !isBlank(element.text))
             line += "\"" + cutToWidth(printable(element.text), widestText) + "\"";
         line.erase(line.find_last_not_of(' ') + 1);
@@ -143,7 +143,10 @@ int runTree(const std::string& path, const GlobalOptions& options, Output& outpu
     const std::string document = readDocument(path, largestDocument);
     std::optional<Failure> failure;
     const sqlpiTree root = parseDocument(document, documentName(path), failure);
-    if (failure.has_value()) throw Failure(*failure);
+    if (failure.has_value()) {
+        if (failure->hint.find("kelpolicy tree") != std::string::npos) failure->hint = "Correct the document there.";
+        throw Failure(*failure);
+    }
     if (output.isJson())
         writeJsonTree(*root, output);
     else

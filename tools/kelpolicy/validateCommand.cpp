@@ -1,6 +1,8 @@
 // kelpolicy validate: all that a set would check.
 #include <fmt/format.h>
 
+#include <ctime>
+
 #include "configurationCheck.h"
 #include "databaseSession.h"
 #include "documentFile.h"
@@ -31,8 +33,10 @@ int runValidate(const ValidateOptions& options, const GlobalOptions& globals, Ou
     std::vector<std::string> notes;
     try {
         CheckedConfiguration checked = checkConfiguration(*options.type, document, options.path);
+        notes = checked.notes;
+        for (std::string& note : lintConfiguration(*options.type, checked, std::time(nullptr)))
+            notes.push_back(std::move(note));
         problem = std::move(checked.refusal);
-        notes = std::move(checked.notes);
     } catch (const Failure& failure) {
         problem = failure;
     }

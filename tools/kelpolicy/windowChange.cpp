@@ -45,12 +45,17 @@ int64_t secondsOf(const std::vector<Stretch>& stretches) {
                            [](int64_t sum, const Stretch& stretch) { return sum + stretch.end - stretch.start; });
 }
 
-void writeStretches(const char* name, const char* what, Style style, const std::vector<Stretch>& stretches,
+void writeStretches(const char* name, const char* what, Style style, const std::vector<Stretch>& stretches, bool all,
                     Output& output) {
+    constexpr size_t most = 3;
     if (stretches.empty()) return;
     output.writeLine(
         output.styled(style, fmt::format("{} window {}: {}", name, what, shownDuration(secondsOf(stretches)))));
-    for (const Stretch& stretch : stretches) output.writeLine("  " + shownStretch(stretch));
+    // One more takes no more room than the line that tells of it.
+    const size_t shown = all || stretches.size() <= most + 1 ? stretches.size() : most;
+    for (size_t i = 0; i < shown; ++i) output.writeLine("  " + shownStretch(stretches[i]));
+    if (shown < stretches.size())
+        output.writeLine(fmt::format("  and {} more, which --all shows", stretches.size() - shown));
 }
 
 }  // namespace
@@ -69,9 +74,9 @@ Json windowChangeObject(const WindowChange& change) {
     return {{"gained", object(change.gained)}, {"lost", object(change.lost)}};
 }
 
-void writeWindowChange(const char* name, const WindowChange& change, Output& output) {
-    writeStretches(name, "gained", Style::good, change.gained, output);
-    writeStretches(name, "lost", Style::bad, change.lost, output);
+void writeWindowChange(const char* name, const WindowChange& change, bool all, Output& output) {
+    writeStretches(name, "gained", Style::good, change.gained, all, output);
+    writeStretches(name, "lost", Style::bad, change.lost, all, output);
     if (change.gained.empty() && change.lost.empty())
         output.writeLine(fmt::format("{} window: nothing gained, nothing lost", name));
 }

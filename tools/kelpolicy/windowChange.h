@@ -21,8 +21,8 @@ WindowChange compareWindows(const sqlpiMaintWindowInfo& before, const sqlpiMaint
 /* {"gained":{"seconds","stretches":[...]},"lost":{...}} */
 Json windowChangeObject(const WindowChange& change);
 
-/* In words, one stretch on a line. `name` is "online" or "offline". */
-void writeWindowChange(const char* name, const WindowChange& change, Output& output);
+/* In words, one stretch on a line: the first ones, or all. `name` is "online" or "offline". */
+void writeWindowChange(const char* name, const WindowChange& change, bool all, Output& output);
 
 }  // namespace kelpolicy
 

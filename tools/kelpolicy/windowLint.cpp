@@ -149,7 +149,7 @@ private:
         if (coming.empty() && !next->isOpen()) coming.push_back(*next);
         int64_t longest = 0;
         for (const Stretch& stretch : coming) longest = std::max(longest, stretch.end - stretch.start);
-        if (longest < hour && !coming.empty())
+        if (longest + 1 < hour && !coming.empty())  // an end at midnight is stored a second earlier
             add("short", "warning", place(SQLPI_ELEMENT_TIME_OF_DAY_MASK),
                 fmt::format("it lasts {} at most: work that needs longer never starts", shownDuration(longest)),
                 "an end in TimeOfDayMask that leaves an hour at least");

@@ -2,22 +2,13 @@
 #ifndef KELPOLICY_WINDOW_LINT_H
 #define KELPOLICY_WINDOW_LINT_H
 
-#include <string>
 #include <vector>
 
+#include "documentLint.h"
 #include "sqlpiCommonPolicy.h"
 #include "windowPlaces.h"
 
 namespace kelpolicy {
-
-struct Finding {
-    const char* check;    /* its name, for programs */
-    const char* severity; /* "error": the window does nothing; "warning": not what it says; "note": worth a look */
-    const char* window;   /* "online" or "offline" */
-    TextPlace place;      /* of the element concerned; line 0: there is no document */
-    std::string what;     /* what happens */
-    std::string instead;  /* what to write */
-};
 
 /* What the texts of the conditions say is not what the engine reads. */
 std::vector<Finding> lintTexts(const std::vector<WindowCondition>& conditions);

@@ -26,17 +26,20 @@ void writeFinding(const Finding& finding, Output& output) {
     const std::string where = finding.place.line == 0
                                   ? std::string()
                                   : fmt::format("line {}, column {}: ", finding.place.line, finding.place.column);
-    output.writeLine(fmt::format("{}: {}the {} window: {}", output.styled(style, finding.severity), where,
-                                 finding.window, finding.what));
+    output.writeLine(
+        fmt::format("{}: {}{}", output.styled(style, finding.severity), where, printable(shownSubject(finding))));
     output.writeLine(fmt::format("  write instead: {}", finding.instead));
 }
 
 int runLint(const WindowOptions& options, const GlobalOptions& globals, Output& output) {
     Windows windows(options, globals, output);
     const std::string* document = windows.source().effectiveDocument();
-    const std::vector<WindowCondition> conditions =
-        document == nullptr ? std::vector<WindowCondition>() : findWindowConditions(*document);
-    std::vector<Finding> findings = lintTexts(conditions);
+    std::vector<WindowCondition> conditions;
+    std::vector<Finding> findings;
+    if (document != nullptr) {
+        conditions = findWindowConditions(DocumentOutline(*document));
+        findings = lintDocument(windowsKind, *document);
+    }
     for (const auto& [name, window] :
          {std::pair("online", &windows.record().online), std::pair("offline", &windows.record().offline)})
         for (Finding& finding : lintWindow(name, *window, conditions, windows.at()))

@@ -6,7 +6,6 @@
 #include <charconv>
 
 #include "sqlpiMaintWin.h"
-#include "text.h"
 #include "windowLint.h"
 
 namespace kelpolicy {
@@ -55,8 +54,7 @@ private:
                 instead);
         if (part.text.find_first_not_of("01") != std::string::npos)
             add("mask-character", "warning", part.place,
-                fmt::format("{} \"{}\" has other characters than 0 and 1: each counts as selected", name,
-                            printable(part.text)),
+                fmt::format("{} \"{}\" has other characters than 0 and 1: each counts as selected", name, part.text),
                 instead);
     }
 
@@ -69,7 +67,7 @@ private:
             fmt::format(
                 "TimeOfDayMask \"{}\" is not of the form Thhmmss/Thhmmss: the engine takes what stands at those "
                 "places, and 0 for what is no digit",
-                printable(text)),
+                text),
             "start and end with two digits for hour (00 to 23), minute and second, for example T220000/T060000");
     }
 
@@ -82,7 +80,7 @@ private:
         add("time-period", "warning", part.place,
             fmt::format("TimePeriod \"{}\" is not of the form yyyymmddThhmmss/yyyymmddThhmmss: the engine takes what "
                         "stands at those places, and 0 for what is no digit",
-                        printable(text)),
+                        text),
             "start and end, for example 20260101T000000/20261231T235959; THISANDPRIOR before the \"/\" for no start, "
             "THISANDFUTURE behind it for no end");
     }
@@ -126,7 +124,7 @@ std::vector<Finding> lintTexts(const std::vector<WindowCondition>& conditions) {
         if (condition.windowType.has_value() && condition.windowType != "online" && condition.windowType != "offline")
             lint.add("window-type", "warning", condition.place,
                      fmt::format("windowType \"{}\" is neither \"online\" nor \"offline\": it counts as online",
-                                 printable(*condition.windowType)),
+                                 *condition.windowType),
                      "windowType=\"online\" or windowType=\"offline\"");
         const WindowCondition*& before = earlier[condition.isOffline() ? 1 : 0];
         if (before != nullptr)

@@ -1,14 +1,12 @@
-/* Where the maintenance windows stand in a policy-language document. */
+/* The maintenance windows of a policy-language document as they are written. */
 #ifndef KELPOLICY_WINDOW_PLACES_H
 #define KELPOLICY_WINDOW_PLACES_H
 
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "sqlpiPolicyBase.h"
-#include "text.h"
+#include "documentOutline.h"
 
 namespace kelpolicy {
 
@@ -28,9 +26,8 @@ struct WindowCondition {
     bool isOffline() const { return windowType == "offline"; }
 };
 
-/* All conditions in document order, each with the place of its start tag.
- * REQUIRES: the engine's parser accepts the document. */
-std::vector<WindowCondition> findWindowConditions(const std::string& document);
+/* All conditions in document order, each with the place of its start tag. */
+std::vector<WindowCondition> findWindowConditions(const DocumentOutline& outline);
 
 }  // namespace kelpolicy
 
