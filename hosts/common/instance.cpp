@@ -48,7 +48,7 @@ std::string shellWord(const std::string& text) {
         return text;
     }
     std::string word = "'";
-    for (const char byte : text) word += byte == '\'' ? std::string("'\\''") : std::string(1, byte);
+    for (const char byte : text) word += byte == '\'' ? std::string("'\"'\"'") : std::string(1, byte);
     return word + "'";
 }
 

@@ -130,7 +130,7 @@ TEST_P(CliCompletion, knowsEveryCommandAndOption) {
         Words asked = help.command;
         asked.emplace_back("--");
         Candidates expected = help.options;
-        expected.insert({"--instance", "--database", "--json", "--trace"});
+        expected.insert({"--instance", "--database", "--database-file", "--json", "--trace"});
         EXPECT_EQ(complete(asked), expected) << json(help.command);
         asked.back() = "";
         const Candidates offered = complete(asked);

@@ -93,6 +93,7 @@ TEST_F(CliHistory, refusesANameThatNothingHas) {
 }
 
 TEST_F(CliHistory, tellsOfRowsThatAreInsertedAndDeleted) {
+    makeInstance();
     const Words backup = {"--med",  "KELDatabaseRecoveryMED", "--decision", "DBBackupDecision",
                           "--name", "DBBackupPolicy"};
     const Words own = {"--med", "M", "--decision", "D", "--name", "Mine"};

@@ -217,6 +217,7 @@ TEST_F(CliInstall, needsADocumentFromOnePlace) {
 }
 
 TEST_F(CliInstall, saysThatTheEngineWillNotReadTheDocument) {
+    makeInstance();
     const struct {
         const char* text;
         const char* note;

@@ -78,7 +78,7 @@ TEST_F(CliReading, takesADirectoryThatIsNoInstanceForNone) {
     const Outcome outcome = run({"--instance", file("it's no instance"), "describe"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.err.find("there is no instance at"), std::string::npos) << outcome.err;
-    EXPECT_NE(outcome.err.find("it'\\''s no instance' init"), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.err.find("it'\"'\"'s no instance' init"), std::string::npos) << outcome.err;
     EXPECT_TRUE(fs::is_empty(file("it's no instance")));
 }
 

@@ -257,7 +257,7 @@ TEST_F(CliSet, failsWithoutARow) {
         const json error = failureOf(arguments, {.input = windowsConfiguration({})});
         EXPECT_EQ(error.at("sqlcode"), 100) << error;
         EXPECT_EQ(error.at("policy"), "CommonPolicy");
-        EXPECT_NE(error.at("hint").get<std::string>().find("Insert the row"), std::string::npos) << error;
+        EXPECT_NE(error.at("hint").get<std::string>().find("\"kelpolicy init\""), std::string::npos) << error;
         EXPECT_EQ(state(), before);
     }
 }

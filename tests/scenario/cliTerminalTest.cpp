@@ -65,6 +65,7 @@ protected:
 
 TEST_F(CliTerminal, getsNothingOfADocumentThatActsOnIt) {
     if (!requireTerminals()) return;
+    makeInstance();
     writeFile(file("runstats.xml"), configuration);
     const std::string path = file("runstats.xml");
     expectHarmless({"set", "runstats", path, "--dry-run"}, true);
