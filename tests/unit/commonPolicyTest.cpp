@@ -348,6 +348,7 @@ TEST_F(CommonPolicyDocument, withoutARecordNothingHappens) {
     document = "<Other/>";
     EXPECT_EQ(sqlpiGetMaintWindowPolicy(document.data(), static_cast<int32_t>(document.size()), nullptr),
               SQLPI_PARSE_ERROR);
+    EXPECT_EQ(takeDiagnosticLog().size(), 1U) << "the refusal";
     const Tree tree = services::emptyTree();
     addChild<SQLPIMaintenanceWindowCondition>(tree.get(), SQLPI_ELEMENT_MAINTENANCE_WINDOW_CONDITION);
     EXPECT_EQ(sqlpiGetMaintWinFromParsedTree(tree.get(), nullptr), 0);

