@@ -67,7 +67,9 @@ bool sqlpiPolicyFile::resolve(sqlca& ca) noexcept {
 }
 
 bool sqlpiPolicyFile::makeDirectory(sqlca& ca) const noexcept {
-    if (ossDirectoryCreateBelow(root_, directory_, permissions) == OSS_OK) return true;
+    if (ossDirectoryCreate(root_, permissions) == OSS_OK &&
+        ossDirectoryCreateBelow(root_, directory_, permissions) == OSS_OK)
+        return true;
     pdLog(PD_ERROR, procedure_.entry, 60,
           "unable to create the directory under instance-home/tmp, for writing the  policy file \n");
     sqlpiPrepSqlca(ca, procedure_.fileCode, nullptr, {sqlpiCutUtf8(name_, longToken)});
