@@ -48,6 +48,9 @@ struct Conversion {
         return generate(document, length, *record);
     }
 };
+template <class Record, class Engine>
+Conversion(uint32_t (*)(const Engine*, Record*) noexcept, uint32_t (*)(char**, int*, const Record&) noexcept)
+    -> Conversion<Record, Engine>;
 
 /* The same for a policy with a table filter, the one text that may not fit: `what` it is called in a document of less
  * than `size` bytes. */

@@ -20,9 +20,10 @@ namespace fs = std::filesystem;
 // How the database names a file that is opened in a certain way; the path may hold anything.
 std::string fileUri(const std::string& path, const char* how) {
     std::string uri = "file:";
-    for (const unsigned char byte : path) {
-        const bool isPlain = std::isalnum(byte) != 0 || std::strchr("/._-", byte) != nullptr;
-        uri += isPlain ? std::string(1, static_cast<char>(byte)) : fmt::format("%{:02X}", byte);
+    for (const char c : path) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool isPlain = std::isalnum(byte) != 0 || std::strchr("/._-", c) != nullptr;
+        uri += isPlain ? std::string(1, c) : fmt::format("%{:02X}", byte);
     }
     return uri + '?' + how;
 }
