@@ -1,6 +1,8 @@
 /* The schemas of configuration documents. Only the root element is global, so that nothing else can be a document. */
 #include "sqlpiPolicySchemas.h"
 
+#include <string>
+
 #include "sqlpiPolicyRecords.h"
 
 #define SCHEMA_BEGIN                                                                                    \
@@ -16,7 +18,8 @@
     "</xs:annotation>\n"
 #define SCHEMA_END "</xs:schema>\n"
 
-const char SQLPI_MWP_V1[] = SCHEMA_BEGIN R"(<xs:element name="KELMaintenanceWindows">
+// As large as it was at first, whatever stands in it: a program may have been linked with a copy of that size.
+constexpr char SQLPI_MWP_V1[3773] = SCHEMA_BEGIN R"(<xs:element name="KELMaintenanceWindows">
  <xs:complexType>
   <xs:group ref="PoilcyWindowGroup"/>
  </xs:complexType>
@@ -258,7 +261,7 @@ const char SQLPI_AUTO_RUNSTATS_V1[] = SCHEMA_BEGIN R"(<xs:element name="KELAutoR
 </xs:element>
 )" SCHEMA_END;
 
-const size_t SQLPI_MWP_V1_LENGTH = sizeof SQLPI_MWP_V1 - 1;
+const size_t SQLPI_MWP_V1_LENGTH = std::char_traits<char>::length(SQLPI_MWP_V1);
 const size_t SQLPI_AUTO_BACKUP_V1_LENGTH = sizeof SQLPI_AUTO_BACKUP_V1 - 1;
 const size_t SQLPI_AUTO_REORG_V1_LENGTH = sizeof SQLPI_AUTO_REORG_V1 - 1;
 const size_t SQLPI_AUTO_RUNSTATS_V1_LENGTH = sizeof SQLPI_AUTO_RUNSTATS_V1 - 1;
