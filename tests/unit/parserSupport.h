@@ -38,6 +38,12 @@ protected:
     kelhost::LogCapture logs;
 };
 
+inline std::vector<std::string> textsOf(const std::vector<kelhost::LogRecord>& records) {
+    std::vector<std::string> texts;
+    for (const kelhost::LogRecord& record : records) texts.push_back(record.text);
+    return texts;
+}
+
 inline std::string inDocument(const std::string& inside) {
     return "<PolicyDocument>" + inside + "</PolicyDocument>";
 }
