@@ -1,11 +1,9 @@
 // Memory, files, clock, logs, trace, messages and state: one plain function of the runtime each.
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "engine.h"
 namespace fs = std::filesystem;
@@ -27,53 +25,39 @@ static int32_t copy(const string& text, char* out, size_t size) {
     return static_cast<size_t>(std::snprintf(out, size, "%s", text.c_str())) < size ? OSS_OK : OSS_TOO_LONG;
 }
 struct OSSHFile {
-    FILE* stream;
-    string path, replaced; /* of a replacement: what is written, and what it becomes */
+    string path, bytes;
+    size_t place; /* of the next byte to read */
 };
-static FILE* stream(OSSHFile* file) { return file->stream; }
-static int32_t open(OSSHFile** file, const string& path, const char* mode, const string& replaced = {}) {
-    FILE* stream = std::fopen(path.c_str(), mode);
-    *file = stream != nullptr ? new OSSHFile{stream, path, replaced} : nullptr;
-    return *file != nullptr ? OSS_OK : ossPathExists(path.c_str()) ? OSS_ERROR : OSS_NOT_FOUND;
-}
-int32_t ossFileOpen(OSSHFile** file, const char* path, uint32_t mode, uint32_t) {
-    *file = nullptr;
-    if (ossPathExists(path) && fs::symlink_status(path).type() != fs::file_type::regular) return OSS_NOT_REGULAR;
-    return open(file, path, mode == OSS_FILE_READ ? "rb" : "wb");
-}
 // An engine that others share a server with walks to the file with openat, and keeps the mode and owner of what is there.
-int32_t ossFileOpenBelow(OSSHFile** file, const char* root, const char* name, uint32_t mode, uint32_t permissions) {
+int32_t ossFileOpenBelow(OSSHFile** file, const char* root, const char* name, uint32_t mode, uint32_t) {
     const string path = string(root) + "/" + name;
-    if (mode == OSS_FILE_READ) return ossFileOpen(file, path.c_str(), mode, permissions);
-    return open(file, path + ".new", "wbx", path);
+    *file = nullptr;
+    if (ossPathExists(path.c_str()) && !fs::is_regular_file(fs::symlink_status(path))) return OSS_NOT_REGULAR;
+    std::ifstream stream(path, std::ios::binary);
+    if (mode == OSS_FILE_READ && !stream) return ossPathExists(path.c_str()) ? OSS_ERROR : OSS_NOT_FOUND;
+    const string bytes(mode == OSS_FILE_READ ? std::istreambuf_iterator<char>(stream) : std::istreambuf_iterator<char>(), {});
+    return *file = new OSSHFile{path, bytes, 0}, OSS_OK;
 }
 int32_t ossFileCommit(OSSHFile* file) {
-    return std::fflush(stream(file)) == 0 && std::rename(file->path.c_str(), file->replaced.c_str()) == 0 ? OSS_OK : OSS_ERROR;
+    std::ofstream stream(file->path + ".new", std::ios::binary);
+    const bool isWhole = static_cast<bool>(stream << file->bytes << std::flush);
+    return isWhole && std::rename((file->path + ".new").c_str(), file->path.c_str()) == 0 ? OSS_OK : OSS_ERROR;
 }
 int32_t ossFileRead(OSSHFile* file, void* buffer, size_t size, size_t* done) {
-    return *done = std::fread(buffer, 1, size, stream(file)), std::ferror(stream(file)) ? OSS_ERROR : OSS_OK;
+    return file->place += *done = file->bytes.copy(static_cast<char*>(buffer), size, file->place), OSS_OK;
 }
 int32_t ossFileWrite(OSSHFile* file, const void* buffer, size_t size, size_t* done) {
-    return (*done = std::fwrite(buffer, 1, size, stream(file))) == size ? OSS_OK : OSS_ERROR;
+    return file->bytes.append(static_cast<const char*>(buffer), *done = size), OSS_OK;
 }
-int32_t ossFileSize(OSSHFile* file, uint64_t* size) {
-    struct stat status = {};
-    return *size = fstat(fileno(stream(file)), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0, OSS_OK;
-}
-int32_t ossFileClose(OSSHFile* file) {
-    if (file == nullptr) return OSS_OK;
-    const int failure = std::fclose(stream(file));
-    if (!file->replaced.empty()) std::remove(file->path.c_str());
-    return delete file, failure == 0 ? OSS_OK : OSS_ERROR;
-}
+int32_t ossFileSize(OSSHFile* file, uint64_t* size) { return *size = file->bytes.size(), OSS_OK; }
+int32_t ossFileClose(OSSHFile* file) { return delete file, OSS_OK; }
 int32_t ossPathExists(const char* path) { return fs::exists(fs::symlink_status(path)); }
-int32_t ossIsDirectory(const char* path) { return fs::is_directory(fs::symlink_status(path)); }
 int32_t ossDirectoryCreateBelow(const char* root, const char* name, uint32_t permissions) {
     return ossDirectoryCreate((string(root) + "/" + name).c_str(), permissions);
 }
 int32_t ossDirectoryCreate(const char* path, uint32_t) {
     std::error_code failure;
-    return fs::create_directories(path, failure), ossIsDirectory(path) ? OSS_OK : OSS_ERROR;
+    return fs::create_directories(path, failure), fs::is_directory(path) ? OSS_OK : OSS_ERROR;
 }
 int32_t ossBaseName(const char* path, char* out, size_t size) { return copy(fs::path(path).filename(), out, size); }
 int32_t ossDirectoryName(const char* path, char* out, size_t size) {
@@ -102,7 +86,6 @@ uint32_t g_sqltCompTraceFlags = 0;  // no trace here, so none of these is called
 void pdtEntry(const char*) {}
 void pdtExit(const char*, int64_t) {}
 void pdtData1(const char*, uint32_t, const pdtItem*) {}
-void pdtData2(const char*, uint32_t, const pdtItem*, const pdtItem*) {}
 void pdtData3(const char*, uint32_t, const pdtItem*, const pdtItem*, const pdtItem*) {}
 void pdtError1(const char*, uint32_t, int64_t, const pdtItem*) {}
 void sqloinca(sqlca* ca) { *ca = {}, std::memcpy(ca->sqlstate, "00000", sizeof ca->sqlstate); }
