@@ -1,4 +1,4 @@
-#include "commandLine.h"
+#include "app/commandLine.h"
 
 #include <fmt/format.h>
 
@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "connectionFile.h"
+#include "database/connectionFile.h"
 #include "hostError.h"
 #include "passwords.h"
 #include "trace.h"

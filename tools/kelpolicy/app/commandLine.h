@@ -7,7 +7,7 @@
 #include <functional>
 #include <string>
 
-#include "output.h"
+#include "console/output.h"
 
 namespace kelpolicy {
 

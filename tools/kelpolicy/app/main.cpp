@@ -6,7 +6,7 @@
 #include <csignal>
 #include <cstdio>
 
-#include "commandLine.h"
+#include "app/commandLine.h"
 
 namespace {
 

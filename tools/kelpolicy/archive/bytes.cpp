@@ -1,4 +1,4 @@
-#include "bytes.h"
+#include "archive/bytes.h"
 
 #include <fmt/format.h>
 #include <openssl/evp.h>
@@ -6,7 +6,7 @@
 #include <array>
 #include <new>
 
-#include "text.h"
+#include "console/text.h"
 
 namespace kelpolicy {
 namespace {

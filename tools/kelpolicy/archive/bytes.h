@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "output.h"
-#include "policyRow.h"
+#include "console/output.h"
+#include "database/policyRow.h"
 
 namespace kelpolicy {
 

@@ -2,7 +2,7 @@
 // time, process, thread, database and user, then "10515 <function> probe <n>: policy changed", then the fields in
 // quotes. Older lines have no user, a database's name of several words without quotes, and no mark of a record that was
 // cut.
-#include "changeLog.h"
+#include "archive/changeLog.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -18,8 +18,8 @@
 #include <system_error>
 #include <utility>
 
-#include "documentFile.h"
-#include "failure.h"
+#include "console/documentFile.h"
+#include "console/failure.h"
 #include "hostLogs.h"
 #include "logs.h"
 

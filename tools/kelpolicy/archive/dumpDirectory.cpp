@@ -1,4 +1,4 @@
-#include "dumpDirectory.h"
+#include "archive/dumpDirectory.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -10,12 +10,12 @@
 #include <set>
 #include <system_error>
 
-#include "bytes.h"
-#include "documentFile.h"
+#include "archive/bytes.h"
+#include "archive/replaceFile.h"
+#include "console/documentFile.h"
+#include "console/text.h"
 #include "files.h"
 #include "hostFile.h"
-#include "replaceFile.h"
-#include "text.h"
 
 namespace kelpolicy {
 namespace {

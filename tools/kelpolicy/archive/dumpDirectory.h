@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "failure.h"
-#include "policyRow.h"
+#include "console/failure.h"
+#include "database/policyRow.h"
 
 namespace kelpolicy {
 

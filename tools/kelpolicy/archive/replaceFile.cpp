@@ -1,11 +1,11 @@
-#include "replaceFile.h"
+#include "archive/replaceFile.h"
 
 #include <fmt/format.h>
 
 #include <filesystem>
 #include <memory>
 
-#include "failure.h"
+#include "console/failure.h"
 #include "files.h"
 
 namespace kelpolicy {

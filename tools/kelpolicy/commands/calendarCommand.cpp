@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <system_error>
 
-#include "calendar.h"
-#include "replaceFile.h"
-#include "text.h"
-#include "windowOptions.h"
+#include "archive/replaceFile.h"
+#include "commands/windowOptions.h"
+#include "console/text.h"
+#include "windows/calendar.h"
 
 namespace kelpolicy {
 namespace {

@@ -1,6 +1,6 @@
 // kelpolicy completion
-#include "commandLine.h"
-#include "completionScripts.h"
+#include "app/commandLine.h"
+#include "pages/completionScripts.h"
 
 namespace kelpolicy {
 namespace {

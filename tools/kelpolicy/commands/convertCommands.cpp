@@ -1,9 +1,9 @@
 // kelpolicy convert, extract: a configuration document to the stored text, and back.
 #include <fmt/format.h>
 
-#include "configurationCheck.h"
-#include "databaseSession.h"
-#include "documentFile.h"
+#include "configuration/configurationCheck.h"
+#include "console/documentFile.h"
+#include "database/databaseSession.h"
 
 namespace kelpolicy {
 namespace {

@@ -3,15 +3,15 @@
 
 #include <array>
 
-#include "commandLine.h"
-#include "configurationTypes.h"
-#include "databaseSession.h"
-#include "documentLint.h"
-#include "policyKinds.h"
-#include "policyRow.h"
-#include "records.h"
+#include "app/commandLine.h"
+#include "configuration/configurationTypes.h"
+#include "configuration/documentLint.h"
+#include "configuration/policyKinds.h"
+#include "console/text.h"
+#include "database/databaseSession.h"
+#include "database/policyRow.h"
+#include "database/records.h"
 #include "sqlpiFormat.h"
-#include "text.h"
 
 namespace kelpolicy {
 namespace {

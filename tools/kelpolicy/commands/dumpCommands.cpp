@@ -6,13 +6,13 @@
 #include <set>
 #include <string>
 
-#include "changeReport.h"
-#include "databaseSession.h"
-#include "dumpDirectory.h"
-#include "policyKinds.h"
-#include "sqlStatement.h"
-#include "terminal.h"
-#include "text.h"
+#include "archive/dumpDirectory.h"
+#include "configuration/changeReport.h"
+#include "configuration/policyKinds.h"
+#include "console/terminal.h"
+#include "console/text.h"
+#include "database/databaseSession.h"
+#include "database/sqlStatement.h"
 
 namespace kelpolicy {
 namespace {

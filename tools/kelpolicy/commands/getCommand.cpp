@@ -3,12 +3,12 @@
 
 #include <filesystem>
 
-#include "configurationCheck.h"
-#include "databaseSession.h"
-#include "documentFile.h"
-#include "policyRow.h"
-#include "procedures.h"
-#include "replaceFile.h"
+#include "archive/replaceFile.h"
+#include "configuration/configurationCheck.h"
+#include "configuration/procedures.h"
+#include "console/documentFile.h"
+#include "database/databaseSession.h"
+#include "database/policyRow.h"
 
 namespace kelpolicy {
 namespace {

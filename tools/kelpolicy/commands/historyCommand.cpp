@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <limits>
 
-#include "bytes.h"
-#include "changeLog.h"
-#include "commandLine.h"
-#include "configurationTypes.h"
+#include "app/commandLine.h"
+#include "archive/bytes.h"
+#include "archive/changeLog.h"
+#include "configuration/configurationTypes.h"
+#include "console/text.h"
+#include "console/wordDifference.h"
 #include "instance.h"
-#include "text.h"
-#include "wordDifference.h"
 
 namespace kelpolicy {
 namespace {

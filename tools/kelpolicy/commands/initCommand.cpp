@@ -3,14 +3,14 @@
 
 #include <set>
 
-#include "changeReport.h"
-#include "commandLine.h"
-#include "databaseSession.h"
+#include "app/commandLine.h"
+#include "configuration/changeReport.h"
+#include "configuration/policyKinds.h"
+#include "configuration/procedures.h"
+#include "console/text.h"
+#include "database/databaseSession.h"
+#include "database/policyRow.h"
 #include "defaultPolicies.h"
-#include "policyKinds.h"
-#include "policyRow.h"
-#include "procedures.h"
-#include "text.h"
 
 namespace kelpolicy {
 namespace {

@@ -3,17 +3,17 @@
 
 #include <set>
 
-#include "bytes.h"
-#include "changeReport.h"
-#include "databaseSession.h"
-#include "documentFile.h"
-#include "documentLint.h"
-#include "installCheck.h"
-#include "keyOptions.h"
-#include "policyKinds.h"
-#include "procedures.h"
-#include "terminal.h"
-#include "text.h"
+#include "archive/bytes.h"
+#include "commands/keyOptions.h"
+#include "configuration/changeReport.h"
+#include "configuration/documentLint.h"
+#include "configuration/installCheck.h"
+#include "configuration/policyKinds.h"
+#include "configuration/procedures.h"
+#include "console/documentFile.h"
+#include "console/terminal.h"
+#include "console/text.h"
+#include "database/databaseSession.h"
 
 namespace kelpolicy {
 namespace {

@@ -1,4 +1,4 @@
-#include "keyOptions.h"
+#include "commands/keyOptions.h"
 
 #include <fmt/format.h>
 

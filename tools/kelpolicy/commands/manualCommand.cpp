@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "commandLine.h"
-#include "manualPage.h"
-#include "replaceFile.h"
-#include "text.h"
+#include "app/commandLine.h"
+#include "archive/replaceFile.h"
+#include "console/text.h"
+#include "pages/manualPage.h"
 
 namespace kelpolicy {
 namespace {

@@ -5,13 +5,13 @@
 #include <map>
 #include <memory>
 
-#include "bytes.h"
-#include "databaseSession.h"
-#include "keyOptions.h"
-#include "policyKinds.h"
-#include "sqlStatement.h"
+#include "archive/bytes.h"
+#include "commands/keyOptions.h"
+#include "configuration/policyKinds.h"
+#include "console/text.h"
+#include "database/databaseSession.h"
+#include "database/sqlStatement.h"
 #include "sqlpiPolicySp.h"
-#include "text.h"
 
 namespace kelpolicy {
 namespace {

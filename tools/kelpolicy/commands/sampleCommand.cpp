@@ -1,8 +1,8 @@
 // kelpolicy sample, schema: what a new user starts from.
 #include <string_view>
 
-#include "commandLine.h"
-#include "samples.h"
+#include "app/commandLine.h"
+#include "configuration/samples.h"
 #include "sqlpiPolicySchemas.h"
 
 namespace kelpolicy {

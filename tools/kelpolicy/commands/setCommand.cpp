@@ -1,14 +1,14 @@
 // kelpolicy set: a configuration document becomes the stored policy.
 #include <fmt/format.h>
 
-#include "configurationCheck.h"
-#include "databaseSession.h"
-#include "documentFile.h"
-#include "policyRow.h"
-#include "procedures.h"
-#include "records.h"
-#include "windowChange.h"
-#include "windowOptions.h"
+#include "commands/windowOptions.h"
+#include "configuration/configurationCheck.h"
+#include "configuration/procedures.h"
+#include "console/documentFile.h"
+#include "database/databaseSession.h"
+#include "database/policyRow.h"
+#include "database/records.h"
+#include "windows/windowChange.h"
 
 namespace kelpolicy {
 namespace {

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "commandLine.h"
-#include "policySource.h"
-#include "records.h"
-#include "text.h"
+#include "app/commandLine.h"
+#include "configuration/policySource.h"
+#include "console/text.h"
+#include "database/records.h"
 
 namespace kelpolicy {
 namespace {

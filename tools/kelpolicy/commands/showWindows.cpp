@@ -1,9 +1,9 @@
 // kelpolicy show windows
 #include <fmt/format.h>
 
-#include "text.h"
-#include "windowOptions.h"
-#include "windowRecord.h"
+#include "commands/windowOptions.h"
+#include "console/text.h"
+#include "windows/windowRecord.h"
 
 namespace kelpolicy {
 namespace {

@@ -1,11 +1,11 @@
 // kelpolicy tree: a document as the engine's parser sees it.
 #include <fmt/format.h>
 
-#include "commandLine.h"
-#include "databaseSession.h"
-#include "documentFile.h"
-#include "policyKinds.h"
-#include "text.h"
+#include "app/commandLine.h"
+#include "configuration/policyKinds.h"
+#include "console/documentFile.h"
+#include "console/text.h"
+#include "database/databaseSession.h"
 
 namespace kelpolicy {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <ctime>
 
-#include "configurationCheck.h"
-#include "databaseSession.h"
-#include "documentFile.h"
+#include "configuration/configurationCheck.h"
+#include "console/documentFile.h"
+#include "database/databaseSession.h"
 
 namespace kelpolicy {
 namespace {

@@ -3,10 +3,10 @@
 
 #include <limits>
 
-#include "localTime.h"
-#include "windowOptions.h"
-#include "windowRecord.h"
-#include "windowSearch.h"
+#include "commands/windowOptions.h"
+#include "windows/localTime.h"
+#include "windows/windowRecord.h"
+#include "windows/windowSearch.h"
 
 namespace kelpolicy {
 namespace {

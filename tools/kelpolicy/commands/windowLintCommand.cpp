@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "text.h"
-#include "windowLint.h"
-#include "windowOptions.h"
+#include "commands/windowOptions.h"
+#include "console/text.h"
+#include "windows/windowLint.h"
 
 namespace kelpolicy {
 namespace {

@@ -1,12 +1,12 @@
-#include "windowOptions.h"
+#include "commands/windowOptions.h"
 
 #include <fmt/format.h>
 
 #include <cstdlib>
 #include <ctime>
 
-#include "localTime.h"
-#include "records.h"
+#include "database/records.h"
+#include "windows/localTime.h"
 
 namespace kelpolicy {
 

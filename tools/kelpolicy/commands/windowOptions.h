@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "commandLine.h"
-#include "policySource.h"
+#include "app/commandLine.h"
+#include "configuration/policySource.h"
 #include "sqlpiCommonPolicy.h"
 
 namespace kelpolicy {

@@ -1,12 +1,12 @@
-#include "changeReport.h"
+#include "configuration/changeReport.h"
 
 #include <fmt/format.h>
 
 #include <array>
 #include <string_view>
 
+#include "configuration/policyKinds.h"
 #include "logs.h"
-#include "policyKinds.h"
 #include "sqlpiFormat.h"
 
 namespace kelpolicy {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "policyRow.h"
+#include "database/policyRow.h"
 
 namespace kelpolicy {
 

@@ -1,4 +1,4 @@
-#include "configurationCheck.h"
+#include "configuration/configurationCheck.h"
 
 #include <fmt/format.h>
 
@@ -8,19 +8,19 @@
 #include <iterator>
 #include <string_view>
 
-#include "documentFile.h"
-#include "documentIdentity.h"
-#include "documentLint.h"
+#include "configuration/documentIdentity.h"
+#include "configuration/documentLint.h"
+#include "configuration/procedures.h"
+#include "console/documentFile.h"
+#include "database/records.h"
 #include "messages.h"
-#include "procedures.h"
-#include "records.h"
 #include "sqlpiDomErrorReporter.h"
 #include "sqlpiOwn.h"
 #include "sqlpiPolicyConfig.h"
 #include "sqlpiPolicyGen.h"
 #include "sqlpiPolicyValidate.h"
-#include "windowLint.h"
-#include "windowRecord.h"
+#include "windows/windowLint.h"
+#include "windows/windowRecord.h"
 
 namespace kelpolicy {
 namespace {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "configurationFacts.h"
-#include "configurationTypes.h"
-#include "failure.h"
+#include "configuration/configurationFacts.h"
+#include "configuration/configurationTypes.h"
+#include "console/failure.h"
 
 namespace kelpolicy {
 

@@ -1,6 +1,6 @@
 // The library has validated the document and bounded what it can make of itself. Here it is read once more, for the
 // places of its elements and for what is written, before anything was made of it.
-#include "configurationFacts.h"
+#include "configuration/configurationFacts.h"
 
 #include <algorithm>
 #include <iterator>

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "text.h"
+#include "console/text.h"
 
 namespace kelpolicy {
 

@@ -1,4 +1,4 @@
-#include "configurationTypes.h"
+#include "configuration/configurationTypes.h"
 
 #include <fmt/format.h>
 

@@ -4,7 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "policyKinds.h"
+#include "configuration/policyKinds.h"
 
 namespace kelpolicy {
 

@@ -1,10 +1,10 @@
-#include "documentIdentity.h"
+#include "configuration/documentIdentity.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "configurationTypes.h"
+#include "configuration/configurationTypes.h"
 
 namespace kelpolicy {
 namespace {

@@ -1,4 +1,4 @@
-#include "documentLint.h"
+#include "configuration/documentLint.h"
 
 #include <fmt/format.h>
 
@@ -10,11 +10,11 @@
 #include <span>
 #include <string_view>
 
-#include "documentOutline.h"
+#include "configuration/documentOutline.h"
 #include "sqlpiBackup.h"
 #include "sqlpiNumber.h"
-#include "windowLint.h"
-#include "windowPlaces.h"
+#include "windows/windowLint.h"
+#include "windows/windowPlaces.h"
 
 namespace kelpolicy {
 namespace {

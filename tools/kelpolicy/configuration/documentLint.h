@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "output.h"
-#include "policyKinds.h"
-#include "text.h"
+#include "configuration/policyKinds.h"
+#include "console/output.h"
+#include "console/text.h"
 
 namespace kelpolicy {
 

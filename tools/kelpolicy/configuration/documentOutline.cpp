@@ -1,6 +1,6 @@
 // The document is read once more, by the same XML library, for what the engine's tree leaves out. The engine's parser
 // has bounded what the document can make of itself.
-#include "documentOutline.h"
+#include "configuration/documentOutline.h"
 
 #include <algorithm>
 #include <iterator>

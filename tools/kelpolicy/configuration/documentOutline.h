@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "console/text.h"
 #include "sqlpiPolicyBase.h"
-#include "text.h"
 
 namespace kelpolicy {
 

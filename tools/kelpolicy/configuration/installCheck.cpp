@@ -1,11 +1,11 @@
-#include "installCheck.h"
+#include "configuration/installCheck.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <string_view>
 
-#include "records.h"
+#include "database/records.h"
 #include "sqlpiPolicyGen.h"
 #include "sqlpiStatsProf.h"
 

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "policyKinds.h"
-#include "policyRow.h"
-#include "procedures.h"
+#include "configuration/policyKinds.h"
+#include "configuration/procedures.h"
+#include "database/policyRow.h"
 
 namespace kelpolicy {
 

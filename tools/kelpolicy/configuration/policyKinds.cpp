@@ -1,4 +1,4 @@
-#include "policyKinds.h"
+#include "configuration/policyKinds.h"
 
 #include <fmt/format.h>
 
@@ -6,10 +6,10 @@
 #include <iterator>
 #include <new>
 
-#include "documentIdentity.h"
+#include "configuration/documentIdentity.h"
+#include "console/text.h"
 #include "sqlpiPolicyCommonParser.h"
 #include "sqlpiPolicyParserHooks.h"
-#include "text.h"
 
 namespace kelpolicy {
 

@@ -8,12 +8,12 @@
 #include <string_view>
 #include <vector>
 
-#include "failure.h"
-#include "policyRow.h"
+#include "console/failure.h"
+#include "console/text.h"
+#include "database/policyRow.h"
 #include "sqlpiOwn.h"
 #include "sqlpiPolicyBase.h"
 #include "sqlpiPolicyKeys.h"
-#include "text.h"
 
 namespace kelpolicy {
 

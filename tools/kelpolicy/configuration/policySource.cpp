@@ -1,9 +1,9 @@
-#include "policySource.h"
+#include "configuration/policySource.h"
 
 #include <fmt/format.h>
 
-#include "documentFile.h"
-#include "documentLint.h"
+#include "configuration/documentLint.h"
+#include "console/documentFile.h"
 
 namespace kelpolicy {
 

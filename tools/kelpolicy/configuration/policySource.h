@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "databaseSession.h"
-#include "policyKinds.h"
-#include "policyRow.h"
+#include "configuration/policyKinds.h"
+#include "database/databaseSession.h"
+#include "database/policyRow.h"
 
 namespace kelpolicy {
 

@@ -1,4 +1,4 @@
-#include "procedures.h"
+#include "configuration/procedures.h"
 
 #include <fmt/format.h>
 

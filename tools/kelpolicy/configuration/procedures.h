@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "configurationTypes.h"
-#include "failure.h"
+#include "configuration/configurationTypes.h"
+#include "console/failure.h"
+#include "database/policyRow.h"
 #include "hostLogs.h"
-#include "policyRow.h"
 
 namespace kelpolicy {
 

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "configurationTypes.h"
+#include "configuration/configurationTypes.h"
 
 namespace kelpolicy {
 

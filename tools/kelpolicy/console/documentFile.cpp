@@ -1,4 +1,4 @@
-#include "documentFile.h"
+#include "console/documentFile.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "failure.h"
+#include "console/failure.h"
 #include "files.h"
 #include "hostFile.h"
 

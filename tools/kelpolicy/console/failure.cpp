@@ -1,13 +1,13 @@
-#include "failure.h"
+#include "console/failure.h"
 
 #include <fmt/format.h>
 
 #include <array>
 #include <string_view>
 
+#include "console/text.h"
 #include "engineContext.h"
 #include "messages.h"
-#include "text.h"
 
 namespace kelpolicy {
 namespace {

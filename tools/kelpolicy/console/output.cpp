@@ -1,4 +1,4 @@
-#include "output.h"
+#include "console/output.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -10,8 +10,8 @@
 #include <iterator>
 #include <system_error>
 
+#include "console/text.h"
 #include "passwords.h"
-#include "text.h"
 
 namespace kelpolicy {
 namespace {

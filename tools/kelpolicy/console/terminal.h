@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "output.h"
+#include "console/output.h"
 
 namespace kelpolicy {
 

@@ -1,4 +1,4 @@
-#include "wordDifference.h"
+#include "console/wordDifference.h"
 
 #include <algorithm>
 #include <cstdint>

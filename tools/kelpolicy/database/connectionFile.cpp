@@ -1,4 +1,4 @@
-#include "connectionFile.h"
+#include "database/connectionFile.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -9,7 +9,7 @@
 #include <memory>
 #include <system_error>
 
-#include "failure.h"
+#include "console/failure.h"
 
 namespace kelpolicy {
 namespace {

@@ -1,13 +1,13 @@
-#include "databaseSession.h"
+#include "database/databaseSession.h"
 
 #include <fmt/format.h>
 
 #include <filesystem>
 
+#include "configuration/procedures.h"
+#include "database/sqlStatement.h"
 #include "hostError.h"
 #include "logs.h"
-#include "procedures.h"
-#include "sqlStatement.h"
 #include "sqlpiPolicyUtil.h"
 
 namespace kelpolicy {

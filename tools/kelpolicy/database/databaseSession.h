@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "commandLine.h"
+#include "app/commandLine.h"
+#include "console/failure.h"
 #include "engineContext.h"
-#include "failure.h"
 #include "hostLogs.h"
 #include "instance.h"
 

@@ -1,4 +1,4 @@
-#include "policyRow.h"
+#include "database/policyRow.h"
 
 #include <fmt/format.h>
 

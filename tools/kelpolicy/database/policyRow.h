@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "sqlStatement.h"
+#include "database/sqlStatement.h"
 #include "sqlpiPolicyKeys.h"
 
 namespace kelpolicy {

@@ -1,4 +1,4 @@
-#include "records.h"
+#include "database/records.h"
 
 #include <fmt/format.h>
 

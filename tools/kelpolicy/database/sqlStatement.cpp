@@ -1,8 +1,8 @@
-#include "sqlStatement.h"
+#include "database/sqlStatement.h"
 
 #include <algorithm>
 
-#include "documentFile.h"
+#include "console/documentFile.h"
 
 namespace kelpolicy {
 

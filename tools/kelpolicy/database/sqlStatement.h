@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "failure.h"
+#include "console/failure.h"
 #include "sqlpiCliHandles.h"
 
 namespace kelpolicy {

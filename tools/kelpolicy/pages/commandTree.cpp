@@ -1,4 +1,4 @@
-#include "commandTree.h"
+#include "pages/commandTree.h"
 
 #include <fmt/format.h>
 

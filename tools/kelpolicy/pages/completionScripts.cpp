@@ -1,6 +1,6 @@
 // Each script finds out which command the words lead to ("place"), skipping the values of options, and then offers what
 // may stand there. A place and what follows it are told apart by patterns that are the same in all three shells.
-#include "completionScripts.h"
+#include "pages/completionScripts.h"
 
 #include <fmt/format.h>
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "commandTree.h"
+#include "pages/commandTree.h"
 
 namespace kelpolicy {
 

@@ -1,4 +1,4 @@
-#include "manualPage.h"
+#include "pages/manualPage.h"
 
 #include <fmt/format.h>
 

@@ -1,10 +1,10 @@
-#include "calendar.h"
+#include "windows/calendar.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "windowRecord.h"
+#include "windows/windowRecord.h"
 
 namespace kelpolicy {
 namespace {

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "localTime.h"
-#include "output.h"
+#include "console/output.h"
 #include "sqlpiCommonPolicy.h"
-#include "windowSearch.h"
+#include "windows/localTime.h"
+#include "windows/windowSearch.h"
 
 namespace kelpolicy {
 

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "calendar.h"
+#include "windows/calendar.h"
 
 namespace kelpolicy {
 namespace {

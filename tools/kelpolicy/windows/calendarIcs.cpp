@@ -4,7 +4,7 @@
 
 #include <ctime>
 
-#include "calendar.h"
+#include "windows/calendar.h"
 
 namespace kelpolicy {
 namespace {

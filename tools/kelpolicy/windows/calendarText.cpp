@@ -1,9 +1,9 @@
 // The calendar for a terminal: one line for each day, one character for each hour of its clock.
 #include <fmt/format.h>
 
-#include "calendar.h"
-#include "terminal.h"
-#include "text.h"
+#include "console/terminal.h"
+#include "console/text.h"
+#include "windows/calendar.h"
 
 namespace kelpolicy {
 namespace {

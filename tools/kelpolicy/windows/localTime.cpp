@@ -1,4 +1,4 @@
-#include "localTime.h"
+#include "windows/localTime.h"
 
 #include <fmt/format.h>
 

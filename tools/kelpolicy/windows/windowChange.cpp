@@ -1,11 +1,11 @@
-#include "windowChange.h"
+#include "windows/windowChange.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <numeric>
 
-#include "localTime.h"
+#include "windows/localTime.h"
 
 namespace kelpolicy {
 namespace {

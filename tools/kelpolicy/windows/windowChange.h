@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "output.h"
-#include "windowSearch.h"
+#include "console/output.h"
+#include "windows/windowSearch.h"
 
 namespace kelpolicy {
 

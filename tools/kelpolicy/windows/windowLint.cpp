@@ -1,14 +1,14 @@
 // What the windows do, asked of the engine's own search.
-#include "windowLint.h"
+#include "windows/windowLint.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "localTime.h"
 #include "sqlpiMaintWin.h"
-#include "windowRecord.h"
-#include "windowSearch.h"
+#include "windows/localTime.h"
+#include "windows/windowRecord.h"
+#include "windows/windowSearch.h"
 
 namespace kelpolicy {
 namespace {

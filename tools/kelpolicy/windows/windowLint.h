@@ -4,9 +4,9 @@
 
 #include <vector>
 
-#include "documentLint.h"
+#include "configuration/documentLint.h"
 #include "sqlpiCommonPolicy.h"
-#include "windowPlaces.h"
+#include "windows/windowPlaces.h"
 
 namespace kelpolicy {
 

@@ -6,7 +6,7 @@
 #include <charconv>
 
 #include "sqlpiMaintWin.h"
-#include "windowLint.h"
+#include "windows/windowLint.h"
 
 namespace kelpolicy {
 namespace {

@@ -1,4 +1,4 @@
-#include "windowPlaces.h"
+#include "windows/windowPlaces.h"
 
 #include <algorithm>
 #include <iterator>

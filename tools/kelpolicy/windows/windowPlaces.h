@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "documentOutline.h"
+#include "configuration/documentOutline.h"
 
 namespace kelpolicy {
 

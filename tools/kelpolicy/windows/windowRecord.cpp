@@ -1,4 +1,4 @@
-#include "windowRecord.h"
+#include "windows/windowRecord.h"
 
 #include <fmt/format.h>
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "output.h"
+#include "console/output.h"
 #include "sqlpiCommonPolicy.h"
 
 namespace kelpolicy {

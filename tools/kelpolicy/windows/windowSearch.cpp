@@ -1,11 +1,11 @@
-#include "windowSearch.h"
+#include "windows/windowSearch.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "localTime.h"
 #include "sqlpiMaintWin.h"
+#include "windows/localTime.h"
 
 namespace kelpolicy {
 namespace {
