@@ -8,7 +8,6 @@
 namespace {
 
 constexpr int32_t LONGEST_MONTH = 31;
-constexpr int64_t LONGEST_SHORT_RUN = 32; /* days that are looked at beside those of a month */
 
 constexpr uint32_t bitsOf(int32_t days) {
     return (uint32_t{1} << days) - 1;
@@ -109,34 +108,12 @@ int64_t sqlpiDayMasks::next(int64_t from, int64_t limit, bool selected) const no
     return limit;
 }
 
-int64_t sqlpiDayMasks::nextRun(int64_t from, int64_t limit, int64_t length) const noexcept {
-    int64_t day = from;
+bool sqlpiDayMasks::hasRun(int64_t from, int64_t limit, int64_t length) const noexcept {
+    int64_t day = next(from, limit, true);
     while (day < limit) {
-        day = nextShortRun(day, limit, std::min(length, LONGEST_SHORT_RUN));
-        if (length <= LONGEST_SHORT_RUN || day >= limit) break;
         const int64_t end = next(day + 1, day + length, false);
-        if (end - day >= length) break;
-        day = end;
+        if (end - day >= length) return true;
+        day = next(end + 1, limit, true);
     }
-    return std::min(day, limit);
-}
-
-int64_t sqlpiDayMasks::nextShortRun(int64_t from, int64_t limit, int64_t length) const noexcept {
-    const sqlpiDate date = sqlpiDateOfDay(from);
-    uint64_t before = 0;  // bits 0..31: the 32 days before the month
-    uint32_t asked = ~bitsOf(date.day - 1);
-    for (Month month = monthOf(from, date); month.first < limit + length; goToNext(&month)) {
-        const uint32_t bits = monthBits(month.month, month.days, month.weekday) & asked;
-        const uint64_t days = before | uint64_t{bits} << LONGEST_SHORT_RUN;
-        uint64_t starts = days;  // bit i: so many days from day i on are selected
-        for (int64_t known = 1; known < length;) {
-            const int64_t more = std::min(known, length - known);
-            starts &= starts >> more;
-            known += more;
-        }
-        if (starts != 0) return month.first - LONGEST_SHORT_RUN + std::countr_zero(starts);
-        before = static_cast<uint32_t>(days >> month.days);
-        asked = ~uint32_t{0};
-    }
-    return limit;
+    return false;
 }

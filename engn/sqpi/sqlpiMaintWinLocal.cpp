@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <new>
 
 namespace {
 
@@ -10,24 +11,28 @@ constexpr int64_t HOUR = 3600;
 
 /* No zone changes its clocks and takes that back within fewer hours: an hour less than a week is the shortest time
  * between the two (Recife in 2000, Gaza in years to come), so that one of two moments closer to each other shows it. */
-constexpr int64_t STEADY_STRIDE = int64_t{7} * 24 - 2;
-
-/* The same for clocks that are not calm: nineteen days are the shortest time between the two (Catamarca in 2004), but
- * for Tucuman, which moved its clocks back by an hour and forward again within twelve. */
-constexpr int64_t CALM_STRIDE = int64_t{18} * 24;
+constexpr int64_t STRIDE = int64_t{7} * 24 - 2;
 
 /* A stride that is not halved any more. */
-constexpr int64_t LEAST_STRIDE = 100;
+constexpr int64_t LEAST_STRIDE = 40;
 
-/* Whether the difference of two moments, not further apart than that, comes of calm clocks. */
-bool isCalmDifference(const sqlpiLocalMoment& from, const sqlpiLocalMoment& to) {
-    const int64_t change = to.offset() - from.offset();
-    return from.dst == to.dst ? change == 0 : std::abs(change) <= HOUR;
+/* From this year on no zone has a table of its own changes (Gaza's and Casablanca's end in 2087): clocks follow a rule
+ * about months, weekdays and days of the year, by which years of one kind are alike. */
+constexpr int64_t FIRST_RULE_YEAR = 2101;
+constexpr int64_t FIRST_RULE_MOMENT = sqlpiDayNumber(FIRST_RULE_YEAR, 1, 1) * SQLPI_DAY_SECONDS;
+constexpr int64_t LAST_RULE_MOMENT = sqlpiDayNumber(100000, 1, 1) * SQLPI_DAY_SECONDS;
+
+bool followsRule(int64_t seconds) {
+    return seconds >= FIRST_RULE_MOMENT && seconds < LAST_RULE_MOMENT;
 }
 
 bool toLocalTime(time_t seconds, tm* time) {
     const sqlpiLocalTimeLock lock;
     return localtime_r(&seconds, time) != nullptr;
+}
+
+int kindOfYear(int64_t year) {
+    return 2 * sqlpiWeekday(sqlpiFirstDayOfYear(year)) + (sqlpiIsLeapYear(year) ? 1 : 0);
 }
 
 int32_t hourOf(const sqlpiLocalMoment& moment) {
@@ -36,15 +41,35 @@ int32_t hourOf(const sqlpiLocalMoment& moment) {
 
 }  // namespace
 
+/* The year, in universal time, of a moment from FIRST_RULE_YEAR on. */
+struct sqlpiLocalClock::RuleYear {
+    int64_t start;  // seconds
+    int kind;
+
+    explicit RuleYear(int64_t seconds) noexcept {
+        const int64_t year = sqlpiDateOfDay(sqlpiFloorDivide(seconds, SQLPI_DAY_SECONDS)).year;
+        start = sqlpiFirstDayOfYear(year) * SQLPI_DAY_SECONDS;
+        kind = kindOfYear(year);
+    }
+};
+
 sqlpiLocalClock::sqlpiLocalClock() noexcept {
     const sqlpiLocalTimeLock lock;
     tzset();
 }
 
 bool sqlpiLocalClock::at(int64_t seconds, sqlpiLocalMoment* moment) const noexcept {
-    if (!isSteady(seconds)) return ask(seconds, moment);
-    *moment = {seconds, seconds + steady_.from.offset(), steady_.from.dst};
-    return true;
+    if (isSteady(seconds)) {
+        *moment = {seconds, seconds + rest_.from.offset(), rest_.from.dst};
+        return true;
+    }
+    if (years_ != nullptr && followsRule(seconds)) {
+        if (const YearRest* rest = restByRule(RuleYear(seconds), seconds)) {
+            *moment = {seconds, seconds + rest->offset, rest->dst};
+            return true;
+        }
+    }
+    return ask(seconds, moment);
 }
 
 bool sqlpiLocalClock::ask(int64_t seconds, sqlpiLocalMoment* moment) const noexcept {
@@ -87,8 +112,8 @@ bool sqlpiLocalClock::resolve(const sqlpiLocalAsk& ask, int64_t offset, bool aga
     // Like a leap second, seconds past 59 are added to the moment that has been found.
     const int32_t excess = std::max(ask.time.second - 59, 0);
     const int64_t local = ask.day * SQLPI_DAY_SECONDS + sqlpiTimeOfDay(ask.time) - excess;
-    if (excess == 0 && offset == steady_.from.offset() && isSteady(local - offset)) {
-        *moment = {local - offset, local, steady_.from.dst};
+    if (excess == 0 && offset == rest_.from.offset() && isSteady(local - offset)) {
+        *moment = {local - offset, local, rest_.from.dst};
         return true;
     }
     const auto addExcess = [&] { return excess == 0 || at(moment->seconds + excess, moment); };
@@ -108,29 +133,68 @@ bool sqlpiLocalClock::resolveOnce(const sqlpiLocalAsk& ask, int64_t offset, sqlp
     return resolve(ask, offset, false, moment);
 }
 
-bool sqlpiLocalClock::lookAhead(sqlpiClockRest rest, const sqlpiLocalMoment& moment, int64_t days) noexcept {
-    const bool isCalm = rest == sqlpiClockRest::calm;
-    const int64_t longest = isCalm ? CALM_STRIDE : STEADY_STRIDE;
-    Known& known = isCalm ? calm_ : steady_;
-    if (known.contains(moment.seconds) && known.until.seconds - moment.seconds >= days * SQLPI_DAY_SECONDS)
-        return false;
-    if (!known.contains(moment.seconds)) known = {moment, moment, longest};
-    if (isCalm && isSteady(moment.seconds) && steady_.until.seconds > known.until.seconds) known.until = steady_.until;
-    if (known.stride == 0) return false;
+/* What the rules say of a moment in a year; null when they have not been learnt. */
+const sqlpiLocalClock::YearRest* sqlpiLocalClock::restByRule(const RuleYear& year, int64_t seconds) const noexcept {
+    if (years_ == nullptr || years_[year.kind].count == 0) return nullptr;
+    const YearRest* rest = years_[year.kind].rests;
+    while (rest->until < seconds - year.start) ++rest;
+    return rest;
+}
+
+/* Asks about the clocks of a whole year of this kind, once. Where there is no memory for that they stay unknown. */
+void sqlpiLocalClock::learn(const RuleYear& year) noexcept {
+    if (years_ == nullptr) years_.reset(new (std::nothrow) YearRests[YEAR_KINDS]);
+    if (years_ == nullptr || years_[year.kind].learnt) return;
+    YearRests& known = years_[year.kind];
+    known.learnt = true;
+    int64_t example = FIRST_RULE_YEAR;
+    while (kindOfYear(example) != year.kind) ++example;
+    const int64_t start = sqlpiFirstDayOfYear(example) * SQLPI_DAY_SECONDS;
+    const int64_t last = sqlpiFirstDayOfYear(example + 1) * SQLPI_DAY_SECONDS - 1;
+    int count = 0;
+    for (int64_t from = start; from <= last; ++count) {
+        sqlpiLocalMoment first;
+        sqlpiLocalMoment other;
+        if (count == YearRests::MOST || !ask(from, &first)) return;
+        int64_t until = from;
+        int64_t change = last + 1;  // or later than the first moment that differs
+        while (change - until > 1) {
+            const bool seen = change <= last;
+            const int64_t next = seen ? until + (change - until) / 2 : std::min(until + STRIDE * HOUR, last);
+            if (!ask(next, &other)) return;
+            (other.hasClocksOf(first) ? until : change) = next;
+        }
+        known.rests[count] = {from - start, until - start, first.offset(), first.dst};
+        from = change;
+    }
+    known.count = count;
+}
+
+bool sqlpiLocalClock::lookAhead(const sqlpiLocalMoment& moment, int64_t days) noexcept {
+    if (!isSteady(moment.seconds)) rest_ = {moment, moment, STRIDE};
+    if (rest_.until.seconds - moment.seconds >= days * SQLPI_DAY_SECONDS || rest_.stride == 0) return false;
+    int64_t next = rest_.until.seconds + rest_.stride * HOUR;
+    int64_t lastStride = LEAST_STRIDE;
+    if (const int64_t coming = rest_.until.seconds + 1; followsRule(coming)) {
+        const RuleYear year(coming);
+        learn(year);
+        if (const YearRest* rest = restByRule(year, coming)) {
+            next = year.start + rest->until;
+            lastStride = STRIDE + 1;  // nothing is left to find out
+        }
+    }
     sqlpiLocalMoment later;
-    bool rests = ask(known.until.seconds + known.stride * HOUR, &later);
-    if (isCalm)
-        rests = rests && isCalmDifference(known.until, later) &&
-                std::abs(later.offset() - known.from.offset()) <= HOUR;  // two small changes are a large one
-    else
-        rests = rests && later.offset() == known.from.offset() && later.dst == known.from.dst;
-    if (rests) known.until = later;
+    const bool rests = at(next, &later) && later.hasClocksOf(rest_.from);
+    if (rests) rest_.until = later;
     // Once a change is known to lie ahead, go up to it by halves, as long as that is worth the asking.
-    if (!rests || known.stride < longest) known.stride = known.stride < LEAST_STRIDE ? 0 : known.stride / 2;
+    if (!rests || rest_.stride < STRIDE) rest_.stride = rest_.stride < lastStride ? 0 : rest_.stride / 2;
     return rests;
 }
 
-int64_t sqlpiLocalClock::restDays(sqlpiClockRest rest, const sqlpiLocalMoment& moment) const noexcept {
-    const Known& known = rest == sqlpiClockRest::calm ? calm_ : steady_;
-    return known.contains(moment.seconds) ? (known.until.seconds - moment.seconds) / SQLPI_DAY_SECONDS : 0;
+int64_t sqlpiLocalClock::restDays(const sqlpiLocalMoment& moment, int64_t days) noexcept {
+    const auto known = [&] { return (rest_.until.seconds - moment.seconds) / SQLPI_DAY_SECONDS; };
+    do {
+        lookAhead(moment, days);
+    } while (rest_.stride != 0 && known() < days);
+    return known();
 }

@@ -8,9 +8,6 @@ namespace {
 
 constexpr int64_t HORIZON_YEARS = 5;
 
-/* What clocks that are calm can be set back by. */
-constexpr int64_t CALM_SETBACK = 3600;
-
 /* Days from the one before a window starts to its end. */
 constexpr int64_t LONGEST_WINDOW = 3;
 
@@ -20,13 +17,14 @@ constexpr int64_t LATEST_BEGIN = 14;
 /* Days that the first look ahead for clock changes covers with the window that starts on the last of them. */
 constexpr int64_t FIRST_LOOK = 4;
 
-/* Clocks that change for daylight-saving time rest for about so many days. */
-constexpr int64_t HALF_YEAR = 183;
-
 /* Days that a stretch may last longer than its selected days are, with the one that two runs join over. */
 constexpr int64_t SETBACK_DAYS = 4;
 
 constexpr int64_t SHORT_OF_A_YEAR = 360;
+
+/* Every run of days that is shorter than a year comes within so many. Leap days of one weekday are up to forty years
+ * apart. */
+constexpr int64_t ALL_SHORT_RUNS = 42 * 366;
 
 /* Days up to which looking ahead for clock changes costs less than asking for the moments at their end. */
 constexpr int64_t LONGEST_LOOK = 14;
@@ -65,18 +63,12 @@ struct sqlpiMaintWinSearch::Walk {
     int64_t lastDay = 0;             // days from this one on need not be looked at
     int64_t knownFrom = 0;           // from this day on, none is selected ..
     int64_t knownSelected = -1;      // .. before this one, which is
-    int64_t knownRunFrom = 0;        // from this day on, no run that may be long enough begins ..
-    int64_t knownRun = -1;           // .. before this one, where one does
     int32_t remaining = 0;           // of the least duration, after the days of the stretch so far
     bool lookBack = false;           // `day` is the one before the position's
-    bool stepped = false;            // the position is where an earlier step led
-    bool tooShortSeen = false;       // a day's window was too short ..
-    bool tooShortNow = false;        // .. this step's
-    bool carrying = false;           // a stretch of 24-hour days has begun that is not yet long enough
-    bool extending = false;          // a stretch of 24-hour days is long enough and goes on
-    sqlpiStretch stretch = {};
-
-    bool isInStretch() const noexcept { return carrying || extending; }
+    bool stepped = false;            // the position is where a step led from a day that was not too short
+    bool tooShortSeen = false;       // a day's window was too short
+    std::optional<int64_t> start;    // of a stretch of 24-hour days that goes on
+    std::optional<int64_t> end;      // the same, as far as it is long enough
 };
 
 sqlpiMaintWinSearch::sqlpiMaintWinSearch(const sqlpiMaintWindowInfo& info) noexcept
@@ -127,16 +119,6 @@ int64_t sqlpiMaintWinSearch::selectedFrom(Walk* walk, int64_t day) const noexcep
     return walk->knownSelected;
 }
 
-/* The same for the first day that begins so many selected ones in a row, the number of which depends on the walk's
- * least duration alone. */
-int64_t sqlpiMaintWinSearch::runFrom(Walk* walk, int64_t day, int64_t length) const noexcept {
-    if (day < walk->knownRunFrom || day > walk->knownRun) {
-        walk->knownRunFrom = day;
-        walk->knownRun = masks_.nextRun(day, walk->lastDay, length);
-    }
-    return walk->knownRun;
-}
-
 /* Whether any days of the walk that are selected in a row may make a stretch of 24-hour days long enough. Two runs can
  * join over a day that a zone leaves out, and the clocks can be set back meanwhile. Runs of a year are not judged: they
  * could join more than once. */
@@ -144,8 +126,8 @@ bool sqlpiMaintWinSearch::mayLastLongEnough(const Walk& walk) const noexcept {
     if (start_ >= SQLPI_DAY_SECONDS) return true;  // days are stepped over
     const int64_t fewest = (walk.remaining / SQLPI_DAY_SECONDS - SETBACK_DAYS + 1) / 2;
     if (fewest < 1) return true;
-    const int64_t limit = walk.lastDay + 2;
-    return masks_.nextRun(walk.day - 1, limit, std::min(fewest, SHORT_OF_A_YEAR)) < limit;
+    const int64_t first = walk.day - 1;
+    return masks_.hasRun(first, std::min(walk.lastDay + 2, first + ALL_SHORT_RUNS), std::min(fewest, SHORT_OF_A_YEAR));
 }
 
 bool sqlpiMaintWinSearch::selectsDay(Walk* walk) const noexcept {
@@ -164,8 +146,7 @@ bool sqlpiMaintWinSearch::begin(Walk* walk, int64_t now) noexcept {
     walk->lastDay = lastDayFrom(day + LATEST_BEGIN, latest.year);
     const int64_t selected = selectedFrom(walk, day);
     if (selected >= walk->lastDay && masks_.next(day - 2, day, true) >= day) return false;
-    if (!alwaysOpen_ && selected <= day + FIRST_LOOK)
-        clock_.lookAhead(sqlpiClockRest::steady, position, LONGEST_WINDOW);
+    if (!alwaysOpen_ && selected <= day + FIRST_LOOK) clock_.lookAhead(position, LONGEST_WINDOW);
 
     const int32_t time = position.timeOfDay();
     sqlpiLocalAsk moved = {day, info_.startTime};
@@ -210,48 +191,47 @@ int64_t sqlpiMaintWinSearch::windowEnd(const sqlpiLocalMoment& position) const n
     return clock_.resolve(ask, position.offset(), &end) ? end.seconds : -1;
 }
 
-/* Looks at the window on a selected day. Returns false when that ends the search: with the walk's stretch or, when it
- * is the second that is too short, with an empty one. */
-bool sqlpiMaintWinSearch::takeDay(Walk* walk) const noexcept {
+/* Looks at the window on a selected day. Returns false when that ends the search: with what it found or, when the
+ * window is the second that is too short, without. */
+bool sqlpiMaintWinSearch::takeDay(Walk* walk) noexcept {
+    if (sameTime_ && !regular_) (void)clock_.restDays(walk->position, start_ / SQLPI_DAY_SECONDS + 2);
     const int64_t start = walk->position.seconds;
     const int64_t end = windowEnd(walk->position);
     const int64_t length = end - start;
-    if (!walk->isInStretch()) walk->stretch = {start, 0};
     if (length >= walk->remaining) {
-        walk->stretch.end = end;
-        walk->extending = sameTime_;
+        if (!walk->start) walk->start = start;
+        walk->end = end;
         return sameTime_;
     }
     if (sameTime_) {
+        if (!walk->start) walk->start = start;
         walk->remaining = sqlpiReduceDuration(walk->remaining, length);
-        walk->carrying = true;
         return true;
     }
-    walk->tooShortNow = !walk->tooShortSeen;
+    if (walk->tooShortSeen) return false;
     walk->tooShortSeen = true;
-    return walk->tooShortNow;
+    walk->stepped = false;
+    return true;
 }
 
 /* Takes at once the 24-hour days from a selected one on that are selected, surely 24 hours long, and all lengthen the
  * stretch or all carry on. Returns false when there are none. */
 bool sqlpiMaintWinSearch::takeSteadyDays(Walk* walk) noexcept {
     if (!sameTime_ || !regular_ || walk->position.timeOfDay() != start_) return false;
-    if (walk->extending && walk->remaining > SQLPI_DAY_SECONDS) return false;
-    clock_.lookAhead(sqlpiClockRest::steady, walk->position, 1);
-    int64_t days = clock_.restDays(sqlpiClockRest::steady, walk->position);
-    if (!walk->extending) days = std::min<int64_t>(days, (int64_t{walk->remaining} - 1) / SQLPI_DAY_SECONDS);
+    if (walk->end && walk->remaining > SQLPI_DAY_SECONDS) return false;
+    int64_t days = clock_.restDays(walk->position, 1);
+    if (!walk->end) days = std::min<int64_t>(days, (int64_t{walk->remaining} - 1) / SQLPI_DAY_SECONDS);
     if (days <= 0) return false;
     const int64_t first = walk->position.day();
     days = masks_.next(first + 1, std::min(first + days, walk->lastDay), false) - first;
     if (days <= 0) return false;
 
     const int64_t length = days * SQLPI_DAY_SECONDS;
-    if (walk->extending) {
-        walk->stretch.end = walk->position.seconds + length;
+    if (walk->end) {
+        walk->end = walk->position.seconds + length;
     } else {
-        if (!walk->carrying) walk->stretch.start = walk->position.seconds;
+        if (!walk->start) walk->start = walk->position.seconds;
         walk->remaining = sqlpiReduceDuration(walk->remaining, length);
-        walk->carrying = true;
     }
     walk->position.seconds += length;
     walk->position.local += length;
@@ -266,62 +246,39 @@ bool sqlpiMaintWinSearch::advance(Walk* walk, bool selected) noexcept {
     if (walk->lookBack) return step(walk, day, offset);
     if (selected) return step(walk, day + 1, offset);
 
-    const int64_t target = nextSelected(walk);
+    const int64_t target = nextThatMayDo(walk);
     if (target >= walk->lastDay) return false;
-    const sqlpiDate date = sqlpiDateOfDay(day);
-    const int64_t next = masks_.selectsMonth(date.month) ? day + 1 : sqlpiDayNumber(date.year, date.month + 1, 1);
     sqlpiLocalMoment before;
-    if (target == next || !regular_ || !standBefore(walk->position, target, &before) ||
-        haveClocksLeapt(walk->position, before))
-        return step(walk, next, offset);
-    clock_.lookAhead(sqlpiClockRest::steady, before, LONGEST_WINDOW);
+    if (target == following(day)) return step(walk, target, offset);
+    if (!regular_ || !standBefore(walk->position, target, &before) || haveClocksLeapt(walk->position, before))
+        return step(walk, followingWhileClocksRest(walk, target), offset);
+    clock_.lookAhead(before, LONGEST_WINDOW);
     return step(walk, target, before.offset());
 }
 
-/* Whether the clocks surely rest for so many days. */
-bool sqlpiMaintWinSearch::willRest(sqlpiClockRest rest, const sqlpiLocalMoment& from, int64_t days) noexcept {
-    while (clock_.lookAhead(rest, from, days)) continue;
-    return clock_.restDays(rest, from) >= days;
+/* The day to look at after one that is not selected. */
+int64_t sqlpiMaintWinSearch::following(int64_t day) const noexcept {
+    const sqlpiDate date = sqlpiDateOfDay(day);
+    return masks_.selectsMonth(date.month) ? day + 1 : sqlpiDayNumber(date.year, date.month + 1, 1);
 }
 
-/* The next selected day; of a 24-hour window, the next that begins enough selected days in a row, or about as many
- * where the clocks may be set back meanwhile, or pass over a day. */
-int64_t sqlpiMaintWinSearch::nextSelected(Walk* walk) noexcept {
+/* The next selected day; of a 24-hour window, without those in a row that are surely too few, for the clocks rest. */
+int64_t sqlpiMaintWinSearch::nextThatMayDo(Walk* walk) noexcept {
     const sqlpiLocalMoment& position = walk->position;
     const int64_t today = position.day();
     int64_t day = selectedFrom(walk, today + 1);
     if (!sameTime_ || !regular_ || position.timeOfDay() != start_) return day;
     const int64_t enough = (int64_t{walk->remaining} + SQLPI_DAY_SECONDS - 1) / SQLPI_DAY_SECONDS;
-    if (enough <= 1) return day;
-    // While the clocks are calm, so many are the fewest that can last long enough.
-    const int64_t fewest = walk->remaining - (enough - 1) * SQLPI_DAY_SECONDS > CALM_SETBACK ? enough : enough - 1;
-    for (;;) {
-        const int64_t run = runFrom(walk, day, fewest);
-        const int64_t end = run + fewest;
-        const int64_t days = end + 1 - today;
-        const bool tooShort = fewest < enough && run < walk->lastDay && !masks_.selects(end);
-        if (tooShort && days - clock_.restDays(sqlpiClockRest::steady, position) <= LONGEST_LOOK &&
-            willRest(sqlpiClockRest::steady, position, days)) {
-            // So are the others, up to a longer one, while the clocks are steady.
-            const int64_t longer = masks_.nextRun(end, std::min(end + HALF_YEAR, walk->lastDay), enough);
-            (void)willRest(sqlpiClockRest::steady, position, longer - today);
-            const int64_t steadyEnd = today + clock_.restDays(sqlpiClockRest::steady, position);
-            day = std::max(end, std::min(longer, steadyEnd - fewest));
-            continue;
+    int64_t rest = clock_.restDays(position, 0);
+    while (day < walk->lastDay) {
+        const int64_t end = masks_.next(day + 1, day + enough, false);
+        if (end - day >= enough) break;
+        if (const int64_t wanted = end - today; wanted > rest) {
+            if (wanted - rest > LONGEST_LOOK) break;
+            rest = clock_.restDays(position, wanted);
+            if (wanted > rest) break;
         }
-        day = selectedFrom(walk, day);
-        if (run > day && !willRest(sqlpiClockRest::calm, position, run - today))
-            return nextRunPast(day, run, today + clock_.restDays(sqlpiClockRest::calm, position));
-        return run;
-    }
-}
-
-/* Of the runs of selected days from `day` to before `limit`, the start of the first that is not over before `past`. */
-int64_t sqlpiMaintWinSearch::nextRunPast(int64_t day, int64_t limit, int64_t past) const noexcept {
-    while (day < limit) {
-        const int64_t end = masks_.next(day + 1, limit, false);
-        if (end >= past) break;
-        day = masks_.next(end, limit, true);
+        day = selectedFrom(walk, end + 1);
     }
     return day;
 }
@@ -335,12 +292,27 @@ bool sqlpiMaintWinSearch::standBefore(const sqlpiLocalMoment& position, int64_t 
     return clock_.resolve({day, info_.startTime}, position.offset(), stand);
 }
 
+/* The day to look at after those that are not selected and on which the clocks surely rest. A start past midnight leads
+ * over days, and maybe over `target`. */
+int64_t sqlpiMaintWinSearch::followingWhileClocksRest(Walk* walk, int64_t target) noexcept {
+    const int64_t today = walk->position.day();
+    const int64_t led = start_ / SQLPI_DAY_SECONDS;
+    const int64_t steady = today + clock_.restDays(walk->position, target + led - today) - 1;
+    int64_t day = following(today);
+    for (;;) {
+        const int64_t visited = day + led;
+        if (visited > target) target = selectedFrom(walk, visited);
+        if (visited == target || visited > steady) return day;
+        day = following(visited);
+    }
+}
+
 bool sqlpiMaintWinSearch::step(Walk* walk, int64_t day, int64_t offset) const noexcept {
     const int64_t from = walk->position.seconds;
     sqlpiLocalAsk ask = {day, info_.startTime};
     sqlpiLocalMoment next;
     if (!clock_.resolve(ask, offset, &next) || next.seconds < 0) return false;
-    if (next.seconds <= from && walk->stepped && !walk->tooShortNow) {
+    if (next.seconds <= from && walk->stepped) {
         // The day begins in a clock change, and the platform's correction leads back to the evening where this step
         // began: for ever, so do without it. A stretch goes on meanwhile.
         if (!clock_.resolveOnce(ask, offset, &next)) next.seconds = from;
@@ -348,7 +320,7 @@ bool sqlpiMaintWinSearch::step(Walk* walk, int64_t day, int64_t offset) const no
             ++ask.day;
             if (!clock_.resolve(ask, offset, &next) || next.seconds < 0) return false;
         }
-        if (walk->carrying) walk->remaining = sqlpiReduceDuration(walk->remaining, next.seconds - from);
+        if (walk->start) walk->remaining = sqlpiReduceDuration(walk->remaining, next.seconds - from);
     }
     walk->position = next;
     walk->day = next.day();
@@ -373,17 +345,14 @@ bool sqlpiMaintWinSearch::findInside(int64_t now, int32_t minDuration, sqlpiStre
     while (isBeforeEnd(walk)) {
         const bool selected = selectsDay(&walk);
         if (selected && takeSteadyDays(&walk)) continue;
-        walk.tooShortNow = false;
-        bool ends = walk.extending;
-        if (selected) {
-            ends = !takeDay(&walk);
-        } else {
-            walk.carrying = false;  // a stretch is contiguous
-            walk.remaining = minDuration;
-        }
-        if (ends) {
-            *found = walk.stretch;
+        if (selected ? !takeDay(&walk) : walk.end.has_value()) {
+            if (!walk.end) return false;
+            *found = {*walk.start, *walk.end};
             return walk.position.seconds > 0 && found->start > 0 && found->end > 0;
+        }
+        if (!selected) {
+            walk.start.reset();  // a stretch is contiguous
+            walk.remaining = minDuration;
         }
         if (!advance(&walk, selected)) return false;
     }

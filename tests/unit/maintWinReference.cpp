@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <optional>
 
 namespace maintWinReference {
 
@@ -65,10 +64,10 @@ public:
     int64_t adjust(tm* time, int64_t stand) {
         if (!pinned_) return adjustTime(time);
         const int64_t wanted = offsetAt(stand);
-        if (!known_ || *known_ != wanted) prime(stand, wanted);
+        if (known_ != wanted) prime(stand, wanted);
         const int64_t asked = civilSeconds(*time);
         const int64_t seconds = adjustTime(time);
-        known_.reset();
+        known_ = UNKNOWN;
         if (seconds != -1 && seconds + time->tm_gmtoff == asked) known_ = time->tm_gmtoff;
         return seconds;
     }
@@ -76,7 +75,7 @@ public:
     /* The platform's first answer alone. */
     int64_t adjustOnce(tm* time, int64_t stand) {
         if (pinned_) prime(stand, offsetAt(stand));
-        known_.reset();
+        known_ = UNKNOWN;
         time->tm_isdst = -1;
         return mktime(time);
     }
@@ -104,7 +103,8 @@ private:
     }
 
     const bool pinned_;
-    std::optional<int64_t> known_;  // the UTC offset that mktime will try first
+    static constexpr int64_t UNKNOWN = std::numeric_limits<int64_t>::min();
+    int64_t known_ = UNKNOWN;  // the UTC offset that mktime will try first
     int64_t lastMoment_ = std::numeric_limits<int64_t>::min();
     int64_t lastOffset_ = 0;
 };

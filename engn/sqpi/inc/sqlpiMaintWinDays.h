@@ -90,11 +90,10 @@ public:
     /* The first day from `from` on that is selected (or, with `selected` false, that is not), at most `limit`. */
     int64_t next(int64_t from, int64_t limit, bool selected) const noexcept;
 
-    /* The first day from `from` on that begins so many selected days in a row (1 or more), at most `limit`. */
-    int64_t nextRun(int64_t from, int64_t limit, int64_t length) const noexcept;
+    /* Whether so many days in a row (1 or more) are selected from a day from `from` on, and before `limit`. */
+    bool hasRun(int64_t from, int64_t limit, int64_t length) const noexcept;
 
 private:
-    int64_t nextShortRun(int64_t from, int64_t limit, int64_t length) const noexcept;
     uint32_t monthBits(int32_t month, int32_t days, int32_t firstWeekday) const noexcept;
 
     uint32_t months_ = 0;     // bit 0 is January

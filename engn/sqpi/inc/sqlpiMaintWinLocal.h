@@ -8,6 +8,7 @@
 #define SQLPI_MAINT_WIN_LOCAL_H
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 
 #include "sqlpiCommonPolicy.h"
@@ -25,6 +26,9 @@ struct sqlpiLocalMoment {
     bool dst;        /* daylight-saving time is in force */
 
     int64_t offset() const noexcept { return local - seconds; }
+    bool hasClocksOf(const sqlpiLocalMoment& other) const noexcept {
+        return offset() == other.offset() && dst == other.dst;
+    }
     int64_t day() const noexcept { return sqlpiFloorDivide(local, SQLPI_DAY_SECONDS); }
     int32_t timeOfDay() const noexcept { return static_cast<int32_t>(local - day() * SQLPI_DAY_SECONDS); }
 };
@@ -34,12 +38,6 @@ struct sqlpiLocalMoment {
 struct sqlpiLocalAsk {
     int64_t day;
     sqlpiMaintWindowTime time;
-};
-
-/* What the clocks do not do for a while. */
-enum class sqlpiClockRest {
-    steady, /* they do not change */
-    calm,   /* they are set by an hour at most, and forward for daylight-saving time alone */
 };
 
 class sqlpiLocalClock {
@@ -57,12 +55,12 @@ public:
     /* The platform's first answer, without that correction. */
     bool resolveOnce(const sqlpiLocalAsk& ask, int64_t offset, sqlpiLocalMoment* moment) const noexcept;
 
-    /* Unless it is known that the clocks rest for so many days after `moment`: looks once whether they do so for some
-     * days more. True when they do. While they are steady, the functions above need not ask the platform. */
-    bool lookAhead(sqlpiClockRest rest, const sqlpiLocalMoment& moment, int64_t days) noexcept;
+    /* Unless it is known that the clocks do not change for so many days after `moment`: looks once whether they rest
+     * for some days more. True when they do. While they rest, the functions above need not ask the platform. */
+    bool lookAhead(const sqlpiLocalMoment& moment, int64_t days) noexcept;
 
-    /* How many whole days of that rest after `moment` are known. */
-    int64_t restDays(sqlpiClockRest rest, const sqlpiLocalMoment& moment) const noexcept;
+    /* Looks ahead for so many days. For how many whole days after `moment` the clocks surely rest. */
+    int64_t restDays(const sqlpiLocalMoment& moment, int64_t days) noexcept;
 
 private:
     enum class Flag { any, standard, dst };
@@ -70,19 +68,38 @@ private:
     bool ask(int64_t seconds, sqlpiLocalMoment* moment) const noexcept;
     bool probe(int64_t local, Flag wanted, int64_t offset, sqlpiLocalMoment* moment) const noexcept;
     bool resolve(const sqlpiLocalAsk& ask, int64_t offset, bool again, sqlpiLocalMoment* moment) const noexcept;
-    bool isSteady(int64_t seconds) const noexcept { return steady_.contains(seconds); }
+    bool isSteady(int64_t seconds) const noexcept {
+        return seconds >= rest_.from.seconds && seconds <= rest_.until.seconds;
+    }
 
-    /* What is known about one kind of rest: the moments at both ends. */
-    struct Known {
+    /* A stretch of a year without a change, in seconds since the year's first. */
+    struct YearRest {
+        int64_t from;
+        int64_t until; /* its last second */
+        int64_t offset;
+        bool dst;
+    };
+    /* What the clocks do in the years that begin on one weekday and are as long as each other. */
+    struct YearRests {
+        static constexpr int MOST = 8;
+
+        bool learnt = false;
+        int count = 0; /* 0: not known */
+        YearRest rests[MOST] = {};
+    };
+    static constexpr int YEAR_KINDS = 14;
+    struct RuleYear;
+
+    const YearRest* restByRule(const RuleYear& year, int64_t seconds) const noexcept;
+    void learn(const RuleYear& year) noexcept;
+
+    /* What is known about the clocks around a moment that was asked about. */
+    struct {
         sqlpiLocalMoment from = {};
         sqlpiLocalMoment until = {-1, -1, false};
         int64_t stride = 0; /* hours that the next look ahead tries; 0: the rest ends about here */
-
-        bool contains(int64_t seconds) const noexcept { return seconds >= from.seconds && seconds <= until.seconds; }
-    };
-
-    Known steady_ = {};
-    Known calm_ = {};
+    } rest_;
+    std::unique_ptr<YearRests[]> years_; /* for each kind, once they matter */
 };
 
 #endif

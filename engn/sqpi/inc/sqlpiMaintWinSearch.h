@@ -49,19 +49,18 @@ private:
     bool readLimit(const sqlpiMaintWindowDateTime& limit, std::optional<sqlpiLocalMoment>* moment) const noexcept;
     int64_t lastDayFrom(int64_t day, int64_t year) const noexcept;
     int64_t selectedFrom(Walk* walk, int64_t day) const noexcept;
-    int64_t runFrom(Walk* walk, int64_t day, int64_t length) const noexcept;
     bool mayLastLongEnough(const Walk& walk) const noexcept;
     bool selectsDay(Walk* walk) const noexcept;
     bool begin(Walk* walk, int64_t now) noexcept;
     bool isBeforeEnd(const Walk& walk) const noexcept;
     int64_t windowEnd(const sqlpiLocalMoment& position) const noexcept;
-    bool takeDay(Walk* walk) const noexcept;
+    bool takeDay(Walk* walk) noexcept;
     bool takeSteadyDays(Walk* walk) noexcept;
     bool advance(Walk* walk, bool selected) noexcept;
-    bool willRest(sqlpiClockRest rest, const sqlpiLocalMoment& from, int64_t days) noexcept;
-    int64_t nextSelected(Walk* walk) noexcept;
-    int64_t nextRunPast(int64_t day, int64_t limit, int64_t past) const noexcept;
+    int64_t following(int64_t day) const noexcept;
+    int64_t nextThatMayDo(Walk* walk) noexcept;
     bool standBefore(const sqlpiLocalMoment& position, int64_t target, sqlpiLocalMoment* stand) const noexcept;
+    int64_t followingWhileClocksRest(Walk* walk, int64_t target) noexcept;
     bool step(Walk* walk, int64_t day, int64_t offset) const noexcept;
 
     const sqlpiMaintWindowInfo& info_;
