@@ -15,6 +15,8 @@ using Words = std::span<const char* const>;
 
 constexpr std::array statements = {"SELECT", "VALUES", "WITH", "INSERT", "UPDATE", "DELETE", "MERGE", "REPLACE"};
 
+constexpr std::array queries = {"SELECT", "VALUES", "TABLE"};
+
 // What may stand before a parenthesis and calls nothing.
 constexpr std::array beforeParenthesis = {
     "ALL",      "AND",    "ANY",       "ARRAY",  "AS",     "BETWEEN",   "BY",     "CASE",   "CONFLICT",
@@ -49,27 +51,22 @@ public:
     Outcome see(std::string_view token) {
         if (token == "(") {
             if (isCall()) return failure("42501", "function " + quoted(previous_) + " may not be called here");
-            levels_.push_back({});
+            asksQuery_.push_back(false);
         } else if (token == ")") {
-            if (levels_.size() > 1) levels_.pop_back();
+            if (asksQuery_.size() > 1) asksQuery_.pop_back();
         } else if (isWordStart(token[0]) || isQuoted(token)) {
             if (isDatabasesOwn(token)) return failure("42501", quoted(token) + " is the database's own");
+            if (isWord(token, "INTO") && asksQuery_.back())
+                return failure("42601", "a query may not make a table here");
             qualified_ = previous_ == ".";
             introduced_ = isIntroduced() || (qualified_ && introduced_);
-            followQuery(token);
+            if (isOneOf(token, queries)) asksQuery_.back() = true;
         }
-        if (token != "(" && !isWord(token, "EXPLAIN")) levels_.back().begun = true;
         previous_ = token;
         return {};
     }
 
 private:
-    /* Between two parentheses, or outside of all. */
-    struct Level {
-        bool begun = false;
-        bool definesQueries = false; /* in WITH, where names with lists of columns stand */
-    };
-
     static std::string quoted(std::string_view token) { return '"' + std::string(nameIn(token)) + '"'; }
 
     /* A parenthesis behind the token before calls a function that is not listed, or perhaps one. */
@@ -80,12 +77,10 @@ private:
         return !isOneOf(nameIn(previous_), dialect_.functions) && !(word && isOneOf(previous_, beforeParenthesis));
     }
 
-    /* Behind these words stands the name of a table, of a type or of a result. */
-    bool isIntroduced() const noexcept {
-        if (isWord(previous_, "INTO") || isWord(previous_, "AS")) return true;
-        return levels_.back().definesQueries &&
-               (previous_ == "," || isWord(previous_, "WITH") || isWord(previous_, "RECURSIVE"));
-    }
+    /* Behind these words, which no database takes for names, stands the name of a table, of a type or of a result. A
+     * name in WITH is none of them: WITH may be a name itself, and who takes what follows it for a list of names can be
+     * led to take a call for one. */
+    bool isIntroduced() const noexcept { return isWord(previous_, "INTO") || isWord(previous_, "AS"); }
 
     bool isDatabasesOwn(std::string_view token) const noexcept {
         const bool text = token[0] == '\'';
@@ -93,17 +88,8 @@ private:
         return startsWithOneOf(nameIn(token), dialect_.ownNames);
     }
 
-    void followQuery(std::string_view token) noexcept {
-        Level& level = levels_.back();
-        if (isWord(token, "WITH")) {
-            level.definesQueries = !level.begun;
-        } else if (isOneOf(token, statements)) {
-            level.definesQueries = false;
-        }
-    }
-
     const Dialect& dialect_;
-    std::vector<Level> levels_ = {{}};
+    std::vector<bool> asksQuery_ = {false}; /* outside of all parentheses, and between those that are open */
     std::string_view previous_{};
     bool qualified_ = false;  /* the name before has another before it */
     bool introduced_ = false; /* the name before calls nothing */
