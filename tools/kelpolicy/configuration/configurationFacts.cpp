@@ -1,5 +1,5 @@
-// The library has validated the document and bounded what it can make of itself. Here it is read once more, for the
-// places of its elements and for what is written, before anything was made of it.
+// The library has validated the document. Here it is read once more, for the places of its elements and for what is
+// written, before anything was made of it.
 #include "configuration/configurationFacts.h"
 
 #include <algorithm>
@@ -8,15 +8,11 @@
 #include <set>
 #include <sstream>
 #include <string_view>
-#include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/parsers/SAXParser.hpp>
 #include <xercesc/sax/AttributeList.hpp>
-#include <xercesc/sax/HandlerBase.hpp>
 #include <xercesc/sax/Locator.hpp>
-#include <xercesc/util/XMLUni.hpp>
 
+#include "configuration/boundedReader.h"
 #include "sqlpiUtf8.h"
-#include "sqlpiXmlBounds.h"
 
 namespace kelpolicy {
 namespace {
@@ -202,17 +198,9 @@ private:
 }  // namespace
 
 std::vector<ConfigurationFact> readConfigurationFacts(const std::string& document) {
-    sqlpiBoundedParser<xercesc::SAXParser> parser(document.size());
-    parser.useScanner(xercesc::XMLUni::fgDGXMLScanner);  // the default one also remembers children, for schemas
+    BoundedReader parser(document);
     FactReader reader(document, parser);
-    parser.setDocumentHandler(&reader);
-    parser.setErrorHandler(&reader);
-    parser.setValidationScheme(xercesc::SAXParser::Val_Never);
-    parser.setLoadExternalDTD(false);
-    parser.setCalculateSrcOfs(true);
-    const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(document.data()), document.size(),
-                                            "configuration", false);
-    parser.parse(source);
+    parser.read(reader);
     return std::move(reader.facts);
 }
 

@@ -1,15 +1,12 @@
-// The document is read once more, by the same XML library, for what the engine's tree leaves out. The engine's parser
-// has bounded what the document can make of itself.
+// The document is read once more for what the engine's tree leaves out.
 #include "configuration/documentOutline.h"
 
 #include <algorithm>
 #include <iterator>
-#include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/parsers/SAXParser.hpp>
 #include <xercesc/sax/AttributeList.hpp>
-#include <xercesc/sax/HandlerBase.hpp>
 #include <xercesc/sax/Locator.hpp>
 
+#include "configuration/boundedReader.h"
 #include "sqlpiUtf8.h"
 
 namespace kelpolicy {
@@ -125,17 +122,9 @@ private:
 };
 
 DocumentOutline::DocumentOutline(const std::string& document) {
-    xercesc::SAXParser parser;
+    BoundedReader parser(document);
     Reader reader(*this, document, parser);
-    parser.setDocumentHandler(&reader);
-    parser.setErrorHandler(&reader);
-    parser.setValidationScheme(xercesc::SAXParser::Val_Never);
-    parser.setLoadExternalDTD(false);
-    parser.setDisableDefaultEntityResolution(true);
-    parser.setCalculateSrcOfs(true);
-    const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(document.data()), document.size(),
-                                            "document", false);
-    parser.parse(source);
+    parser.read(reader);
 }
 
 uint32_t DocumentOutline::firstChild(uint32_t element) const {
