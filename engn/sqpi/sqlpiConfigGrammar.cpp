@@ -3,11 +3,16 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <string_view>
 #include <xercesc/framework/XMLGrammarPoolImpl.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/validators/DTD/DTDGrammar.hpp>
 #include <xercesc/validators/DTD/XMLDTDDescriptionImpl.hpp>
+#include <xercesc/validators/datatype/DecimalDatatypeValidator.hpp>
+#include <xercesc/validators/datatype/ListDatatypeValidator.hpp>
+#include <xercesc/validators/datatype/UnionDatatypeValidator.hpp>
+#include <xercesc/validators/schema/SchemaElementDecl.hpp>
 #include <xercesc/validators/schema/SchemaGrammar.hpp>
 #include <xercesc/validators/schema/XMLSchemaDescriptionImpl.hpp>
 
@@ -69,13 +74,57 @@ bool load(sqlpiSharedGrammar& shared, const Schema& schema) {
            parser.getErrorCount() == 0;
 }
 
+/* A sign or none, zeros, and then 1 to 31. */
+bool isDayOfMonth(std::u16string_view number) noexcept {
+    if (number.starts_with(u'+') || number.starts_with(u'-')) number.remove_prefix(1);
+    number.remove_prefix(std::min(number.find_first_not_of(u'0'), number.size()));
+    const auto isDigit = [](XMLCh character, XMLCh least, XMLCh most) {
+        return least <= character && character <= most;
+    };
+    if (number.size() == 1) return isDigit(number[0], u'1', u'9');
+    return number.size() == 2 && (isDigit(number[0], u'1', u'2') ? isDigit(number[1], u'0', u'9')
+                                                                 : number[0] == u'3' && isDigit(number[1], u'0', u'1'));
+}
+
+/* The XML library runs a regular expression over each number of a list and makes two decimals of it. What is plainly a
+ * day passes at once; the XML library judges all else. */
+class DayOfMonth : public xercesc::DecimalDatatypeValidator {
+public:
+    DayOfMonth(xercesc::DatatypeValidator* judge, xercesc::MemoryManager* memory)
+        : DecimalDatatypeValidator(judge, nullptr, nullptr, 0, memory) {}
+
+    void validate(const XMLCh* const content, xercesc::ValidationContext* const context,
+                  xercesc::MemoryManager* const memory) override {
+        if (!isDayOfMonth(content)) DecimalDatatypeValidator::validate(content, context, memory);
+    }
+};
+
+/* Has each list of numbers judge them so: the days of the month are the only one. */
+void hasten(xercesc::DatatypeValidator* type, xercesc::MemoryManager* memory) {
+    using xercesc::DatatypeValidator;
+    if (type == nullptr || type->getType() != DatatypeValidator::Union) return;
+    auto& members = *static_cast<xercesc::UnionDatatypeValidator*>(type)->getMemberTypeValidators();
+    for (XMLSize_t i = 0; i < members.size(); ++i) {
+        DatatypeValidator* member = members.elementAt(i);
+        if (member->getType() != DatatypeValidator::List) continue;
+        DatatypeValidator* number = static_cast<xercesc::ListDatatypeValidator*>(member)->getItemTypeDTV();
+        if (number->getType() != DatatypeValidator::Decimal) continue;
+        auto* day = new (memory) DayOfMonth(number, memory);
+        members.setElementAt(new (memory) xercesc::ListDatatypeValidator(day, nullptr, nullptr, 0, memory), i);
+    }
+}
+
 /* Has the XML library write down the content models that its messages show; under full checking it has built everything
  * else. */
 void complete(sqlpiSharedGrammar& shared) {
     auto grammars = shared.pool.getGrammarEnumerator();
     while (grammars.hasMoreElements()) {
         auto elements = static_cast<xercesc::SchemaGrammar&>(grammars.nextElement()).getElemEnumerator();
-        while (elements.hasMoreElements()) elements.nextElement().getFormattedContentModel();
+        while (elements.hasMoreElements()) {
+            auto& element = static_cast<xercesc::SchemaElementDecl&>(elements.nextElement());
+            element.getFormattedContentModel();
+            hasten(element.getDatatypeValidator(), &shared.memory);
+        }
     }
 }
 

@@ -114,16 +114,16 @@ void sqlpi_sax_handler::startDocument() {
 }
 
 void sqlpi_sax_handler::startElement(const XMLCh* name, xercesc::AttributeList& attributeList) {
-    constexpr size_t longestKnownName = 63;  // a longer name is in no catalogue, whole or cut
-    char narrowName[longestKnownName + 2];
-    narrowName[sqlpiToUtf8(name, narrowName, sizeof narrowName - 1)] = '\0';
     attributes = &attributeList;
-    setPolicyElement(narrowName, attributeList);
+    addElement(sqlpiElementTypeOf(std::u16string_view(name)), attributeList);
 }
 
 void sqlpi_sax_handler::setPolicyElement(char* name, xercesc::AttributeList& attributeList) {
-    noteTag(sqlpiElementTypeOf(std::string_view(name)), 0);
-    const SQLPI_POL_ELEMENT_TYPE type = currentType;
+    addElement(sqlpiElementTypeOf(std::string_view(name)), attributeList);
+}
+
+void sqlpi_sax_handler::addElement(SQLPI_POL_ELEMENT_TYPE type, xercesc::AttributeList& attributeList) {
+    noteTag(type, 0);
     const bool isDocument = type == SQLPI_ELEMENT_POLICY_DOCUMENT;
     if (!documentElementSeen_ && !isDocument) endParse(u"The document element is not \"PolicyDocument\".");
     documentElementSeen_ = true;

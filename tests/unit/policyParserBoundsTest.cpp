@@ -179,6 +179,41 @@ TEST_F(ParserBounds, AMillionLevelsNeedNoStack) {
     refused("<PolicyDocument>" + repeated("<And>", levels));
 }
 
+/* A document of nothing but start tags is refused where no ends can follow any more, before its elements are all made;
+ * one whose ends just fit is read. */
+TEST_F(ParserBounds, ElementsThatCannotAllEndAreNotAllMade) {
+    constexpr size_t tags = 690000;
+    for (const std::string declarations : {"", "<!DOCTYPE PolicyDocument [<!ENTITY e 'x'>]>"}) {
+        const std::string document = declarations + "<PolicyDocument>" + repeated("<a>", tags);
+        const int64_t before = kelhost::memoryTotal().allocations;
+        const sqlpiParseProblem problem = problemOf(document);
+        EXPECT_STREQ(problem.message, "The document is too short for the ends of the elements that it begins.");
+        EXPECT_EQ(problem.line, 1U);
+        EXPECT_LT(problem.column, document.size() / 2);
+        EXPECT_LT(kelhost::memoryTotal().allocations - before, tags * 3 / 2) << "an element takes up to three";
+    }
+    EXPECT_STRNE(problemOf("<PolicyDocument>" + repeated("<a>", 1000)).message,
+                 "The document is too short for the ends of the elements that it begins.")
+        << "what has been read is judged by what is wrong with it";
+}
+
+TEST_F(ParserBounds, ElementsWhoseEndsJustFitAreRead) {
+    for (const size_t levels : {1U, 4000U, 8000U, 16000U, 17000U, 33000U, 100000U, 400000U}) {
+        SCOPED_TRACE(levels);
+        const std::string nested = inDocument(repeated("<a>", levels) + repeated("</a>", levels));
+        const std::string inEntity = repeated("<a>", 580) + repeated("</a>", 580);
+        std::string wide = "\xFF\xFE";
+        for (const char character : nested) wide += {character, '\0'};
+        for (const std::string& document :
+             {nested, inDocument(repeated("<a/>", levels) + repeated("<a>", levels) + repeated("</a>", levels)), wide,
+              withDeclarations(
+                  "<!ENTITY e '" + inEntity + "'>",
+                  repeated("<a>", levels) + repeated("&e;", 64) + repeated("</a>", levels) + repeated("<a/>", levels)),
+              "<?xml version='1.0' encoding='ISO-8859-1'?>" + nested})
+            EXPECT_NE(parseTree(document), nullptr) << document.substr(0, 40);
+    }
+}
+
 /* So many parentheses that the XML library would need a call on the stack for each. */
 std::string contentModel(size_t levels) {
     return "<!ELEMENT x " + repeated("(a,", levels) + "b" + repeated(")", levels) + ">";

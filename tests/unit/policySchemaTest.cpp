@@ -3,8 +3,10 @@
 
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
+#include <xercesc/sax/HandlerBase.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 
+#include "sqlpiUtf8.h"
 #include "sqlpiXmlPlatform.h"
 #include "unit/validateSupport.h"
 
@@ -169,6 +171,82 @@ TEST_F(PolicySchemaRules, DaysOfTheMonthCountFromBothEnds) {
     for (const char* bad :
          {"All 1", "1 All", "all", "1,2", "1-2", "1.0", "x", "0", "-0", "1 0", "99999999999999999999"})
         expectInvalid({{bad, oneWindow({.daysOfMonth = bad})}});
+}
+
+/* The XML library alone, with the schema as it is published. */
+class PublishedSchema {
+public:
+    PublishedSchema() {
+        parser_.setErrorHandler(&reporter_);
+        parser_.setDoNamespaces(true);
+        parser_.setDoSchema(true);
+        parser_.setValidationScheme(xercesc::XercesDOMParser::Val_Always);
+        parser_.setExitOnFirstFatalError(true);
+        const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(SQLPI_MWP_V1), SQLPI_MWP_V1_LENGTH,
+                                                "schema");
+        EXPECT_NE(parser_.loadGrammar(source, xercesc::Grammar::SchemaGrammarType, true), nullptr);
+        parser_.useCachedGrammarInParse(true);
+    }
+    /* What is wrong with the document first; nothing where it is valid. */
+    std::string judge(const std::string& document) {
+        const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(document.data()), document.size(),
+                                                "document");
+        reporter_.first.clear();
+        parser_.parse(source);
+        return reporter_.first;
+    }
+
+private:
+    struct FirstMistake : xercesc::HandlerBase {
+        void error(const xercesc::SAXParseException& exception) override {
+            if (first.empty()) first = sqlpiUtf8Text(exception.getMessage()).text();
+        }
+        void fatalError(const xercesc::SAXParseException& exception) override { error(exception); }
+        std::string first{};
+    };
+
+    FirstMistake reporter_;
+    xercesc::XercesDOMParser parser_;
+};
+
+/* Days of the month are judged on a shorter way than the schema's. */
+TEST_F(PolicySchemaRules, EachDayOfTheMonthIsJudgedAsThePublishedSchemaDoes) {
+    ASSERT_TRUE(sqlpiHoldXmlPlatform());
+    const std::string pieces[] = {"+", "-", "0", "1",        "2",        "3",  "4",  "9",
+                                  ".", "a", " ", "\xC2\xB2", "\xD9\xA3", "31", "-31"};
+    std::vector<std::string> texts = {"",
+                                      "All",
+                                      "all",
+                                      "All 1",
+                                      "1 All",
+                                      "\t1\n2\r\n-1 ",
+                                      "000000000000000000000000031",
+                                      "-0000000000000000000000000032",
+                                      "1e1",
+                                      "99999999999999999999999",
+                                      "0x1"};
+    for (const std::string& first : pieces)
+        for (const std::string& second : pieces) {
+            texts.push_back(first + second);
+            for (const std::string& third : pieces) {
+                texts.push_back(first + second + third);
+                texts.push_back("7 " + first + second + third + " -01");
+            }
+        }
+    for (int day = -40; day <= 40; ++day)
+        for (const char* before : {"", "0", "00", "+", "+0"}) texts.push_back(before + std::to_string(day));
+    PublishedSchema schema;
+    size_t valid = 0;
+    for (const std::string& text : texts) {
+        SCOPED_TRACE(text);
+        const std::string document = oneWindow({.daysOfMonth = text});
+        const Verdict verdict = validate("MAINTENANCE_WINDOW", document);
+        EXPECT_STREQ(verdict.mistake.message, schema.judge(document).c_str());
+        EXPECT_EQ(verdict.status == 0, verdict.mistake.message[0] == '\0');
+        valid += verdict.status == 0 ? 1 : 0;
+    }
+    EXPECT_GT(valid, 200U);
+    EXPECT_GT(texts.size(), 2 * valid) << "both kinds are tried";
 }
 
 TEST_F(PolicySchemaRules, AttributesOfAWindow) {

@@ -85,6 +85,7 @@ public:
     xercesc::AttributeList* attributes = nullptr;
 
 private:
+    void addElement(SQLPI_POL_ELEMENT_TYPE type, xercesc::AttributeList& attributes);
     void noteTag(SQLPI_POL_ELEMENT_TYPE type, int32_t action) noexcept;
     [[noreturn]] void endParse(const XMLCh* why) const;
 

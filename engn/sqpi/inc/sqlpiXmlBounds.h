@@ -76,7 +76,7 @@ class sqlpiBoundedParser : public Parser, public sqlpiReadWatcher {
 public:
     template <class... Arguments>
     explicit sqlpiBoundedParser(size_t documentLength, Arguments&&... arguments)
-        : Parser(std::forward<Arguments>(arguments)...), bounds_(documentLength) {
+        : Parser(std::forward<Arguments>(arguments)...), bounds_(documentLength), unread_(documentLength) {
         security_.setEntityExpansionLimit(sqlpiXmlBounds::mostExpansions);
         boundScanner();
     }
@@ -129,10 +129,19 @@ public:
                 endIf(u"The document has more element names than a policy may have.");
             if (names_ > sqlpiNameSpread::mostInBucket) checkName(element.getFullName());
         }
+        const size_t openElements = openElements_ + (isEmpty ? 0 : 1);
         Parser::startElement(element, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
+        openElements_ = openElements;  // a DOM parser ends an empty one itself
+    }
+    void endElement(const xercesc::XMLElementDecl& element, const unsigned int uri, const bool isRoot,
+                    const XMLCh* const prefix) override {
+        --openElements_;
+        Parser::endElement(element, uri, isRoot, prefix);
     }
     void beforeRead(size_t byteCount) override {
         checkAttributes(ScannedAttributes::count(scanner()));  // in the midst of a tag, too
+        unread_ -= byteCount;
+        checkEnds();
         if (inDeclarations_) endIf(bounds_.readDeclarations(byteCount));
     }
 
@@ -167,6 +176,13 @@ private:
             endIf(bounds_.spendText(std::u16string_view(attributes.elementAt(i)->getName()).size() +
                                     std::u16string_view(attributes.elementAt(i)->getValue()).size()));
     }
+    /* What begins costs more than what ends: elements that can no longer all end are not read any further. */
+    void checkEnds() const {
+        constexpr size_t shortestEnd = 4;                 // "</a>"
+        constexpr size_t mostBuffered = size_t{1} << 16;  // bytes that the XML library has and has not looked at
+        if (openElements_ > (unread_ + mostBuffered + sqlpiXmlBounds::mostEntityText) / shortestEnd)
+            endIf(u"The document is too short for the ends of the elements that it begins.");
+    }
     /* How often the XML library's table, which has so many buckets by then, compares two names of a tag. */
     static size_t comparisonsOf(const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, size_t count) {
         constexpr size_t buckets = 457;
@@ -185,6 +201,8 @@ private:
     xercesc::SecurityManager security_;
     bool hasDocumentType_ = false;
     bool inDeclarations_ = false;
+    size_t unread_;           /* bytes of the document that the XML library does not have */
+    size_t openElements_ = 0; /* begun and not ended */
     XMLSize_t names_ = 0;
     std::optional<sqlpiNameSpread> spread_;
 };
