@@ -15,8 +15,8 @@
 #include "engineContext.h"
 #include "instance.h"
 #include "memoryPool.h"
+#include "services/sqlpiPolicyKeys.h"
 #include "sqlpiApplReadPolicyTable.h"
-#include "sqlpiPolicyKeys.h"
 
 /* An instance of its own with the default policies, gone at the end. */
 class Database {

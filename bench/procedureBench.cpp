@@ -1,9 +1,9 @@
 /* A whole get and a whole set of the backup policy within an engine context, beside the sum of the calls that they
  * make, made directly on the driver manager, and one validation. */
+#include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyValidate.h"
 #include "databaseWork.h"
 #include "sqlpiPolicyConfig.h"
-#include "sqlpiPolicyGen.h"
-#include "sqlpiPolicyValidate.h"
 
 namespace {
 

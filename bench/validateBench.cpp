@@ -6,10 +6,10 @@
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/HandlerBase.hpp>
 
-#include "sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyValidate.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "sqlpiPolicySchemas.h"
-#include "sqlpiPolicyValidate.h"
-#include "sqlpiXmlPlatform.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include <optional>
 #include <vector>
 
+#include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyUtil.h"
+#include "configuration/sqlpiPolicyValidate.h"
 #include "fuzzTarget.h"
 #include "memoryPool.h"
 #include "sqlpiPolicyConfig.h"
-#include "sqlpiPolicyGen.h"
-#include "sqlpiPolicyUtil.h"
-#include "sqlpiPolicyValidate.h"
 
 namespace fuzz {
 

@@ -2,8 +2,8 @@
  * and what is written there is read back. */
 #include <optional>
 
+#include "configuration/sqlpiPolicyConfigFile.h"
 #include "fuzzTarget.h"
-#include "sqlpiPolicyConfigFile.h"
 
 namespace {
 

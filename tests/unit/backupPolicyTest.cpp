@@ -5,7 +5,7 @@
 #include <cstring>
 #include <functional>
 
-#include "sqlpiPolicyKeys.h"
+#include "services/sqlpiPolicyKeys.h"
 #include "unit/servicesSupport.h"
 
 namespace {

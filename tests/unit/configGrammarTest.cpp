@@ -1,5 +1,5 @@
 /* What the XML library may ask of the grammars that a parser is handed: nothing of one call reaches another. */
-#include "sqlpiConfigGrammar.h"
+#include "configuration/sqlpiConfigGrammar.h"
 
 #include <memory>
 #include <xercesc/framework/XMLDTDDescription.hpp>
@@ -8,7 +8,7 @@
 #include <xercesc/validators/DTD/DTDGrammar.hpp>
 #include <xercesc/validators/schema/SchemaGrammar.hpp>
 
-#include "sqlpiXmlPlatform.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "unit/balance.h"
 
 namespace {

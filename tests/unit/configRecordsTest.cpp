@@ -7,7 +7,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyGen.h"
 
 namespace {
 

@@ -5,11 +5,11 @@
 #include "host/callLevelClient.h"
 #include "host/hostFixture.h"
 #include "memoryPool.h"
+#include "services/sqlpiPolicyKeys.h"
 #include "sqlpiApplReadPolicyTable.h"
 #include "sqlpiBackup.h"
 #include "sqlpiCommonPolicy.h"
 #include "sqlpiPolicyCommonParser.h"
-#include "sqlpiPolicyKeys.h"
 #include "sqlpiStatsProfAppl.h"
 
 namespace {

@@ -1,11 +1,11 @@
 /* What the parser reports of a configuration document, and what of it can be seen from outside. */
-#include "sqlpiDomErrorReporter.h"
+#include "configuration/sqlpiDomErrorReporter.h"
 
 #include <cstring>
 #include <string>
 #include <xercesc/sax/SAXParseException.hpp>
 
-#include "sqlpiXmlPlatform.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "unit/servicesSupport.h"
 
 namespace {

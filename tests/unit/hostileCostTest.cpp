@@ -7,9 +7,9 @@
 #include <functional>
 #include <random>
 
+#include "document/sqlpiXmlBounds.h"
 #include "host/wholeFile.h"
 #include "parserSupport.h"
-#include "sqlpiXmlBounds.h"
 #include "unit/parserSupport.h"
 #include "unit/validateSupport.h"
 

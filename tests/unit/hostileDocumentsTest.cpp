@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <ctime>
 
+#include "document/sqlpiXmlBounds.h"
 #include "parserSupport.h"
-#include "sqlpiXmlBounds.h"
 #include "unit/parserSupport.h"
 #include "unit/validateSupport.h"
 

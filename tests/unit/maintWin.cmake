@@ -1,7 +1,7 @@
 # What the tests of maintenance windows share: questions drawn at random, and two other ways to answer them.
 add_library(maintWinSupport STATIC maintWinCases.cpp maintWinMinutes.cpp maintWinReference.cpp)
 target_include_directories(maintWinSupport PUBLIC "${PROJECT_SOURCE_DIR}/tests" "${PROJECT_SOURCE_DIR}/engn/sqpi/inc"
-  "${PROJECT_SOURCE_DIR}/engn/sqpi" "${PROJECT_SOURCE_DIR}/engn/sqpi/windows")
+  "${PROJECT_SOURCE_DIR}/engn/sqpi")
 target_link_libraries(maintWinSupport PUBLIC kelpolicy_plat PRIVATE kelpolicy_options)
 
 foreach(test maintWinTest maintWinClockChangeTest maintWinCostTest maintWinDaysTest maintWinMinutesTest maintWinRandomTest

@@ -1,5 +1,5 @@
 /* The calendar, against std::chrono. */
-#include "sqlpiMaintWinDays.h"
+#include "windows/sqlpiMaintWinDays.h"
 
 #include <gtest/gtest.h>
 

@@ -9,8 +9,8 @@
 #include <random>
 #include <sstream>
 
-#include "sqlpiMaintWinLocal.h"
 #include "unit/maintWinCases.h"
+#include "windows/sqlpiMaintWinLocal.h"
 
 using namespace maintWinCases;
 

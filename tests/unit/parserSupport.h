@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "balance.h"
+#include "document/sqlpiPolicyParserHooks.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "hostLogs.h"
 #include "smallStack.h"
-#include "sqlpiPolicyParserHooks.h"
-#include "sqlpiXmlPlatform.h"
 #include "trees.h"
 
 class ParserTest : public BalancedTest {

@@ -7,7 +7,7 @@
 
 #include "attributes.h"
 #include "balance.h"
-#include "sqlpiXmlPlatform.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "trees.h"
 
 namespace {

@@ -2,11 +2,11 @@
 #include <fstream>
 #include <thread>
 
+#include "configuration/sqlpiPolicyConfigSql.h"
+#include "configuration/sqlpiPolicyUtil.h"
 #include "embeddedSql.h"
 #include "faulty.h"
 #include "host/callLevelClient.h"
-#include "sqlpiPolicyConfigSql.h"
-#include "sqlpiPolicyUtil.h"
 #include "unit/servicesSupport.h"
 
 namespace {

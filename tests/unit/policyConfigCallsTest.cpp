@@ -2,8 +2,8 @@
  * them. The linker hands these calls to this file, which writes them down and passes them on. */
 #include <algorithm>
 
+#include "configuration/sqlpiPolicyGen.h"
 #include "embeddedSql.h"
-#include "sqlpiPolicyGen.h"
 #include "unit/configSupport.h"
 #include "unit/recordedCalls.h"
 

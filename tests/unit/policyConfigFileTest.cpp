@@ -5,9 +5,9 @@
 #include <optional>
 #include <thread>
 
+#include "configuration/sqlpiPolicyConfigFile.h"
 #include "faulty.h"
 #include "files.h"
-#include "sqlpiPolicyConfigFile.h"
 #include "unit/configSupport.h"
 
 namespace {

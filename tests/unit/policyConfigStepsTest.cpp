@@ -3,9 +3,9 @@
  */
 #include <set>
 
+#include "configuration/sqlpiPolicyUtil.h"
 #include "faulty.h"
 #include "messages.h"
-#include "sqlpiPolicyUtil.h"
 #include "trace.h"
 #include "unit/configSupport.h"
 

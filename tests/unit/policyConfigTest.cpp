@@ -6,8 +6,8 @@
 #include <csignal>
 #include <functional>
 
+#include "configuration/sqlpiPolicyGen.h"
 #include "faulty.h"
-#include "sqlpiPolicyGen.h"
 #include "trace.h"
 
 namespace {

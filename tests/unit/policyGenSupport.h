@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "configuration/sqlpiPolicyGen.h"
 #include "host/wholeFile.h"
 #include "memoryPool.h"
-#include "sqlpiPolicyGen.h"
 #include "unit/balance.h"
 
 namespace generated {

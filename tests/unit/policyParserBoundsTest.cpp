@@ -3,10 +3,10 @@
 #include <xercesc/util/RefHashTableOf.hpp>
 #include <xercesc/util/XMLString.hpp>
 
+#include "document/sqlpiNameSpread.h"
+#include "document/sqlpiXmlBounds.h"
 #include "outsideWorld.h"
 #include "parserSupport.h"
-#include "sqlpiNameSpread.h"
-#include "sqlpiXmlBounds.h"
 
 namespace {
 

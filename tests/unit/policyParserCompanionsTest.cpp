@@ -7,8 +7,8 @@
 #include <xercesc/util/PanicHandler.hpp>
 
 #include "attributes.h"
+#include "document/sqlpiParserMemory.h"
 #include "parserSupport.h"
-#include "sqlpiParserMemory.h"
 #include "trace.h"
 
 namespace {

@@ -10,12 +10,12 @@
 #include <xercesc/sax/HandlerBase.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
+#include "base/sqlpiMemory.h"
+#include "document/sqlpiParserMemory.h"
+#include "document/sqlpiXmlConverters.h"
 #include "failingGlobalMemory.h"
 #include "logs.h"
 #include "parserSupport.h"
-#include "sqlpiMemory.h"
-#include "sqlpiParserMemory.h"
-#include "sqlpiXmlConverters.h"
 
 namespace {
 

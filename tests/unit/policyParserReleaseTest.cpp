@@ -6,9 +6,9 @@
 #include <xercesc/framework/MemoryManager.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
+#include "document/sqlpiParserMemory.h"
 #include "memoryPool.h"
 #include "parserSupport.h"
-#include "sqlpiParserMemory.h"
 
 namespace {
 

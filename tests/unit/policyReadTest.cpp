@@ -1,13 +1,13 @@
 /* The readers: what a valid document makes of a record. */
-#include "sqlpiPolicyRead.h"
+#include "configuration/sqlpiPolicyRead.h"
 
 #include <functional>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 
+#include "document/sqlpiXmlPlatform.h"
 #include "sqlpiPolicySchemas.h"
-#include "sqlpiXmlPlatform.h"
 #include "unit/validateSupport.h"
 
 namespace {

@@ -8,10 +8,10 @@
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/HandlerBase.hpp>
 
+#include "base/sqlpiUtf8.h"
+#include "configuration/sqlpiPolicyRead.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "proofSize.h"
-#include "sqlpiPolicyRead.h"
-#include "sqlpiUtf8.h"
-#include "sqlpiXmlPlatform.h"
 #include "unit/policyGenSupport.h"
 
 namespace {

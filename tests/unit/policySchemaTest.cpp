@@ -6,8 +6,8 @@
 #include <xercesc/sax/HandlerBase.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 
-#include "sqlpiUtf8.h"
-#include "sqlpiXmlPlatform.h"
+#include "base/sqlpiUtf8.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "unit/validateSupport.h"
 
 namespace {

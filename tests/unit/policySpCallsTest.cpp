@@ -2,9 +2,9 @@
  * hands these calls to this file, which writes them down and passes them on. */
 #include <algorithm>
 
+#include "configuration/sqlpiPolicyGen.h"
 #include "engineState.h"
 #include "messages.h"
-#include "sqlpiPolicyGen.h"
 #include "sqlpiPolicySp.h"
 #include "sqlpiStatsProfAppl.h"
 #include "unit/configSupport.h"

@@ -1,7 +1,7 @@
 /* The check of the policy table and the binding of the package: every call that they make on their engine, in order,
  * with its arguments. The linker hands these calls to this file, which writes them down and passes them on. */
+#include "configuration/sqlpiPolicyUtil.h"
 #include "embeddedSql.h"
-#include "sqlpiPolicyUtil.h"
 #include "unit/recordedStatements.h"
 #include "unit/servicesSupport.h"
 

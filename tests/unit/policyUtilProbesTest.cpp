@@ -1,6 +1,6 @@
 /* Where the checks of the policy table and of the package trace and log the step that fails. */
+#include "configuration/sqlpiPolicyUtil.h"
 #include "faulty.h"
-#include "sqlpiPolicyUtil.h"
 #include "trace.h"
 #include "unit/servicesSupport.h"
 

@@ -1,5 +1,5 @@
 /* The check of the policy table, and how the configuration procedures report an error. */
-#include "sqlpiPolicyUtil.h"
+#include "configuration/sqlpiPolicyUtil.h"
 
 #include <thread>
 

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <mutex>
 
-#include "sqlpiPolicyRead.h"
+#include "configuration/sqlpiPolicyRead.h"
 #include "unit/endProcess.h"
 #include "unit/failingGlobalMemory.h"
 #include "unit/smallStack.h"

@@ -5,8 +5,8 @@
 #include <thread>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "sqlpiConfigGrammar.h"
-#include "sqlpiXmlPlatform.h"
+#include "configuration/sqlpiConfigGrammar.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "unit/validateSupport.h"
 
 namespace {

@@ -19,8 +19,8 @@
 #include "engineContext.h"
 #include "hostLogs.h"
 #include "logs.h"
+#include "services/sqlpiStoredPolicy.h"
 #include "sqlpiFormat.h"
-#include "sqlpiStoredPolicy.h"
 #include "unit/balance.h"
 #include "unit/trees.h"
 

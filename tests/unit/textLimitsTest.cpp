@@ -1,8 +1,8 @@
 /* What the message about a text that is too long says, beside how long texts may really be. */
 #include <functional>
 
+#include "configuration/sqlpiPolicyUtil.h"
 #include "messages.h"
-#include "sqlpiPolicyUtil.h"
 #include "unit/validateSupport.h"
 
 namespace {

@@ -1,5 +1,5 @@
 /* Bounded texts and numbers. */
-#include "sqlpiText.h"
+#include "base/sqlpiText.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "sqlpiNumber.h"
+#include "base/sqlpiNumber.h"
 
 namespace {
 

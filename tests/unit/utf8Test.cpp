@@ -1,5 +1,5 @@
 /* UTF-8 from the XML library's 16-bit text. */
-#include "sqlpiUtf8.h"
+#include "base/sqlpiUtf8.h"
 
 #include <string>
 

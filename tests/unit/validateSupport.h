@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "sqlpiDomErrorReporter.h"
-#include "sqlpiPolicyGen.h"
-#include "sqlpiPolicyValidate.h"
+#include "configuration/sqlpiDomErrorReporter.h"
+#include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyValidate.h"
 #include "unit/configSupport.h"
 
 namespace validated {

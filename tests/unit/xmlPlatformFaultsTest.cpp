@@ -7,10 +7,10 @@
 #include <string_view>
 
 #include "balance.h"
+#include "document/sqlpiPolicyParserHooks.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "endProcess.h"
 #include "sqlpiPolicyCommonParser.h"
-#include "sqlpiPolicyParserHooks.h"
-#include "sqlpiXmlPlatform.h"
 
 namespace {
 

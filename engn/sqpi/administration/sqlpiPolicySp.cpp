@@ -5,20 +5,20 @@
 #include <cstring>
 #include <iterator>
 
+#include "base/sqlpiCliHandles.h"
+#include "base/sqlpiMemory.h"
+#include "base/sqlpiNumber.h"
+#include "base/sqlpiOwn.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
+#include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyUtil.h"
 #include "engineState.h"
 #include "logs.h"
 #include "messages.h"
-#include "sqlpiCliHandles.h"
+#include "services/sqlpiPolicyKeys.h"
 #include "sqlpiFormat.h"
-#include "sqlpiMemory.h"
-#include "sqlpiNumber.h"
-#include "sqlpiOwn.h"
-#include "sqlpiPolicyGen.h"
-#include "sqlpiPolicyKeys.h"
-#include "sqlpiPolicyUtil.h"
 #include "sqlpiStatsProfAppl.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "sqlpiMemory.h"
+#include "base/sqlpiMemory.h"
 
 namespace {
 thread_local uint64_t shortages = 0;

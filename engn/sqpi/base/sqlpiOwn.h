@@ -6,7 +6,7 @@
 #include <new>
 #include <utility>
 
-#include "sqlpiMemory.h"
+#include "base/sqlpiMemory.h"
 #include "sqlpiPolicyBase.h"
 
 /* An element tree. */

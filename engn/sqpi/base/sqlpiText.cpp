@@ -1,4 +1,4 @@
-#include "sqlpiText.h"
+#include "base/sqlpiText.h"
 
 #include <cstdio>
 #include <cstring>

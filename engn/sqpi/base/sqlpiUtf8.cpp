@@ -1,4 +1,4 @@
-#include "sqlpiUtf8.h"
+#include "base/sqlpiUtf8.h"
 
 #include <bit>
 #include <cstdint>

@@ -7,7 +7,7 @@
 #include <new>
 #include <string_view>
 
-#include "sqlpiOwn.h"
+#include "base/sqlpiOwn.h"
 
 /* Whether the text ends in the first half of a surrogate pair; the XML library lets such attributes and processing
  * instructions pass. */

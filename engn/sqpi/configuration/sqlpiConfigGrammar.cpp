@@ -1,4 +1,4 @@
-#include "sqlpiConfigGrammar.h"
+#include "configuration/sqlpiConfigGrammar.h"
 
 #include <algorithm>
 #include <atomic>
@@ -16,11 +16,11 @@
 #include <xercesc/validators/schema/SchemaGrammar.hpp>
 #include <xercesc/validators/schema/XMLSchemaDescriptionImpl.hpp>
 
+#include "base/sqlpiText.h"
+#include "document/sqlpiParserMemory.h"
 #include "files.h"
-#include "sqlpiParserMemory.h"
 #include "sqlpiPolicyRecords.h"
 #include "sqlpiPolicySchemas.h"
-#include "sqlpiText.h"
 
 /* In memory of the XML library, like the platform itself: pools of the engine may end with the work they serve. The XML
  * library's objects in it are never destroyed, as some of their destructors allocate: the memory is given back whole.

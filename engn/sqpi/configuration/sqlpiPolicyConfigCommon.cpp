@@ -5,19 +5,19 @@
 #include <cstring>
 #include <iterator>
 
+#include "base/sqlpiMemory.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
+#include "configuration/sqlpiPolicyConfigSql.h"
+#include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyRead.h"
+#include "configuration/sqlpiPolicyUtil.h"
+#include "configuration/sqlpiPolicyValidate.h"
 #include "logs.h"
 #include "messages.h"
+#include "services/sqlpiPolicyKeys.h"
+#include "services/sqlpiTreeWalk.h"
 #include "sqlpiFormat.h"
-#include "sqlpiMemory.h"
-#include "sqlpiPolicyConfigSql.h"
-#include "sqlpiPolicyGen.h"
-#include "sqlpiPolicyKeys.h"
-#include "sqlpiPolicyRead.h"
-#include "sqlpiPolicyUtil.h"
-#include "sqlpiPolicyValidate.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
-#include "sqlpiTreeWalk.h"
 
 namespace {
 

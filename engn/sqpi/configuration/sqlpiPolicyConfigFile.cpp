@@ -1,12 +1,12 @@
 /* The files of the automatic-maintenance procedures. */
-#include "sqlpiPolicyConfigFile.h"
+#include "configuration/sqlpiPolicyConfigFile.h"
 
 #include <cstring>
 #include <memory>
 
+#include "base/sqlpiText.h"
+#include "configuration/sqlpiPolicyUtil.h"
 #include "logs.h"
-#include "sqlpiPolicyUtil.h"
-#include "sqlpiText.h"
 
 namespace {
 

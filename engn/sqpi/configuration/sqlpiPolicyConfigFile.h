@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <string_view>
 
+#include "base/sqlpiOwn.h"
 #include "files.h"
 #include "routines.h"
-#include "sqlpiOwn.h"
 
 /* What tells one direction's messages from the other's. */
 struct sqlpiFileProcedure {

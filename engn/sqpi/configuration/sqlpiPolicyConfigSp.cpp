@@ -1,13 +1,13 @@
 /* Automatic-maintenance procedures: the entries. */
 #include <cstring>
 
+#include "base/sqlpiOwn.h"
+#include "base/sqlpiTrace.h"
+#include "configuration/sqlpiPolicyConfigFile.h"
+#include "configuration/sqlpiPolicyUtil.h"
 #include "logs.h"
 #include "messages.h"
-#include "sqlpiOwn.h"
 #include "sqlpiPolicyConfig.h"
-#include "sqlpiPolicyConfigFile.h"
-#include "sqlpiPolicyUtil.h"
-#include "sqlpiTrace.h"
 
 namespace {
 

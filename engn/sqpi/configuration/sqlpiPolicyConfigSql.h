@@ -8,8 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/sqlpiOwn.h"
 #include "sqlca.h"
-#include "sqlpiOwn.h"
 
 /* Runs the package's probe (section 1): opens a cursor on the policy table and closes it. The SQLCODE is the open's. */
 int32_t sqlpiRunPolicyProbe(sqlca& ca) noexcept;

@@ -4,9 +4,9 @@
 #include <iterator>
 #include <limits>
 
-#include "sqlpiPolicyGen.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
+#include "configuration/sqlpiPolicyGen.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 /* Policy-language documents: one template for each kind of policy, with the record's texts in between. The documents
  * are what the engine has stored and read all along, so their blanks, comments and odd names stay as they are. */
-#include "sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyGen.h"
 
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
 
 namespace {
 

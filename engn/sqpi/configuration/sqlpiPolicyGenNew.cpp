@@ -1,10 +1,10 @@
 /* Configuration documents: one template for each kind of policy, with the record's texts in between. */
 #include <cstring>
 
-#include "sqlpiOwn.h"
-#include "sqlpiPolicyGen.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
+#include "base/sqlpiOwn.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
+#include "configuration/sqlpiPolicyGen.h"
 
 namespace {
 

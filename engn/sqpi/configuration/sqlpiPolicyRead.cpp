@@ -1,17 +1,17 @@
-#include "sqlpiPolicyRead.h"
+#include "configuration/sqlpiPolicyRead.h"
 
 #include <algorithm>
 #include <cstring>
 #include <new>
 
+#include "base/sqlpiNumber.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
+#include "base/sqlpiUtf8.h"
+#include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyUtil.h"
 #include "logs.h"
 #include "sqlpiCommonPolicy.h"
-#include "sqlpiNumber.h"
-#include "sqlpiPolicyGen.h"
-#include "sqlpiPolicyUtil.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
-#include "sqlpiUtf8.h"
 
 namespace {
 

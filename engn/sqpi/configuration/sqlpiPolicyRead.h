@@ -8,9 +8,9 @@
 
 #include <xercesc/dom/DOMElement.hpp>
 
+#include "configuration/sqlpiPolicyUtil.h"
 #include "sqlca.h"
 #include "sqlpiPolicyRecords.h"
-#include "sqlpiPolicyUtil.h"
 
 uint32_t sqlpiReadAutoMWPolicy(const xercesc::DOMElement& root, maintenanceOldPolicy& policy, sqlca& ca) noexcept;
 uint32_t sqlpiReadAutoBackupPolicy(const xercesc::DOMElement& root, backupPolicy& policy, sqlca& ca) noexcept;

@@ -1,7 +1,7 @@
 /* Owned texts of the configuration records. */
 #include "sqlpiPolicyRecords.h"
 
-#include "sqlpiOwn.h"
+#include "base/sqlpiOwn.h"
 
 namespace {
 

@@ -1,17 +1,17 @@
 /* What the configuration procedures make sure of before they touch the policy table, and how they report an error. */
-#include "sqlpiPolicyUtil.h"
+#include "configuration/sqlpiPolicyUtil.h"
 
 #include <algorithm>
 #include <cstring>
 
+#include "base/sqlpiCliHandles.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
+#include "configuration/sqlpiPolicyConfigSql.h"
 #include "embeddedSql.h"
 #include "files.h"
 #include "logs.h"
 #include "messages.h"
-#include "sqlpiCliHandles.h"
-#include "sqlpiPolicyConfigSql.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 /* Validating parse: one call builds its parser over the shared grammar, parses, reads, generates, and keeps nothing. */
-#include "sqlpiPolicyValidate.h"
+#include "configuration/sqlpiPolicyValidate.h"
 
 #include <algorithm>
 #include <cstring>
@@ -10,22 +10,22 @@
 #include <xercesc/framework/XMLPScanToken.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 
+#include "base/sqlpiForks.h"
+#include "base/sqlpiOwn.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
+#include "base/sqlpiUtf8.h"
+#include "configuration/sqlpiConfigGrammar.h"
+#include "configuration/sqlpiDomErrorReporter.h"
+#include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyRead.h"
+#include "configuration/sqlpiPolicyUtil.h"
+#include "document/sqlpiParserMemory.h"
+#include "document/sqlpiXmlBounds.h"
+#include "document/sqlpiXmlConverters.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "files.h"
 #include "logs.h"
-#include "sqlpiConfigGrammar.h"
-#include "sqlpiDomErrorReporter.h"
-#include "sqlpiForks.h"
-#include "sqlpiOwn.h"
-#include "sqlpiParserMemory.h"
-#include "sqlpiPolicyGen.h"
-#include "sqlpiPolicyRead.h"
-#include "sqlpiPolicyUtil.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
-#include "sqlpiUtf8.h"
-#include "sqlpiXmlBounds.h"
-#include "sqlpiXmlConverters.h"
-#include "sqlpiXmlPlatform.h"
 
 uint32_t errLineNo;
 uint32_t errColumnNo;

@@ -6,11 +6,11 @@
 #include <cstdarg>
 #include <iterator>
 
-#include "sqlpiOwn.h"
-#include "sqlpiPolicyKeys.h"
+#include "base/sqlpiOwn.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
+#include "services/sqlpiPolicyKeys.h"
 #include "sqlpiStatsProfAppl.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
 
 namespace {
 

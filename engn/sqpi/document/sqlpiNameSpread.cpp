@@ -1,4 +1,4 @@
-#include "sqlpiNameSpread.h"
+#include "document/sqlpiNameSpread.h"
 
 #include <limits>
 #include <xercesc/util/XMLString.hpp>

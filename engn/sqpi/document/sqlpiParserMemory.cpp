@@ -1,5 +1,5 @@
-#include "sqlpiParserMemory.h"
-#include "sqlpiMemory.h"
+#include "document/sqlpiParserMemory.h"
+#include "base/sqlpiMemory.h"
 
 #include <algorithm>
 #include <new>

@@ -9,8 +9,8 @@
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/MemoryManager.hpp>
 
+#include "document/sqlpiXmlBounds.h"
 #include "memoryPool.h"
-#include "sqlpiXmlBounds.h"
 
 /* One block of `pool`, or null. */
 void* sqlpi_alloc_mem_debug(SQLO_MEM_POOL* pool, unsigned long size) noexcept;

@@ -7,16 +7,16 @@
 #include <xercesc/sax/SAXException.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
+#include "base/sqlpiMemory.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
+#include "document/sqlpiParserMemory.h"
+#include "document/sqlpiPolicyParserHooks.h"
+#include "document/sqlpiXmlBounds.h"
+#include "document/sqlpiXmlConverters.h"
+#include "document/sqlpiXmlPlatform.h"
 #include "engineState.h"
 #include "logs.h"
-#include "sqlpiMemory.h"
-#include "sqlpiParserMemory.h"
-#include "sqlpiPolicyParserHooks.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
-#include "sqlpiXmlBounds.h"
-#include "sqlpiXmlConverters.h"
-#include "sqlpiXmlPlatform.h"
 
 namespace {
 

@@ -1,16 +1,16 @@
 /* What the XML parser calls while a policy document is parsed: the tree builder and its companions. */
-#include "sqlpiPolicyParserHooks.h"
+#include "document/sqlpiPolicyParserHooks.h"
 
 #include <cstring>
 #include <xercesc/sax/AttributeList.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
+#include "base/sqlpiUtf8.h"
+#include "document/sqlpiParserMemory.h"
 #include "logs.h"
-#include "sqlpiParserMemory.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
-#include "sqlpiUtf8.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/PanicHandler.hpp>
 
-#include "sqlpiOwn.h"
+#include "base/sqlpiOwn.h"
 #include "sqlpiPolicyBase.h"
 
 /* Where and why a document could not be parsed. */

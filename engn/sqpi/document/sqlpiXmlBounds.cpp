@@ -1,4 +1,4 @@
-#include "sqlpiXmlBounds.h"
+#include "document/sqlpiXmlBounds.h"
 
 #include <algorithm>
 

@@ -17,7 +17,7 @@
 #include <xercesc/validators/DTD/DTDElementDecl.hpp>
 #include <xercesc/validators/DTD/DTDEntityDecl.hpp>
 
-#include "sqlpiNameSpread.h"
+#include "document/sqlpiNameSpread.h"
 
 /* The most bytes that parsing a document of `length` bytes takes. */
 constexpr size_t sqlpiParseMemoryBudget(size_t length) noexcept {

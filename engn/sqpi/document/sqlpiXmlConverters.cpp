@@ -1,4 +1,4 @@
-#include "sqlpiXmlConverters.h"
+#include "document/sqlpiXmlConverters.h"
 
 #include <cstddef>
 #include <new>

@@ -1,4 +1,4 @@
-#include "sqlpiXmlPlatform.h"
+#include "document/sqlpiXmlPlatform.h"
 
 #include <link.h>
 #include <pthread.h>
@@ -18,8 +18,8 @@
 #include <xercesc/util/XMLMutexMgr.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
-#include "sqlpiForks.h"
-#include "sqlpiXmlConverters.h"
+#include "base/sqlpiForks.h"
+#include "document/sqlpiXmlConverters.h"
 
 namespace {
 

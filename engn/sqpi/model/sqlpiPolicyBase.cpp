@@ -6,9 +6,9 @@
 #include <xercesc/sax/AttributeList.hpp>
 #include <xercesc/sax/SAXException.hpp>
 
-#include "sqlpiMemory.h"
-#include "sqlpiNumber.h"
-#include "sqlpiUtf8.h"
+#include "base/sqlpiMemory.h"
+#include "base/sqlpiNumber.h"
+#include "base/sqlpiUtf8.h"
 
 namespace {
 

@@ -4,12 +4,12 @@
 
 #include <ctime>
 
+#include "base/sqlpiCliHandles.h"
+#include "base/sqlpiOwn.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
 #include "clock.h"
-#include "sqlpiCliHandles.h"
-#include "sqlpiOwn.h"
-#include "sqlpiPolicyUtil.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
+#include "configuration/sqlpiPolicyUtil.h"
 
 namespace {
 

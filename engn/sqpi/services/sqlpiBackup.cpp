@@ -3,13 +3,13 @@
 
 #include <cstring>
 
+#include "base/sqlpiNumber.h"
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
 #include "engineState.h"
 #include "logs.h"
-#include "sqlpiNumber.h"
-#include "sqlpiStoredPolicy.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
-#include "sqlpiTreeWalk.h"
+#include "services/sqlpiStoredPolicy.h"
+#include "services/sqlpiTreeWalk.h"
 
 namespace {
 

@@ -3,11 +3,11 @@
 
 #include <cstring>
 
+#include "base/sqlpiMemory.h"
+#include "base/sqlpiNumber.h"
+#include "base/sqlpiTrace.h"
 #include "logs.h"
-#include "sqlpiMemory.h"
-#include "sqlpiNumber.h"
-#include "sqlpiTrace.h"
-#include "sqlpiTreeWalk.h"
+#include "services/sqlpiTreeWalk.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 /* Reorg, runstats and statistics-profile policies: the engine's entries, with change detection. */
 #include "sqlpiStatsProfAppl.h"
 
+#include "base/sqlpiText.h"
+#include "base/sqlpiTrace.h"
 #include "logs.h"
-#include "sqlpiStoredPolicy.h"
-#include "sqlpiText.h"
-#include "sqlpiTrace.h"
+#include "services/sqlpiStoredPolicy.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 #ifndef SQLPI_STORED_POLICY_H
 #define SQLPI_STORED_POLICY_H
 
+#include "base/sqlpiOwn.h"
+#include "services/sqlpiPolicyKeys.h"
 #include "sqlpiApplReadPolicyTable.h"
-#include "sqlpiOwn.h"
-#include "sqlpiPolicyKeys.h"
 
 struct sqlpiStoredPolicy {
     /* Reads the row of `key`; `sinceTime` (null: always) as sqlpiGetPolicy takes it. */

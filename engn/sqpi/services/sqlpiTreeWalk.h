@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "sqlpiOwn.h"
+#include "base/sqlpiOwn.h"
 #include "sqlpiPolicyBase.h"
 #include "sqlpiPolicyCommonParser.h"
 

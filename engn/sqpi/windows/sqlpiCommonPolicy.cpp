@@ -6,12 +6,12 @@
 #include <iterator>
 #include <string_view>
 
+#include "base/sqlpiNumber.h"
+#include "base/sqlpiTrace.h"
 #include "logs.h"
+#include "services/sqlpiStoredPolicy.h"
+#include "services/sqlpiTreeWalk.h"
 #include "sqlpiMaintWin.h"
-#include "sqlpiNumber.h"
-#include "sqlpiStoredPolicy.h"
-#include "sqlpiTrace.h"
-#include "sqlpiTreeWalk.h"
 
 extern "C" {
 const char* const DAYS_OF_WEEK[SQLPI_WEEK_DAYS] = {"SUN", "MON", "TUE", "WED", "THU", "FRI", "SAT"};

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "sqlpiMaintWinDays.h"
-#include "sqlpiMaintWinSearch.h"
-#include "sqlpiTrace.h"
+#include "base/sqlpiTrace.h"
+#include "windows/sqlpiMaintWinDays.h"
+#include "windows/sqlpiMaintWinSearch.h"
 
 namespace {
 

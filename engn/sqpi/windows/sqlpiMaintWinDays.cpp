@@ -1,4 +1,4 @@
-#include "sqlpiMaintWinDays.h"
+#include "windows/sqlpiMaintWinDays.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include "sqlpiMaintWinLocal.h"
+#include "windows/sqlpiMaintWinLocal.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -11,9 +11,9 @@
 #include <memory>
 #include <mutex>
 
+#include "base/sqlpiForks.h"
 #include "sqlpiCommonPolicy.h"
-#include "sqlpiForks.h"
-#include "sqlpiMaintWinDays.h"
+#include "windows/sqlpiMaintWinDays.h"
 
 inline constinit std::mutex sqlpiInLocalTime;
 /* Held while the C runtime is asked about local time, so that no fork finds its lock taken by one of us. */

@@ -1,4 +1,4 @@
-#include "sqlpiMaintWinSearch.h"
+#include "windows/sqlpiMaintWinSearch.h"
 
 #include <algorithm>
 #include <cstdlib>

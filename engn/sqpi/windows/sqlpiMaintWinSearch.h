@@ -9,8 +9,8 @@
 #include <optional>
 
 #include "sqlpiCommonPolicy.h"
-#include "sqlpiMaintWinDays.h"
-#include "sqlpiMaintWinLocal.h"
+#include "windows/sqlpiMaintWinDays.h"
+#include "windows/sqlpiMaintWinLocal.h"
 
 /* In seconds since the epoch. Start equal to end: open from there, with no end. */
 struct sqlpiStretch {

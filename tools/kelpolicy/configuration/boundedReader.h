@@ -9,7 +9,7 @@
 #include <xercesc/sax/HandlerBase.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
-#include "sqlpiXmlBounds.h"
+#include "document/sqlpiXmlBounds.h"
 
 namespace kelpolicy {
 

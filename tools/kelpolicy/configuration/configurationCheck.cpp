@@ -8,17 +8,17 @@
 #include <iterator>
 #include <string_view>
 
+#include "base/sqlpiOwn.h"
 #include "configuration/documentIdentity.h"
 #include "configuration/documentLint.h"
 #include "configuration/procedures.h"
+#include "configuration/sqlpiDomErrorReporter.h"
+#include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyValidate.h"
 #include "console/documentFile.h"
 #include "database/records.h"
 #include "messages.h"
-#include "sqlpiDomErrorReporter.h"
-#include "sqlpiOwn.h"
 #include "sqlpiPolicyConfig.h"
-#include "sqlpiPolicyGen.h"
-#include "sqlpiPolicyValidate.h"
 #include "windows/windowLint.h"
 #include "windows/windowRecord.h"
 

@@ -11,8 +11,8 @@
 #include <xercesc/sax/AttributeList.hpp>
 #include <xercesc/sax/Locator.hpp>
 
+#include "base/sqlpiUtf8.h"
 #include "configuration/boundedReader.h"
-#include "sqlpiUtf8.h"
 
 namespace kelpolicy {
 namespace {

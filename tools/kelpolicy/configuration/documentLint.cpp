@@ -10,9 +10,9 @@
 #include <span>
 #include <string_view>
 
+#include "base/sqlpiNumber.h"
 #include "configuration/documentOutline.h"
 #include "sqlpiBackup.h"
-#include "sqlpiNumber.h"
 #include "windows/windowLint.h"
 #include "windows/windowPlaces.h"
 

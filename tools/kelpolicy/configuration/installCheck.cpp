@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "configuration/sqlpiPolicyGen.h"
 #include "database/records.h"
-#include "sqlpiPolicyGen.h"
 #include "sqlpiStatsProf.h"
 
 namespace kelpolicy {

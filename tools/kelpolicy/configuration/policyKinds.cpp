@@ -8,8 +8,8 @@
 
 #include "configuration/documentIdentity.h"
 #include "console/text.h"
+#include "document/sqlpiPolicyParserHooks.h"
 #include "sqlpiPolicyCommonParser.h"
-#include "sqlpiPolicyParserHooks.h"
 
 namespace kelpolicy {
 

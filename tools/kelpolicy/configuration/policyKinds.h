@@ -8,12 +8,12 @@
 #include <string_view>
 #include <vector>
 
+#include "base/sqlpiOwn.h"
 #include "console/failure.h"
 #include "console/text.h"
 #include "database/policyRow.h"
-#include "sqlpiOwn.h"
+#include "services/sqlpiPolicyKeys.h"
 #include "sqlpiPolicyBase.h"
-#include "sqlpiPolicyKeys.h"
 
 namespace kelpolicy {
 

@@ -5,10 +5,10 @@
 #include <filesystem>
 
 #include "configuration/procedures.h"
+#include "configuration/sqlpiPolicyUtil.h"
 #include "database/sqlStatement.h"
 #include "hostError.h"
 #include "logs.h"
-#include "sqlpiPolicyUtil.h"
 
 namespace kelpolicy {
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "database/sqlStatement.h"
-#include "sqlpiPolicyKeys.h"
+#include "services/sqlpiPolicyKeys.h"
 
 namespace kelpolicy {
 

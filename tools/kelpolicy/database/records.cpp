@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "base/sqlpiOwn.h"
 #include "sqlpiBackup.h"
-#include "sqlpiOwn.h"
 #include "sqlpiStatsProf.h"
 #include "sqlpiStatsProfAppl.h"
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/sqlpiCliHandles.h"
 #include "console/failure.h"
-#include "sqlpiCliHandles.h"
 
 namespace kelpolicy {
 
