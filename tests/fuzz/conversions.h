@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
+#include "base/sqlpiReport.h"
 #include "configuration/sqlpiPolicyGen.h"
-#include "configuration/sqlpiPolicyUtil.h"
 #include "configuration/sqlpiPolicyValidate.h"
 #include "fuzzTarget.h"
 #include "memoryPool.h"

@@ -7,6 +7,7 @@
 #include <set>
 #include <thread>
 
+#include "model/sqlpiTree.h"
 #include "proofSize.h"
 #include "sqlpiApplReadPolicyTable.h"
 #include "sqlpiBackup.h"

@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "configuration/sqlpiPolicyConfigSql.h"
-#include "configuration/sqlpiPolicyUtil.h"
+#include "configuration/sqlpiPolicyPackage.h"
 #include "embeddedSql.h"
 #include "faulty.h"
 #include "host/callLevelClient.h"

@@ -3,9 +3,10 @@
  */
 #include <set>
 
-#include "configuration/sqlpiPolicyUtil.h"
+#include "configuration/sqlpiPolicyPackage.h"
 #include "faulty.h"
 #include "messages.h"
+#include "services/sqlpiPolicyTable.h"
 #include "trace.h"
 #include "unit/configSupport.h"
 

@@ -1,7 +1,8 @@
 /* The check of the policy table and the binding of the package: every call that they make on their engine, in order,
  * with its arguments. The linker hands these calls to this file, which writes them down and passes them on. */
-#include "configuration/sqlpiPolicyUtil.h"
+#include "configuration/sqlpiPolicyPackage.h"
 #include "embeddedSql.h"
+#include "services/sqlpiPolicyTable.h"
 #include "unit/recordedStatements.h"
 #include "unit/servicesSupport.h"
 

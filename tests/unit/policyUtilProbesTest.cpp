@@ -1,6 +1,7 @@
 /* Where the checks of the policy table and of the package trace and log the step that fails. */
-#include "configuration/sqlpiPolicyUtil.h"
+#include "configuration/sqlpiPolicyPackage.h"
 #include "faulty.h"
+#include "services/sqlpiPolicyTable.h"
 #include "trace.h"
 #include "unit/servicesSupport.h"
 

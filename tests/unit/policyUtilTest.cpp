@@ -1,5 +1,6 @@
 /* The check of the policy table, and how the configuration procedures report an error. */
-#include "configuration/sqlpiPolicyUtil.h"
+#include "base/sqlpiReport.h"
+#include "services/sqlpiPolicyTable.h"
 
 #include <thread>
 

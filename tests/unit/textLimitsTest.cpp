@@ -1,7 +1,7 @@
 /* What the message about a text that is too long says, beside how long texts may really be. */
 #include <functional>
 
-#include "configuration/sqlpiPolicyUtil.h"
+#include "base/sqlpiReport.h"
 #include "messages.h"
 #include "unit/validateSupport.h"
 

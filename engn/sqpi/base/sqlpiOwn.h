@@ -7,10 +7,6 @@
 #include <utility>
 
 #include "base/sqlpiMemory.h"
-#include "sqlpiPolicyBase.h"
-
-/* An element tree. */
-using sqlpiTree = std::unique_ptr<SQLPIPolicyElement>;
 
 /* A block of the default pool. */
 struct sqlpiFreeBlock {

@@ -6,16 +6,18 @@
 #include <iterator>
 
 #include "base/sqlpiMemory.h"
+#include "base/sqlpiReport.h"
 #include "base/sqlpiText.h"
 #include "base/sqlpiTrace.h"
 #include "configuration/sqlpiPolicyConfigSql.h"
 #include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiPolicyPackage.h"
 #include "configuration/sqlpiPolicyRead.h"
-#include "configuration/sqlpiPolicyUtil.h"
 #include "configuration/sqlpiPolicyValidate.h"
 #include "logs.h"
 #include "messages.h"
 #include "services/sqlpiPolicyKeys.h"
+#include "services/sqlpiPolicyTable.h"
 #include "services/sqlpiTreeWalk.h"
 #include "sqlpiFormat.h"
 

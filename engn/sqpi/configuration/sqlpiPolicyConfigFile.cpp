@@ -4,8 +4,8 @@
 #include <cstring>
 #include <memory>
 
+#include "base/sqlpiReport.h"
 #include "base/sqlpiText.h"
-#include "configuration/sqlpiPolicyUtil.h"
 #include "logs.h"
 
 namespace {

@@ -2,9 +2,9 @@
 #include <cstring>
 
 #include "base/sqlpiOwn.h"
+#include "base/sqlpiReport.h"
 #include "base/sqlpiTrace.h"
 #include "configuration/sqlpiPolicyConfigFile.h"
-#include "configuration/sqlpiPolicyUtil.h"
 #include "logs.h"
 #include "messages.h"
 #include "sqlpiPolicyConfig.h"

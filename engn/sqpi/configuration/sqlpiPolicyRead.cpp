@@ -5,11 +5,11 @@
 #include <new>
 
 #include "base/sqlpiNumber.h"
+#include "base/sqlpiReport.h"
 #include "base/sqlpiText.h"
 #include "base/sqlpiTrace.h"
 #include "base/sqlpiUtf8.h"
 #include "configuration/sqlpiPolicyGen.h"
-#include "configuration/sqlpiPolicyUtil.h"
 #include "logs.h"
 #include "sqlpiCommonPolicy.h"
 

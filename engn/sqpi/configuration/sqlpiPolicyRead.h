@@ -8,7 +8,7 @@
 
 #include <xercesc/dom/DOMElement.hpp>
 
-#include "configuration/sqlpiPolicyUtil.h"
+#include "base/sqlpiReport.h"
 #include "sqlca.h"
 #include "sqlpiPolicyRecords.h"
 

@@ -12,6 +12,7 @@
 
 #include "base/sqlpiForks.h"
 #include "base/sqlpiOwn.h"
+#include "base/sqlpiReport.h"
 #include "base/sqlpiText.h"
 #include "base/sqlpiTrace.h"
 #include "base/sqlpiUtf8.h"
@@ -19,7 +20,6 @@
 #include "configuration/sqlpiDomErrorReporter.h"
 #include "configuration/sqlpiPolicyGen.h"
 #include "configuration/sqlpiPolicyRead.h"
-#include "configuration/sqlpiPolicyUtil.h"
 #include "document/sqlpiParserMemory.h"
 #include "document/sqlpiXmlBounds.h"
 #include "document/sqlpiXmlConverters.h"

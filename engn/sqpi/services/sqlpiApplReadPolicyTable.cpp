@@ -6,10 +6,10 @@
 
 #include "base/sqlpiCliHandles.h"
 #include "base/sqlpiOwn.h"
+#include "base/sqlpiReport.h"
 #include "base/sqlpiText.h"
 #include "base/sqlpiTrace.h"
 #include "clock.h"
-#include "configuration/sqlpiPolicyUtil.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "base/sqlpiOwn.h"
+#include "model/sqlpiTree.h"
 #include "sqlpiPolicyBase.h"
 #include "sqlpiPolicyCommonParser.h"
 

@@ -8,10 +8,12 @@
 #include <string_view>
 #include <vector>
 
-#include "base/sqlpiOwn.h"
 #include "console/failure.h"
 #include "console/text.h"
 #include "database/policyRow.h"
+#include "failure.h"
+#include "model/sqlpiTree.h"
+#include "policyRow.h"
 #include "services/sqlpiPolicyKeys.h"
 #include "sqlpiPolicyBase.h"
 

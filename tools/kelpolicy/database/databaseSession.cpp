@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "configuration/procedures.h"
-#include "configuration/sqlpiPolicyUtil.h"
+#include "configuration/sqlpiPolicyPackage.h"
 #include "database/sqlStatement.h"
 #include "hostError.h"
 #include "logs.h"

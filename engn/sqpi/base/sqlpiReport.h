@@ -1,7 +1,6 @@
-/* What the configuration procedures make sure of first: the policy table is there, their package is bound. And the one
- * way in which they report an error. */
-#ifndef SQLPI_POLICY_UTIL_H
-#define SQLPI_POLICY_UTIL_H
+/* The one way in which the routines report an error. Internal. */
+#ifndef SQLPI_REPORT_H
+#define SQLPI_REPORT_H
 
 #include <cstdint>
 #include <initializer_list>
@@ -33,18 +32,5 @@ inline void sqlpiReportNoMemory(sqlca& ca, const char* function, uint32_t probe,
     pdLog(PD_SEVERE, function, probe, logText);
     sqlpiPrepSqlca(ca, SQLPI_UNUSABLE_DOCUMENT, nullptr, {});
 }
-
-/* Verifies the policy table, and creates it when it is missing and `create` says so. Returns the SQLCODE of the verify
- * or create step, which is also in `ca`: 0 when the table is usable. Threads: any number at once; needs an engine
- * context on the thread. */
-int32_t sqlpiCheckPolicyTable(bool create, sqlca& ca) noexcept;
-
-/* Makes sure that the package of the library's static SQL can be run in the database of the engine context, binding it
- * if needed. Returns 0, or the SQLCODE of what failed, which is also in `ca`. */
-int32_t sqlpiCheckPolicyPkgBind(sqlca& ca) noexcept;
-
-/* Binds the file of that name in the instance's "bnd" directory; once more when the first try fails. Returns the bind
- * status, which is also in `ca`. */
-int32_t sqlpiBindPolicyPkg(const char* fileName, sqlca& ca) noexcept;
 
 #endif
