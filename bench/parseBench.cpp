@@ -5,6 +5,7 @@
 #include <cstring>
 #include <unordered_map>
 
+#include "model/sqlpiPolicyCatalogue.h"
 #include "parseWork.h"
 
 namespace {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/sqlpiReport.h"
+#include "configuration/sqlpiPolicyConfigCommon.h"
 #include "configuration/sqlpiPolicyGen.h"
 #include "configuration/sqlpiPolicyValidate.h"
 #include "fuzzTarget.h"

@@ -1,9 +1,11 @@
 /* Policy text: parsed, extracted by each service, described. */
 #include <vector>
 
+#include "description/sqlpiFormatRecords.h"
 #include "fuzzTarget.h"
 #include "sqlpiFormat.h"
 #include "unit/trees.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

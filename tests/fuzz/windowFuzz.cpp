@@ -4,6 +4,7 @@
 #include "fuzzTarget.h"
 #include "unit/maintWinCases.h"
 #include "unit/maintWinReference.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include "scenario.h"
 #include "sqlpiMaintWin.h"
 #include "windowDocument.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace scenario {
 namespace {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <functional>
 
+#include "services/sqlpiParsedTree.h"
 #include "services/sqlpiPolicyKeys.h"
 #include "unit/servicesSupport.h"
 

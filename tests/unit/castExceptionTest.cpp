@@ -7,6 +7,7 @@
 #include "sqlpiCommonPolicy.h"
 #include "sqlpiStatsProf.h"
 #include "unit/servicesSupport.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 
 #include "sqlpiPolicyCommonParser.h"
 #include "unit/servicesSupport.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

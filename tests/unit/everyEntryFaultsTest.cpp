@@ -12,6 +12,7 @@
 #include "sqlpiPolicySp.h"
 #include "sqlpiStatsProfAppl.h"
 #include "unit/configSupport.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

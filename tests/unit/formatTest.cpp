@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include "description/sqlpiFormatRecords.h"
 #include "trace.h"
 #include "unit/servicesSupport.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include "attributes.h"
 #include "balance.h"
 #include "document/sqlpiXmlPlatform.h"
+#include "model/sqlpiPolicyCatalogue.h"
 #include "trees.h"
 
 namespace {

@@ -4,6 +4,7 @@
 #include <typeinfo>
 
 #include "balance.h"
+#include "model/sqlpiPolicyCatalogue.h"
 #include "trees.h"
 
 namespace {

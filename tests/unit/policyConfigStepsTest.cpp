@@ -3,6 +3,7 @@
  */
 #include <set>
 
+#include "configuration/sqlpiPolicyConfigCommon.h"
 #include "configuration/sqlpiPolicyPackage.h"
 #include "faulty.h"
 #include "messages.h"

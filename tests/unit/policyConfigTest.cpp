@@ -6,6 +6,7 @@
 #include <csignal>
 #include <functional>
 
+#include "configuration/sqlpiPolicyConfigCommon.h"
 #include "configuration/sqlpiPolicyGen.h"
 #include "faulty.h"
 #include "trace.h"

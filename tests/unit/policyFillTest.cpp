@@ -4,6 +4,7 @@
 
 #include "faulty.h"
 #include "unit/policyGenSupport.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiRecordTexts.h"
 #include "host/wholeFile.h"
 #include "memoryPool.h"
 #include "unit/balance.h"

@@ -1,5 +1,6 @@
 /* Where the validation and the configuration procedures say that something was decided: the probes of their log
  * records. */
+#include "configuration/sqlpiPolicyConfigCommon.h"
 #include "faulty.h"
 #include "unit/validateSupport.h"
 

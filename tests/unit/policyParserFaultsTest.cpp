@@ -15,6 +15,7 @@
 #include "document/sqlpiXmlConverters.h"
 #include "failingGlobalMemory.h"
 #include "logs.h"
+#include "model/sqlpiPolicyCatalogue.h"
 #include "parserSupport.h"
 
 namespace {

@@ -6,6 +6,7 @@
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 
+#include "configuration/sqlpiRecordTexts.h"
 #include "document/sqlpiXmlPlatform.h"
 #include "sqlpiPolicySchemas.h"
 #include "unit/validateSupport.h"

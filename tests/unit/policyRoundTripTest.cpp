@@ -13,6 +13,7 @@
 #include "document/sqlpiXmlPlatform.h"
 #include "proofSize.h"
 #include "unit/policyGenSupport.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "configuration/sqlpiPolicyRead.h"
+#include "configuration/sqlpiRecordTexts.h"
 #include "unit/endProcess.h"
 #include "unit/failingGlobalMemory.h"
 #include "unit/smallStack.h"

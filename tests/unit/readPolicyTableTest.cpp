@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "faulty.h"
+#include "services/sqlpiPolicyQuery.h"
 #include "trace.h"
 #include "unit/servicesSupport.h"
 

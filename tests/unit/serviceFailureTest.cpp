@@ -6,6 +6,7 @@
 #include "sqlpiFormat.h"
 #include "sqlpiStatsProfAppl.h"
 #include "unit/servicesSupport.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

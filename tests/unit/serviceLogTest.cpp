@@ -3,10 +3,12 @@
 #include <functional>
 #include <set>
 
+#include "services/sqlpiParsedTree.h"
 #include "sqlpiBackup.h"
 #include "sqlpiCommonPolicy.h"
 #include "sqlpiStatsProf.h"
 #include "unit/servicesSupport.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include "services/sqlpiParsedTree.h"
 #include "sqlpiPolicyCommonParser.h"
 #include "unit/servicesSupport.h"
 

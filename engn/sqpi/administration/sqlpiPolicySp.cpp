@@ -5,6 +5,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "administration/sqlpiPolicyInstall.h"
 #include "base/sqlpiCliHandles.h"
 #include "base/sqlpiMemory.h"
 #include "base/sqlpiNumber.h"
@@ -13,6 +14,7 @@
 #include "base/sqlpiText.h"
 #include "base/sqlpiTrace.h"
 #include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiRecordTexts.h"
 #include "engineState.h"
 #include "logs.h"
 #include "messages.h"

@@ -9,17 +9,21 @@
 #include "base/sqlpiReport.h"
 #include "base/sqlpiText.h"
 #include "base/sqlpiTrace.h"
+#include "configuration/sqlpiPolicyConfigCommon.h"
 #include "configuration/sqlpiPolicyConfigSql.h"
 #include "configuration/sqlpiPolicyGen.h"
 #include "configuration/sqlpiPolicyPackage.h"
 #include "configuration/sqlpiPolicyRead.h"
 #include "configuration/sqlpiPolicyValidate.h"
+#include "configuration/sqlpiRecordTexts.h"
 #include "logs.h"
 #include "messages.h"
+#include "services/sqlpiParsedTree.h"
 #include "services/sqlpiPolicyKeys.h"
 #include "services/sqlpiPolicyTable.h"
 #include "services/sqlpiTreeWalk.h"
 #include "sqlpiFormat.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace {
 

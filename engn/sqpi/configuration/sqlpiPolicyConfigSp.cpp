@@ -4,6 +4,7 @@
 #include "base/sqlpiOwn.h"
 #include "base/sqlpiReport.h"
 #include "base/sqlpiTrace.h"
+#include "configuration/sqlpiPolicyConfigCommon.h"
 #include "configuration/sqlpiPolicyConfigFile.h"
 #include "logs.h"
 #include "messages.h"

@@ -7,6 +7,7 @@
 #include "base/sqlpiText.h"
 #include "base/sqlpiTrace.h"
 #include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiRecordTexts.h"
 
 namespace {
 

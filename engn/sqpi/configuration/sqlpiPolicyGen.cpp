@@ -4,6 +4,7 @@
 
 #include "base/sqlpiText.h"
 #include "base/sqlpiTrace.h"
+#include "configuration/sqlpiRecordTexts.h"
 
 namespace {
 

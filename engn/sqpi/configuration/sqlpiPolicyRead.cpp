@@ -10,6 +10,7 @@
 #include "base/sqlpiTrace.h"
 #include "base/sqlpiUtf8.h"
 #include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiRecordTexts.h"
 #include "logs.h"
 #include "sqlpiCommonPolicy.h"
 

@@ -2,6 +2,7 @@
 #include "sqlpiPolicyRecords.h"
 
 #include "base/sqlpiOwn.h"
+#include "configuration/sqlpiRecordTexts.h"
 
 namespace {
 

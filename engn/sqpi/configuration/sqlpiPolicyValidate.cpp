@@ -20,6 +20,7 @@
 #include "configuration/sqlpiDomErrorReporter.h"
 #include "configuration/sqlpiPolicyGen.h"
 #include "configuration/sqlpiPolicyRead.h"
+#include "configuration/sqlpiRecordTexts.h"
 #include "document/sqlpiParserMemory.h"
 #include "document/sqlpiXmlBounds.h"
 #include "document/sqlpiXmlConverters.h"

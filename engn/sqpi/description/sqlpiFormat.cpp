@@ -9,6 +9,7 @@
 #include "base/sqlpiOwn.h"
 #include "base/sqlpiText.h"
 #include "base/sqlpiTrace.h"
+#include "description/sqlpiFormatRecords.h"
 #include "services/sqlpiPolicyKeys.h"
 #include "sqlpiStatsProfAppl.h"
 

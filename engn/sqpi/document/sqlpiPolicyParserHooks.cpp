@@ -11,6 +11,7 @@
 #include "base/sqlpiUtf8.h"
 #include "document/sqlpiParserMemory.h"
 #include "logs.h"
+#include "model/sqlpiPolicyCatalogue.h"
 #include "model/sqlpiTree.h"
 
 namespace {

@@ -28,11 +28,4 @@ SQLPI_ENTRY int32_t sqlpiGetPolicy(const char* med, int32_t medKind, const char*
                                    const char* name, int32_t nameKind, char** outBuffer, int32_t* outLength,
                                    const int64_t* sinceTime) noexcept;
 
-constexpr size_t SQLPI_QUERY_SIZE = 2048;
-
-/* Writes the statement that sqlpiGetPolicy executes, cut at the buffer's end when the keys are longer than it holds.
- * Returns false when `sinceTime` is out of range. Internal. */
-bool sqlpiBuildPolicyQuery(char (&query)[SQLPI_QUERY_SIZE], const char* med, const char* decision, const char* name,
-                           const int64_t* sinceTime) noexcept;
-
 #endif

@@ -40,8 +40,4 @@ SQLPI_ENTRY void sqlpiGetBackup(sqlpiBackupPolicy* policy) noexcept;
  * document does not say is left as it is; a null record is not filled. Threads: any number at once. */
 SQLPI_ENTRY void sqlpiGetBackupPolicy(char* document, int32_t length, sqlpiBackupPolicy* policy) noexcept;
 
-/* The same from a tree already parsed (null: nothing happens). Clears the root's parent link and moves the tree's
- * search cursors. */
-void sqlpiGetBackupFromParsedTree(SQLPIPolicyElement* root, sqlpiBackupPolicy* policy) noexcept;
-
 #endif

@@ -60,9 +60,6 @@ extern SQLPI_VISIBLE const char* const DAYS_OF_WEEK[SQLPI_WEEK_DAYS]; /* "SUN" t
 extern SQLPI_VISIBLE const char* const MONTHS_OF_YEAR[SQLPI_MONTHS];  /* "JAN" to "DEC" */
 }
 
-/* Sets the defaults: the online window always open, no offline window. */
-void sqlpiSetMaintWindowDefaults(sqlpiMaintWindow* window) noexcept;
-
 /* Fills `window` (null: nothing happens) with the defaults and then from the stored policy. Threads: any number at
  * once; needs an engine context on the thread. */
 SQLPI_ENTRY void sqlpiGetMaintWindow(sqlpiMaintWindow* window) noexcept;
@@ -71,21 +68,5 @@ SQLPI_ENTRY void sqlpiGetMaintWindow(sqlpiMaintWindow* window) noexcept;
  * (null: the document is parsed, and that is all). Returns the parser's status, 0 on success. Threads: any number at
  * once. */
 SQLPI_ENTRY int32_t sqlpiGetMaintWindowPolicy(char* document, int32_t length, sqlpiMaintWindow* window) noexcept;
-
-/* The same from a tree already parsed (null, or no record: nothing happens). Clears the root's parent link and moves
- * the tree's search cursors. Returns 0. */
-int32_t sqlpiGetMaintWinFromParsedTree(SQLPIPolicyElement* root, sqlpiMaintWindow* window) noexcept;
-
-/* Element i of `mask` becomes false where character i of `text` is '0', else true, also past the text's end. A null
- * text changes nothing. */
-void sqlpiMWSetMask(bool* mask, int32_t count, const char* text) noexcept;
-
-/* Reads "Thhmmss/Thhmmss". A null target is skipped; with `start` null, `end` receives the first half. What is not a
- * digit, or lies past the text's end, is 0. A null text changes nothing. */
-void sqlpiMWSetTimeRange(sqlpiMaintWindowTime* start, sqlpiMaintWindowTime* end, const char* text) noexcept;
-
-/* Reads "yyyymmddThhmmss/yyyymmddThhmmss" in the same way; a half may be "THISANDPRIOR" (no start limit) or
- * "THISANDFUTURE" (no end limit). */
-void sqlpiMWSetDateTimeRange(sqlpiMaintWindowDateTime* start, sqlpiMaintWindowDateTime* end, const char* text) noexcept;
 
 #endif

@@ -47,9 +47,6 @@ SQLPI_ENTRY int32_t kelPolicyInstallSpLocal(const char* action, const char* med,
                                             const char* policyFile, const sqludf_lob* policy,
                                             const kelPolicyInstallNulls* nulls, char* sqlstate, char* message,
                                             const sqludf_dbinfo* dbinfo) noexcept;
-int32_t kelPolicyInstallSpCommon(const char* action, const char* med, const char* decision, const char* name,
-                                 const char* policyFile, const sqludf_lob* policy, const kelPolicyInstallNulls* nulls,
-                                 char* sqlstate, char* message, const sqludf_dbinfo* dbinfo) noexcept;
 
 /* Selects MED, DECISION, NAME and POLICY of the rows with the keys that are given: not null by its indicator
  * (`nullIndicators` holds three, in the order of the keys; a null pointer: all are given) and not empty. On success

@@ -50,10 +50,4 @@ SQLPI_ENTRY int32_t sqlpiGetAtmSensors(char* document, int32_t length, sqlpiAtmS
 SQLPI_ENTRY int32_t sqlpiGetReorgPolicy(char* document, int32_t length, sqlpiReorgPolicy* policy) noexcept;
 SQLPI_ENTRY int32_t sqlpiGetStatsProfilePolicy(char* document, int32_t length, sqlpiStatsProfPolicy* policy) noexcept;
 
-/* The same from a tree already parsed (null: nothing happens). They move the tree's search cursors: the first searches
- * from where these stand, the others reset them and clear the root's parent link before. */
-void sqlpiGetAtmSensorsParsed(SQLPIPolicyElement* root, sqlpiAtmSensors* sensors) noexcept;
-void sqlpiGetReorgFromParsedTree(SQLPIPolicyElement* root, sqlpiReorgPolicy* policy) noexcept;
-void sqlpiGetStatsProfileFromParsedTree(SQLPIPolicyElement* root, sqlpiStatsProfPolicy* policy) noexcept;
-
 #endif

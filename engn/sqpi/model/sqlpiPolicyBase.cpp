@@ -9,6 +9,7 @@
 #include "base/sqlpiMemory.h"
 #include "base/sqlpiNumber.h"
 #include "base/sqlpiUtf8.h"
+#include "model/sqlpiPolicyCatalogue.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 /* The catalogues of element and attribute names: lookup by hash, and the class of each element. */
+#include "model/sqlpiPolicyCatalogue.h"
+
 #include <array>
 #include <type_traits>
-
-#include "sqlpiPolicyBase.h"
 
 namespace {
 

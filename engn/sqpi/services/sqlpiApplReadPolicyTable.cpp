@@ -10,6 +10,7 @@
 #include "base/sqlpiText.h"
 #include "base/sqlpiTrace.h"
 #include "clock.h"
+#include "services/sqlpiPolicyQuery.h"
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include "base/sqlpiTrace.h"
 #include "engineState.h"
 #include "logs.h"
+#include "services/sqlpiParsedTree.h"
 #include "services/sqlpiStoredPolicy.h"
 #include "services/sqlpiTreeWalk.h"
 

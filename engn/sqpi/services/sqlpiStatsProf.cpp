@@ -7,6 +7,7 @@
 #include "base/sqlpiNumber.h"
 #include "base/sqlpiTrace.h"
 #include "logs.h"
+#include "services/sqlpiParsedTree.h"
 #include "services/sqlpiTreeWalk.h"
 
 namespace {

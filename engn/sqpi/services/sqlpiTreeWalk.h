@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "model/sqlpiPolicyCatalogue.h"
 #include "model/sqlpiTree.h"
 #include "sqlpiPolicyBase.h"
 #include "sqlpiPolicyCommonParser.h"

@@ -12,6 +12,7 @@
 #include "services/sqlpiStoredPolicy.h"
 #include "services/sqlpiTreeWalk.h"
 #include "sqlpiMaintWin.h"
+#include "windows/sqlpiWindowReading.h"
 
 extern "C" {
 const char* const DAYS_OF_WEEK[SQLPI_WEEK_DAYS] = {"SUN", "MON", "TUE", "WED", "THU", "FRI", "SAT"};

@@ -6,6 +6,7 @@
 #include "console/documentFile.h"
 #include "console/text.h"
 #include "database/databaseSession.h"
+#include "model/sqlpiPolicyCatalogue.h"
 
 namespace kelpolicy {
 namespace {

@@ -13,6 +13,7 @@
 #include "configuration/documentLint.h"
 #include "configuration/procedures.h"
 #include "configuration/sqlpiDomErrorReporter.h"
+#include "configuration/sqlpiPolicyConfigCommon.h"
 #include "configuration/sqlpiPolicyGen.h"
 #include "configuration/sqlpiPolicyValidate.h"
 #include "console/documentFile.h"

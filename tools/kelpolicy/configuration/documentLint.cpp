@@ -12,6 +12,7 @@
 
 #include "base/sqlpiNumber.h"
 #include "configuration/documentOutline.h"
+#include "model/sqlpiPolicyCatalogue.h"
 #include "sqlpiBackup.h"
 #include "windows/windowLint.h"
 #include "windows/windowPlaces.h"

@@ -8,6 +8,7 @@
 
 #include "base/sqlpiUtf8.h"
 #include "configuration/boundedReader.h"
+#include "model/sqlpiPolicyCatalogue.h"
 
 namespace kelpolicy {
 namespace {

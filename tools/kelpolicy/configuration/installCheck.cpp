@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <string_view>
 
+#include "base/sqlpiOwn.h"
 #include "configuration/sqlpiPolicyGen.h"
+#include "configuration/sqlpiRecordTexts.h"
 #include "database/records.h"
 #include "sqlpiStatsProf.h"
 

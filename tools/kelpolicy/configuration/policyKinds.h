@@ -11,9 +11,7 @@
 #include "console/failure.h"
 #include "console/text.h"
 #include "database/policyRow.h"
-#include "failure.h"
 #include "model/sqlpiTree.h"
-#include "policyRow.h"
 #include "services/sqlpiPolicyKeys.h"
 #include "sqlpiPolicyBase.h"
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string_view>
 
+#include "configuration/sqlpiPolicyConfigCommon.h"
 #include "instance.h"
 #include "logs.h"
 #include "messages.h"

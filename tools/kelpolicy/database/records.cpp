@@ -6,6 +6,7 @@
 #include "sqlpiBackup.h"
 #include "sqlpiStatsProf.h"
 #include "sqlpiStatsProfAppl.h"
+#include "windows/sqlpiWindowReading.h"
 
 namespace kelpolicy {
 namespace {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "model/sqlpiPolicyCatalogue.h"
 #include "sqlpiMaintWin.h"
 #include "windows/windowLint.h"
 
