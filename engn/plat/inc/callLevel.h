@@ -15,6 +15,10 @@
  * rolled it back. A text that holds more than one statement is refused with SQLSTATE 42601. A statement handle may
  * outlive the connection handle it came from: the host then owns the open result set.
  *
+ * Values. SQLGetData with a buffer length of 0 asks for the length alone: it writes nothing but the indicator, and
+ * returns SQL_SUCCESS_WITH_INFO (SQLSTATE 01004) where bytes are waiting, SQL_SUCCESS where the value is empty or null.
+ * The next call on the column begins at the value's first byte. A length that is not known is a failure.
+ *
  * SQL that every host must understand besides plain SELECT, INSERT, UPDATE and DELETE on SYSTOOLS.POLICY:
  *   CURRENT TIMESTAMP                           the local time, to the microsecond
  *   'yyyy-mm-dd-hh.mm.ss.uuuuuu'                a timestamp, compared with UPDATE_TIME

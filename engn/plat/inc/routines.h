@@ -2,7 +2,14 @@
  *
  * Every argument comes as a pointer, then one 16-bit null indicator for each (SQLUDF_NULL: the argument is null), then
  * what the engine gives every routine: the SQLSTATE output (5 characters and a terminator), the routine's name and
- * specific name, the diagnostic message output, the database information. The detailed outcome goes to an sqlca. */
+ * specific name, the diagnostic message output, the database information. The detailed outcome goes to an sqlca.
+ *
+ * Arguments belong to the engine and are read during the call only. Where an entry does not say otherwise, a null
+ * pointer to an argument counts as an argument that is null, and one to an indicator as not null; a null
+ * `sqludf_dbinfo` as a database without a name.
+ *
+ * Threads: the routines may run on any number of threads at once, each with the engine context bound to its thread; no
+ * two may share an argument that one of them writes. */
 #ifndef PLAT_ROUTINES_H
 #define PLAT_ROUTINES_H
 

@@ -21,7 +21,8 @@ enum sqlpiBackupMode : int32_t { BACKUP_MODE_ONLINE = 0, BACKUP_MODE_OFFLINE = 1
 struct sqlpiBackupPolicy {
     int32_t numberOfFullBackups; /* back up when fewer full backups are kept; default 1 */
     int32_t timeSinceLastBackup; /* hours since the last backup after which one is due; default 168 */
-    int32_t logSpaceConsumed;    /* log consumed since the last backup after which one is due; default 6400 */
+    int32_t logSpaceConsumed;    /* log consumed since the last backup after which one is due, in pages of 4 KB; default
+                                    6400. The description tells 256 times as much and calls it MB */
     int32_t targetType;          /* sqlpiBackupTarget; default disk */
     int32_t mode;                /* sqlpiBackupMode; default BACKUP_MODE_DEFAULT: neither said */
     union {

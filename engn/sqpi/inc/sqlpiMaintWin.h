@@ -16,6 +16,10 @@
 /* The next stretch of at least `minDuration` seconds from `now` on: an occurrence of the window, or, with its `outside`
  * flag set, a gap between occurrences. Returns 1 with `*start` and `*end` written (start equal to end: open from there
  * with no end), 0 when there is none, the window is not defined or a limit of its period is no moment from 1970 on.
+ * "None" is also what a search that has gone far enough says: where the period has no end, an occurrence is looked for
+ * up to the end of the fifth year after that of `now` or of the period's start, whichever is later, and a gap up to
+ * 157,680,000 seconds (five years of 365 days) after them; and of a window that is shorter than 24 hours, the second
+ * occurrence that is too short ends the search, whatever comes behind it.
  * The sub-second parts are left alone; only a gap that begins at `now` takes over its, and one that begins or ends with
  * an occurrence gets 0 there.
  * Of a local time that occurs twice the one is taken that has the UTC offset of `now`, or of the day looked at before.

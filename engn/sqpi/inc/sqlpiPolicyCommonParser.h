@@ -21,8 +21,9 @@ constexpr int32_t SQLPI_PARSE_NO_MEMORY = -1219;
  * Returns 0: parsed, `*result` is the document's "PolicyDocument"; also for an empty document (length 0 or null), with
  *            `*result` null.
  *         3: `result` is null; or not well-formed, its document element is not "PolicyDocument", it asks for external
- *            entities or passes the bounds of sqlpiXmlBounds.h, or the engine or the XML library is not initialised;
- *            `*result` is null. What is wrong with a document is logged.
+ *            entities or passes a bound (64 expansions of entities of 4,096 characters in all, 16 KB of declarations,
+ *            128 defined attributes, 1,000 attributes of an element, 65,536 names of elements), or the engine or the
+ *            XML library is not initialised; `*result` is null. What is wrong with a document is logged.
  *     -1219: no memory for the parser; `*result` is null.
  *
  * Threads: any number at once. */

@@ -15,9 +15,9 @@
 
 /* The entries. Each returns SQLPI_CONFIG_OK with SQLSTATE "00000", or SQLPI_CONFIG_FAILED with an SQLSTATE ("5U0ZZ"
  * unless the database gave one) and, mostly, an SQLCODE and tokens in `ca`: -171 an argument, -1448 a file that cannot
- * be written, -1436 a file that cannot be read, -1437, -1438 and -1447 a document (sqlpiPolicyValidate.h), 100 no such
- * policy row, else the database's own. On failure nothing has been changed. Without `sqlstate` or `ca` nothing is done.
- * REQUIRES: `sqlstate` has SQLUDF_STATE_SIZE bytes. A null indicator pointer means not null. */
+ * be written, -1436 a file that cannot be read, -1437 an invalid document, -1438 and -1447 one that cannot be used, 100
+ * no such policy row, else the database's own. On failure nothing has been changed. Without `sqlstate` or `ca` nothing
+ * is done. REQUIRES: `sqlstate` has SQLUDF_STATE_SIZE bytes. A null indicator pointer means not null. */
 
 /* Writes the policy into the file, whole or not at all. */
 SQLPI_ENTRY uint32_t kelAutomaintGetPolicyFileSpLocal(const char* policyType, const char* fileName,

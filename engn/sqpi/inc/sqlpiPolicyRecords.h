@@ -52,7 +52,7 @@ struct backupPolicy {
     char* mode;                            /* owned: "Online" or "Offline" */
     char* numberOfFullBackups;             /* owned, as written */
     char* timeSinceLastBackup;             /* owned, as written; hours */
-    char* logSpaceConsumedSinceLastBackup; /* owned, as written */
+    char* logSpaceConsumedSinceLastBackup; /* owned, as written; pages of 4 KB */
     char* numberOfSessions;                /* owned: storage manager and backup services */
     char path[4096];                       /* disk, tape: path; vendor library: its file name */
     char* libOptions;                      /* owned: vendor library */

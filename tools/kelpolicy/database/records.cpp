@@ -33,7 +33,8 @@ Fields fieldsOf(const sqlpiBackupPolicy& policy) {
     Fields fields = {
         {"numberOfFullBackups", policy.numberOfFullBackups, "back up when fewer full backups are kept"},
         {"timeSinceLastBackup", policy.timeSinceLastBackup, "back up when the last backup is this many hours old"},
-        {"logSpaceConsumed", policy.logSpaceConsumed, "back up when this much log was consumed since the last backup"},
+        {"logSpaceConsumed", policy.logSpaceConsumed,
+         "back up when so many pages of 4 KB of log were consumed since the last backup"},
         {"targetType", policy.targetType,
          word(policy.targetType,
               {"disk", "tape", "storage manager (VLT)", "Backup Services API (XBSA)", "library of a vendor"})},
