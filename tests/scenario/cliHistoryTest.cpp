@@ -110,6 +110,10 @@ TEST_F(CliHistory, tellsOfRowsThatAreInsertedAndDeleted) {
     install("delete", own, {"--yes"});
     install("delete", backup, {"--yes"});
     ASSERT_EQ(run({"load", file("dump")}).status, 0);
+    install("insert", own, {"--policy", sample("backup-to-disk.xml")});
+    ASSERT_EQ(run({"dump", file("withOwn")}).status, 0);
+    ASSERT_EQ(run({"load", file("dump"), "--replace"}).status, 0);
+    ASSERT_EQ(run({"load", file("withOwn")}).status, 0);
     const json changes = history();
     std::vector<std::pair<std::string, std::string>> told;
     for (const json& change : changes) told.emplace_back(change.at("action"), change.at("policy"));
@@ -118,7 +122,10 @@ TEST_F(CliHistory, tellsOfRowsThatAreInsertedAndDeleted) {
                                                                       {"insert", "Mine"},
                                                                       {"delete", "Mine"},
                                                                       {"delete", "DBBackupPolicy"},
-                                                                      {"insert", "DBBackupPolicy"}}));
+                                                                      {"insert", "DBBackupPolicy"},
+                                                                      {"insert", "Mine"},
+                                                                      {"delete", "Mine"},
+                                                                      {"insert", "Mine"}}));
     const std::string inserted = changes[1].at("after");
     EXPECT_NE(inserted.find("Pathname: /var/backups/orders"), std::string::npos);
     EXPECT_EQ(changes[1].at("before"), "");

@@ -106,7 +106,9 @@ public:
     std::string text(const char* key) const {
         const auto value = object_.find(key);
         if (value == object_.end() || !value->is_string()) throw damage(key, "is no text");
-        return value->get<std::string>();
+        const std::string text = value->get<std::string>();
+        requireNoNul(key, text);
+        return text;
     }
     size_t number(const char* key) const {
         const auto value = object_.find(key);
@@ -116,10 +118,15 @@ public:
     std::string keyPart(const char* key) const {
         std::optional<std::string> bytes = takeBytes(object_, key);
         if (!bytes.has_value()) throw damage(key, "is no text, and has none in base64 beside it");
+        if (bytes->size() > longestKeyPart) throw damage(key, "is longer than 128 bytes");
+        requireNoNul(key, *bytes);  // where it is bound and read back, a key ends there
         return *std::move(bytes);
     }
 
 private:
+    void requireNoNul(const char* key, const std::string& text) const {
+        if (text.find('\0') != std::string::npos) throw damage(key, "holds a byte 0");
+    }
     Damage damage(const char* key, const char* what) const {
         return {fmt::format("is damaged: {}: \"{}\" {}", name_, key, what)};
     }

@@ -22,7 +22,7 @@ const char* inWords(int32_t status) {
         case OSS_NOT_REGULAR:
             return "it is no regular file";
         case OSS_NO_SPACE:
-            return "the device is full";
+            return "the device is full, or a file may not be that large";
         case OSS_TOO_LONG:
             return "the name is too long";
         case OSS_NO_MEMORY:
@@ -32,12 +32,13 @@ const char* inWords(int32_t status) {
     }
 }
 
-[[noreturn]] void fail(const std::string& path, const std::string& why) {
-    throw Failure(fmt::format("\"{}\" cannot be written: {}", path, why),
-                  "Name a file in a directory that you may write to.", systemErrorCode, systemErrorState);
+[[noreturn]] void fail(const std::string& path, const std::string& why,
+                       const char* hint = "Name a file in a directory that you may write to.") {
+    throw Failure(fmt::format("\"{}\" cannot be written: {}", path, why), hint, systemErrorCode, systemErrorState);
 }
 
 void require(int32_t status, const std::string& path) {
+    if (status == OSS_NO_SPACE) fail(path, inWords(status), "Make room, or name a file on another device.");
     if (status != OSS_OK) fail(path, inWords(status));
 }
 

@@ -22,6 +22,8 @@ struct LoadOptions {
     bool replace = false;
 };
 
+constexpr const char* update = "update";
+
 /* Rows that a load met. */
 struct Loaded {
     size_t inserted = 0;
@@ -29,11 +31,13 @@ struct Loaded {
     size_t unchanged = 0;
     size_t kept = 0;
     size_t removed = 0;
-    std::map<RowKey, RowChange> policies{}; /* of the engine's, whose rows were written or removed */
+    std::map<RowKey, RowChange> changes{}; /* that a record tells of: of rows that are no policy of the engine's,
+                                              whether they are there */
 
     /* To be called before the change. */
     void change(const RowKey& key, const char* action, bool isThere) {
-        if (findPolicyKind(key) != nullptr) policies[key] = {action, isThere ? describeRow(key) : ""};
+        if (findPolicyKind(key) != nullptr || action != update)
+            changes[key] = {action, isThere ? describeRow(key) : ""};
     }
 };
 
@@ -78,7 +82,7 @@ void loadRow(const RowKey& key, const std::string& document, Loaded& loaded) {
         return;
     }
     SqlStatement statement(fmt::format("cannot load the row {}", shownKey(key)));
-    loaded.change(key, stored.has_value() ? "update" : "insert", stored.has_value());
+    loaded.change(key, stored.has_value() ? update : "insert", stored.has_value());
     if (stored.has_value()) {
         SqlValues values = {{document, true}};
         for (const SqlValue& value : keyValues(key)) values.push_back(value);
@@ -128,11 +132,11 @@ int runLoad(const LoadOptions& options, const GlobalOptions& globals, Output& ou
         }
     }
     settleOthers(dump, options.replace, loaded);
-    for (auto& [key, change] : loaded.policies)
+    for (auto& [key, change] : loaded.changes)
         if (readPolicyRow(key).has_value()) change.after = describeRow(key);
     session.commit();
     // The engine's procedures would not bring every row back byte for byte; a load leaves the same records as they do.
-    for (const auto& [key, change] : loaded.policies)
+    for (const auto& [key, change] : loaded.changes)
         reportChange("kelpolicy load", key, session.databaseName(), change);
 
     if (output.isJson())

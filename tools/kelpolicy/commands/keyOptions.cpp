@@ -2,13 +2,16 @@
 
 #include <fmt/format.h>
 
+#include "database/policyRow.h"
+
 namespace kelpolicy {
 namespace {
 
 /* The procedure refuses a longer key too, but does not tell how long it may be. */
 std::string refuseLong(const std::string& key) {
-    constexpr size_t longestKey = 128;
-    return key.size() <= longestKey ? "" : fmt::format("the key has {} bytes, the most are {}", key.size(), longestKey);
+    return key.size() <= longestKeyPart
+               ? ""
+               : fmt::format("the key has {} bytes, the most are {}", key.size(), longestKeyPart);
 }
 
 CLI::Option* addKey(CLI::App& command, const char* option, std::optional<std::string>& key, const char* help) {

@@ -24,7 +24,10 @@ std::string shownOrigin(const sqlpiPolicyKey& key, const PolicyRow& row);
 /* That the policy has no row, and what to do. */
 std::string noteOfMissingRow(const sqlpiPolicyKey& key);
 
-/* The key of any row, also of one that is no policy of the engine's; each part is up to 128 bytes of any kind. */
+/* Bytes of each part of a key. */
+inline constexpr size_t longestKeyPart = 128;
+
+/* The key of any row, also of one that is no policy of the engine's. */
 struct RowKey {
     std::string med{};
     std::string decision{};
