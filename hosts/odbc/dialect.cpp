@@ -77,9 +77,11 @@ constexpr std::array postgresSetup = {"SET lock_timeout = {}", "SET standard_con
 // the session can see, unless it is told otherwise.
 constexpr std::array postgresChecks = {
     SessionCheck{"SELECT '\\'", "\\", "standard_conforming_strings must be on"},
-    SessionCheck{"SELECT CASE WHEN EXISTS (SELECT 1 FROM pg_catalog.pg_prepared_statements WHERE NOT from_sql) "
-                 "THEN 'prepared' END",
-                 "prepared", "the connection string and its data source must leave UseServerSidePrepare at 1"}};
+    SessionCheck{
+        "SELECT CASE WHEN EXISTS (SELECT 1 FROM pg_catalog.pg_prepared_statements WHERE NOT from_sql) "
+        "THEN 'prepared' END",
+        "prepared",
+        "the connection string and its data source must leave UseServerSidePrepare at 1 and UseDeclareFetch at 0"}};
 
 constexpr std::array functionsOfPostgres = {
     "ABS",      "AVG",        "CAST",         "CHAR_LENGTH", "COALESCE", "COUNT",   "DENSE_RANK", "EXTRACT",

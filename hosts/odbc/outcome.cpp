@@ -77,6 +77,7 @@ std::string_view databaseText(std::string_view text) noexcept {
                     [](char c) { return c >= '0' && c <= '9'; })) {
         text = text.substr(0, code);
     }
+    while (text.ends_with('\n') || text.ends_with(' ')) text.remove_suffix(1);
     return text;
 }
 

@@ -332,7 +332,7 @@ TEST_F(HostilePostgres, ASessionInWhichTheDatabaseDoesNotPrepareIsRefused) {
     for (const char* settings : {";UseServerSidePrepare=0", ";useserversideprepare=0"}) {
         EXPECT_EQ(refusalOf(settings),
                   "the database session cannot be used: the connection string and its data source must leave "
-                  "UseServerSidePrepare at 1")
+                  "UseServerSidePrepare at 1 and UseDeclareFetch at 0")
             << settings;
     }
 }

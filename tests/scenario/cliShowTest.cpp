@@ -304,15 +304,16 @@ TEST_F(CliShow, readsADocumentOfTheLargestSize) {
 }
 
 TEST_F(CliShow, writesTextOfADocumentSoThatItCannotActOnATerminal) {
-    // U+009B introduces a control sequence, U+202E turns the reading direction.
+    // U+009B introduces a control sequence, U+202E turns the reading direction; U+FE0F and U+2800 cannot be seen.
     const std::string filter =
         "A\xC2\x9B"
         "31mB\xE2\x80\xAE"
-        "C\nD";
+        "C\xEF\xB8\x8F\xE2\xA0\x80\nD";
     store("TableRunstatsPolicy",
           "<PolicyDocument><kel:Sensors>Tables</kel:Sensors><Constant>" + filter + "</Constant></PolicyDocument>");
     const Outcome text = run({"show", "runstats"});
-    EXPECT_NE(text.out.find("\"A\\xC2\\x9B31mB\\xE2\\x80\\xAEC\\nD\""), std::string::npos) << text.out;
+    EXPECT_NE(text.out.find("\"A\\xC2\\x9B31mB\\xE2\\x80\\xAEC\\xEF\\xB8\\x8F\\xE2\\xA0\\x80\\nD\""), std::string::npos)
+        << text.out;
     EXPECT_EQ(shown({"runstats"}).at("tablesFilter"), filter);
 }
 

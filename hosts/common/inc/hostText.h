@@ -41,8 +41,9 @@ inline bool isHarmless(std::string_view character) noexcept {
         {0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},        /* controls, soft hyphen */
         {0x034F, 0x034F},   {0x061C, 0x061C},   {0x115F, 0x1160},    /* joiner, direction, fillers */
         {0x17B4, 0x17B5},   {0x180B, 0x180F},   {0x200B, 0x200F},    /* inherent vowels, selectors, zero width */
-        {0x2028, 0x202E},   {0x2060, 0x206F},   {0x3164, 0x3164},    /* separators, directions, filler */
-        {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFB},    /* byte order mark, filler, annotations */
+        {0x2028, 0x202E},   {0x2060, 0x206F},   {0x2800, 0x2800},    /* separators, directions, empty Braille */
+        {0x3164, 0x3164},   {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},    /* filler, selectors, byte order mark */
+        {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFB},                        /* filler, annotations */
         {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF}}; /* shorthand, music, tags */
     const uint32_t code = characterCode(character);
     for (const Range& range : harmful)

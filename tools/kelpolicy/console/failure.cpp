@@ -32,7 +32,9 @@ constexpr Advice advice[] = {
     {"25006", "",
      "This user may only read the database, or it may only be read: run the command as a user who may write to it, or "
      "on the primary server where this one is its standby."},
-    {"42501", "", "Run the command as a user who may read the policy table, or have the right granted."},
+    {"42501", "",
+     "Run the command as a user who may read the policy table and, to change something, write to it; or have the right "
+     "granted."},
     {"42", "", "Check that SYSTOOLS.POLICY is the policy table, with MED, DECISION, NAME, UPDATE_TIME and POLICY."},
     {"53100", "", "Make room on the device that holds the database."},
     {"57011", "", "Free memory and run the command again."},
