@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "commands/command.h"
 #include "database/connectionFile.h"
 #include "hostError.h"
 #include "passwords.h"
@@ -167,35 +168,6 @@ int parseAndRun(const std::vector<std::string>& words, Output& output) {
 }
 
 }  // namespace
-
-std::string instanceDirectory(const GlobalOptions& options) {
-    if (!options.instance.empty()) return options.instance;
-    const char* home = std::getenv("HOME");
-    if (home == nullptr || *home == '\0')
-        throw Failure("there is no instance directory: neither --instance nor KELPOLICY_INSTANCE nor HOME is set",
-                      "Name one, for example: kelpolicy --instance /var/lib/kelpolicy init", systemErrorCode,
-                      systemErrorState);
-    return std::string(home) + "/.kelpolicy";
-}
-
-std::string example(const char* commandLine) {
-    return fmt::format(
-        "Example:\n  {}\n\nOptions of every command: --instance, --database, --database-file, --json, --trace; "
-        "\"kelpolicy --help\" explains them.",
-        commandLine);
-}
-
-std::string refuseEmpty(const std::string& value) {
-    return value.empty() ? "the value is empty" : "";
-}
-
-void addDocumentOption(CLI::App& command, std::string& path) {
-    command
-        .add_option("--document", path,
-                    "Read this policy-language document (\"-\": standard input) in place of the policy table")
-        ->type_name("PATH")
-        ->check(refuseEmpty);
-}
 
 int runCommandLine(int argc, char** argv) {
     const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);

@@ -1,64 +1,8 @@
-/* The command line: options that every command has, the table of commands, and what they are given to run. */
+/* The command line: what is said, and which command that runs. */
 #ifndef KELPOLICY_COMMAND_LINE_H
 #define KELPOLICY_COMMAND_LINE_H
 
-#include <CLI/CLI.hpp>
-#include <cstdint>
-#include <functional>
-#include <string>
-
-#include "console/output.h"
-
 namespace kelpolicy {
-
-struct GlobalOptions {
-    std::string instance{}; /* directory; empty: the default */
-    std::string database{}; /* connection string; empty: the embedded database */
-    std::string databaseFile{};
-    bool json = false;
-    uint32_t traceFlags = 0; /* PDT_FLAG_* */
-};
-
-/* The instance directory that the options mean. Throws Failure when there is none to be found. */
-std::string instanceDirectory(const GlobalOptions& options);
-
-/* Runs one command after the command line was understood. Returns an ExitStatus. Throws Failure or HostError. */
-using RunCommand = std::function<int(const GlobalOptions&, Output&)>;
-
-/* Adds a command below `parent`. When the command line names it, `chosen` becomes what it runs. */
-using AddCommand = void(CLI::App& parent, RunCommand& chosen);
-
-AddCommand addInit;
-AddCommand addDescribe;
-AddCommand addTree;
-AddCommand addShow;
-AddCommand addShowWindows; /* below show */
-AddCommand addWindow;
-AddCommand addWindowCalendar; /* below window, as the next */
-AddCommand addWindowLint;
-AddCommand addGet;
-AddCommand addSet;
-AddCommand addValidate;
-AddCommand addConvert;
-AddCommand addExtract;
-AddCommand addSample;
-AddCommand addSchema;
-AddCommand addInstall;
-AddCommand addRetrieve;
-AddCommand addHistory;
-AddCommand addDump;
-AddCommand addLoad;
-AddCommand addCompletion;
-AddCommand addManual;
-
-/* What a command's --help shows below its options. */
-std::string example(const char* commandLine);
-
-/* The check of an option whose value means nothing when it is empty. */
-std::string refuseEmpty(const std::string& value);
-
-/* The option --document PATH of commands that read a policy from the table or from a file. */
-void addDocumentOption(CLI::App& command, std::string& path);
 
 /* Parses the command line and runs what it says. Returns the process's exit status. */
 int runCommandLine(int argc, char** argv);

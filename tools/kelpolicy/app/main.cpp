@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "app/commandLine.h"
+#include "console/output.h"
 
 namespace {
 

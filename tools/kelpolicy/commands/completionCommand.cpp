@@ -1,5 +1,5 @@
 // kelpolicy completion
-#include "app/commandLine.h"
+#include "commands/command.h"
 #include "pages/completionScripts.h"
 
 namespace kelpolicy {

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "app/commandLine.h"
+#include "commands/command.h"
 #include "configuration/configurationTypes.h"
 #include "configuration/documentLint.h"
 #include "configuration/policyKinds.h"

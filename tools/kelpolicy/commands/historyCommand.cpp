@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "app/commandLine.h"
 #include "archive/bytes.h"
 #include "archive/changeLog.h"
+#include "commands/command.h"
 #include "configuration/configurationTypes.h"
 #include "console/text.h"
 #include "console/wordDifference.h"

@@ -3,7 +3,7 @@
 
 #include <set>
 
-#include "app/commandLine.h"
+#include "commands/command.h"
 #include "configuration/changeReport.h"
 #include "configuration/policyKinds.h"
 #include "configuration/procedures.h"

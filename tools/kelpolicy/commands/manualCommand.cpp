@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "app/commandLine.h"
 #include "archive/replaceFile.h"
+#include "commands/command.h"
 #include "console/text.h"
 #include "pages/manualPage.h"
 

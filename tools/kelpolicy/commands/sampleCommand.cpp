@@ -1,7 +1,7 @@
 // kelpolicy sample, schema: what a new user starts from.
 #include <string_view>
 
-#include "app/commandLine.h"
+#include "commands/command.h"
 #include "configuration/samples.h"
 #include "sqlpiPolicySchemas.h"
 

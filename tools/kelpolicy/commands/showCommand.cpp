@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "app/commandLine.h"
+#include "commands/command.h"
 #include "configuration/policySource.h"
 #include "console/text.h"
 #include "database/records.h"

@@ -1,7 +1,7 @@
 // kelpolicy tree: a document as the engine's parser sees it.
 #include <fmt/format.h>
 
-#include "app/commandLine.h"
+#include "commands/command.h"
 #include "configuration/policyKinds.h"
 #include "console/documentFile.h"
 #include "console/text.h"

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "app/commandLine.h"
+#include "commands/command.h"
 #include "configuration/policySource.h"
 #include "sqlpiCommonPolicy.h"
 

@@ -6,8 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "app/commandLine.h"
 #include "console/failure.h"
+#include "console/output.h"
+#include "database/globalOptions.h"
 #include "engineContext.h"
 #include "hostLogs.h"
 #include "instance.h"
