@@ -6,22 +6,9 @@
 #include <string>
 
 #include "configuration/configurationTypes.h"
-#include "console/failure.h"
 #include "database/policyRow.h"
-#include "hostLogs.h"
 
 namespace kelpolicy {
-
-/* Takes down what the engine logs, to tell more of a failure than its codes do. */
-class FailureWitness {
-public:
-    /* `what` could not be done: the message, codes and tokens of `ca`, and, as its detail, the first error that was
-     * logged meanwhile. */
-    Failure failure(const std::string& what, const sqlca& ca) const;
-
-private:
-    kelhost::LogCapture capture_;
-};
 
 /* Each calls one procedure in the unit of work of the thread's engine context, and throws Failure when it fails. A file
  * is one below the instance's "tmp" directory. */

@@ -211,4 +211,8 @@ bool isBlank(std::string_view text) {
     return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
+std::string trimmedEnd(std::string_view text) {
+    return std::string(text.substr(0, text.find_last_not_of(" \n") + 1));
+}
+
 }  // namespace kelpolicy

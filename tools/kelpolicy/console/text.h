@@ -59,6 +59,9 @@ std::string excerptOf(std::string_view document, TextPlace place);
 
 bool isBlank(std::string_view text);
 
+/* The text without the blanks and line ends at its end. */
+std::string trimmedEnd(std::string_view text);
+
 }  // namespace kelpolicy
 
 #endif

@@ -4,8 +4,8 @@
 
 #include <filesystem>
 
-#include "configuration/procedures.h"
 #include "configuration/sqlpiPolicyPackage.h"
+#include "database/failureWitness.h"
 #include "database/sqlStatement.h"
 #include "hostError.h"
 #include "logs.h"
