@@ -18,8 +18,8 @@
 #include <system_error>
 #include <utility>
 
-#include "console/documentFile.h"
 #include "console/failure.h"
+#include "document/documentFile.h"
 #include "hostLogs.h"
 #include "logs.h"
 

@@ -12,8 +12,8 @@
 
 #include "archive/bytes.h"
 #include "archive/replaceFile.h"
-#include "console/documentFile.h"
 #include "console/text.h"
+#include "document/documentFile.h"
 #include "files.h"
 #include "hostFile.h"
 

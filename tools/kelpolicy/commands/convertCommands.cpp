@@ -2,8 +2,8 @@
 #include <fmt/format.h>
 
 #include "configuration/configurationCheck.h"
-#include "console/documentFile.h"
 #include "database/databaseSession.h"
+#include "document/documentFile.h"
 
 namespace kelpolicy {
 namespace {

@@ -6,9 +6,9 @@
 #include "archive/replaceFile.h"
 #include "configuration/configurationCheck.h"
 #include "configuration/procedures.h"
-#include "console/documentFile.h"
 #include "database/databaseSession.h"
 #include "database/policyRow.h"
+#include "document/documentFile.h"
 
 namespace kelpolicy {
 namespace {

@@ -10,10 +10,10 @@
 #include "configuration/installCheck.h"
 #include "configuration/policyKinds.h"
 #include "configuration/procedures.h"
-#include "console/documentFile.h"
 #include "console/terminal.h"
 #include "console/text.h"
 #include "database/databaseSession.h"
+#include "document/documentFile.h"
 
 namespace kelpolicy {
 namespace {

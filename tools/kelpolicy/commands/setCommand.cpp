@@ -4,10 +4,10 @@
 #include "commands/windowOptions.h"
 #include "configuration/configurationCheck.h"
 #include "configuration/procedures.h"
-#include "console/documentFile.h"
 #include "database/databaseSession.h"
 #include "database/policyRow.h"
 #include "database/records.h"
+#include "document/documentFile.h"
 #include "windows/windowChange.h"
 
 namespace kelpolicy {

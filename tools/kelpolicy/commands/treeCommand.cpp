@@ -3,9 +3,9 @@
 
 #include "commands/command.h"
 #include "configuration/policyKinds.h"
-#include "console/documentFile.h"
 #include "console/text.h"
 #include "database/databaseSession.h"
+#include "document/documentFile.h"
 #include "model/sqlpiPolicyCatalogue.h"
 
 namespace kelpolicy {

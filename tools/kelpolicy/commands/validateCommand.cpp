@@ -4,8 +4,8 @@
 #include <ctime>
 
 #include "configuration/configurationCheck.h"
-#include "console/documentFile.h"
 #include "database/databaseSession.h"
+#include "document/documentFile.h"
 
 namespace kelpolicy {
 namespace {

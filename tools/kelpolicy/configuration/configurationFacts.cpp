@@ -12,7 +12,7 @@
 #include <xercesc/sax/Locator.hpp>
 
 #include "base/sqlpiUtf8.h"
-#include "configuration/boundedReader.h"
+#include "document/boundedReader.h"
 
 namespace kelpolicy {
 namespace {

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "base/sqlpiNumber.h"
-#include "configuration/documentOutline.h"
+#include "document/documentOutline.h"
 #include "model/sqlpiPolicyCatalogue.h"
 #include "sqlpiBackup.h"
 #include "windows/windowLint.h"

@@ -8,18 +8,9 @@
 
 #include "configuration/policyKinds.h"
 #include "console/output.h"
-#include "console/text.h"
+#include "document/finding.h"
 
 namespace kelpolicy {
-
-struct Finding {
-    const char* check;    /* its name, for programs */
-    const char* severity; /* "error": the policy does nothing; "warning": not what it says; "note": worth a look */
-    const char* window;   /* "online" or "offline"; of other policies null */
-    TextPlace place;      /* of the element concerned; line 0: nowhere in particular */
-    std::string what;     /* what happens */
-    std::string instead;  /* what to write */
-};
 
 /* All findings in a document that is read as this policy, in the order of their places.
  * REQUIRES: the engine's parser accepts the document. */

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "configuration/documentLint.h"
-#include "console/documentFile.h"
+#include "document/documentFile.h"
 
 namespace kelpolicy {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "console/documentFile.h"
+#include "document/documentFile.h"
 
 namespace kelpolicy {
 

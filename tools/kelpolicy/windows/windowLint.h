@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "configuration/documentLint.h"
+#include "document/finding.h"
 #include "sqlpiCommonPolicy.h"
 #include "windows/windowPlaces.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "configuration/documentOutline.h"
+#include "document/documentOutline.h"
 
 namespace kelpolicy {
 

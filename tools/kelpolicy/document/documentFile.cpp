@@ -1,4 +1,4 @@
-#include "console/documentFile.h"
+#include "document/documentFile.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>

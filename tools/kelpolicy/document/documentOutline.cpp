@@ -1,5 +1,5 @@
 // The document is read once more for what the engine's tree leaves out.
-#include "configuration/documentOutline.h"
+#include "document/documentOutline.h"
 
 #include <algorithm>
 #include <iterator>
@@ -7,7 +7,7 @@
 #include <xercesc/sax/Locator.hpp>
 
 #include "base/sqlpiUtf8.h"
-#include "configuration/boundedReader.h"
+#include "document/boundedReader.h"
 #include "model/sqlpiPolicyCatalogue.h"
 
 namespace kelpolicy {
