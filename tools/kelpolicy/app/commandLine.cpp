@@ -11,6 +11,7 @@
 
 #include "commands/command.h"
 #include "database/connectionFile.h"
+#include "database/reportedFailure.h"
 #include "hostError.h"
 #include "passwords.h"
 #include "trace.h"

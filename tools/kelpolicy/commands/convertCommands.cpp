@@ -1,6 +1,7 @@
 // kelpolicy convert, extract: a configuration document to the stored text, and back.
 #include <fmt/format.h>
 
+#include "commands/command.h"
 #include "configuration/configurationCheck.h"
 #include "database/databaseSession.h"
 #include "document/documentFile.h"

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "archive/dumpDirectory.h"
+#include "commands/command.h"
 #include "configuration/changeReport.h"
 #include "configuration/policyKinds.h"
 #include "console/terminal.h"

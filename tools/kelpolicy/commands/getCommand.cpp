@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "archive/replaceFile.h"
+#include "commands/command.h"
 #include "configuration/configurationCheck.h"
 #include "configuration/procedures.h"
 #include "database/databaseSession.h"

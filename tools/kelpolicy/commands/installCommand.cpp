@@ -4,6 +4,7 @@
 #include <set>
 
 #include "archive/bytes.h"
+#include "commands/command.h"
 #include "commands/keyOptions.h"
 #include "configuration/changeReport.h"
 #include "configuration/documentLint.h"

@@ -6,10 +6,12 @@
 #include <memory>
 
 #include "archive/bytes.h"
+#include "commands/command.h"
 #include "commands/keyOptions.h"
 #include "configuration/policyKinds.h"
 #include "console/text.h"
 #include "database/databaseSession.h"
+#include "database/reportedFailure.h"
 #include "database/sqlStatement.h"
 #include "sqlpiPolicySp.h"
 

@@ -8,6 +8,7 @@
 #include "database/policyRow.h"
 #include "database/records.h"
 #include "document/documentFile.h"
+#include "hostError.h"
 #include "windows/windowChange.h"
 
 namespace kelpolicy {

@@ -3,6 +3,7 @@
 
 #include <ctime>
 
+#include "commands/command.h"
 #include "configuration/configurationCheck.h"
 #include "database/databaseSession.h"
 #include "document/documentFile.h"

@@ -16,6 +16,7 @@
 #include "configuration/sqlpiPolicyConfigCommon.h"
 #include "configuration/sqlpiPolicyGen.h"
 #include "configuration/sqlpiPolicyValidate.h"
+#include "database/failureWitness.h"
 #include "database/records.h"
 #include "document/documentFile.h"
 #include "messages.h"
@@ -120,7 +121,7 @@ std::optional<std::string> readBack(const Fields& fields, const ConfigurationFac
                                     [&fact](const FreeText& known) { return known.element == fact.name; });
     const Field* field = text == std::end(freeTexts) ? nullptr : findField(fields, text->field);
     if (field == nullptr) return {};
-    return field->value.is_null() ? std::string() : field->value.get<std::string>();
+    return field->value.isNull() ? std::string() : field->value.text();
 }
 
 /* --- a text that would not come back ------------------------------------------------------------------------------ */

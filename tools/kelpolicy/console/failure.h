@@ -7,9 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "hostError.h"
-#include "sqlca.h"
-
 namespace kelpolicy {
 
 class Failure : public std::runtime_error {
@@ -44,11 +41,6 @@ inline constexpr int32_t unknownNameCode = -204;
 inline constexpr const char* unknownNameState = "42704";
 inline constexpr int32_t interruptedCode = -952; /* the user did not want it */
 inline constexpr const char* interruptedState = "57014";
-
-Failure failureOf(const kelhost::HostError& error);
-
-/* The failure that a communication area reports; `what` could not be done. */
-Failure failureOf(const std::string& what, const sqlca& ca);
 
 }  // namespace kelpolicy
 

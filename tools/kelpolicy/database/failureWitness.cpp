@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "console/text.h"
+#include "database/reportedFailure.h"
 #include "logs.h"
 #include "messages.h"
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "database/reportedFailure.h"
 #include "document/documentFile.h"
 
 namespace kelpolicy {
