@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
 #include <new>
@@ -43,35 +44,39 @@ uint32_t readTraceFlags(const std::string& text) {
         const auto* found = std::find_if(std::begin(traceFlags), std::end(traceFlags),
                                          [&name](const TraceFlag& flag) { return flag.name == name; });
         if (found == std::end(traceFlags))
-            throw CLI::ValidationError("--trace", fmt::format("\"{}\" is not entry, exit, data or all", name));
+            throw UsageError("--trace", fmt::format("\"{}\" is not entry, exit, data or all", name));
         flags |= found->flags;
     }
-    if (flags == 0) throw CLI::ValidationError("--trace", "say which: entry, exit, data or all, with commas between");
+    if (flags == 0) throw UsageError("--trace", "say which: entry, exit, data or all, with commas between");
     return flags;
 }
 
-void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
-    app.add_option("--instance", options.instance,
-                   "Instance directory (default: $KELPOLICY_INSTANCE, else ~/.kelpolicy); \"init\" makes it")
-        ->type_name("DIR")
-        ->check(refuseEmpty)
-        ->envname("KELPOLICY_INSTANCE");
-    CLI::Option* connection =
-        app.add_option("--database", options.database,
-                       "ODBC connection string of the database, without a password, which others could see (default: "
-                       "$KELPOLICY_DATABASE, else the file in the instance directory)")
-            ->type_name("CONNECTION")
-            ->check(refuseEmpty);
-    app.add_option("--database-file", options.databaseFile,
-                   "Read the connection string from this file, which nobody else can read")
-        ->type_name("FILE")
-        ->check(refuseEmpty)
-        ->excludes(connection);
-    app.add_flag("--json", options.json, "Answer in JSON on standard output, failures in JSON on standard error");
-    app.add_option_function<std::string>(
-           "--trace", [&options](const std::string& text) { options.traceFlags = readTraceFlags(text); },
-           "Write a trace: entry, exit, data or all, with commas between")
-        ->type_name("FLAGS");
+void addGlobalOptions(Command program, GlobalOptions& options) {
+    program
+        .option("--instance", options.instance,
+                "Instance directory (default: $KELPOLICY_INSTANCE, else ~/.kelpolicy); \"init\" makes it")
+        .type("DIR")
+        .notEmpty()
+        .environment("KELPOLICY_INSTANCE");
+    const Option connection =
+        program
+            .option("--database", options.database,
+                    "ODBC connection string of the database, without a password, which others could see (default: "
+                    "$KELPOLICY_DATABASE, else the file in the instance directory)")
+            .type("CONNECTION")
+            .notEmpty();
+    program
+        .option("--database-file", options.databaseFile,
+                "Read the connection string from this file, which nobody else can read")
+        .type("FILE")
+        .notEmpty()
+        .excludes(connection);
+    program.flag("--json", options.json, "Answer in JSON on standard output, failures in JSON on standard error");
+    program
+        .option(
+            "--trace", [&options](const std::string& text) { options.traceFlags = readTraceFlags(text); },
+            "Write a trace: entry, exit, data or all, with commas between")
+        .type("FLAGS");
 }
 
 /* The connection string that the options or the environment give; empty when they give none. */
@@ -148,8 +153,9 @@ int parseAndRun(const std::vector<std::string>& words, Output& output) {
     app.footer(
         "Example:\n  kelpolicy show backup\n\nExit status: 0 done, 1 refused or failed, 2 usage, "
         "3 the answer of a check is no.");
-    addGlobalOptions(app, options);
-    for (AddCommand* add : commands) add(app, chosen);
+    const Command program(app, chosen);
+    addGlobalOptions(program, options);
+    for (AddCommand* add : commands) add(program);
 
     try {
         app.parse(std::vector<std::string>(words.rbegin(), words.rend()));  // it takes them from the end

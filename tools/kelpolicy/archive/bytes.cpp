@@ -63,12 +63,12 @@ void putKey(Json& object, const RowKey& key) {
 }
 
 std::optional<std::string> takeBytes(const Json& object, const std::string& name) {
-    const auto text = object.find(name);
-    if (text == object.end()) return {};
-    if (text->is_string()) return text->get<std::string>();
-    const auto encoded = object.find(name + "Base64");
-    if (!text->is_null() || encoded == object.end() || !encoded->is_string()) return {};
-    return fromBase64(encoded->get_ref<const std::string&>());
+    const Json* text = object.find(name);
+    if (text == nullptr) return {};
+    if (text->isText()) return text->text();
+    const Json* encoded = object.find(name + "Base64");
+    if (!text->isNull() || encoded == nullptr || !encoded->isText()) return {};
+    return fromBase64(encoded->text());
 }
 
 }  // namespace kelpolicy

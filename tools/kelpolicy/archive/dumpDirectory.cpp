@@ -98,22 +98,21 @@ Json rowObject(const DumpedRow& row) {
 class RowReader {
 public:
     RowReader(const Json& object, size_t number) : object_(object), name_(fmt::format("row {}", number)) {
-        if (!object_.is_object()) throw Damage{fmt::format("is damaged: {} is no object", name_)};
+        if (!object_.isObject()) throw Damage{fmt::format("is damaged: {} is no object", name_)};
         const std::string file = text("file");
         name_ = fmt::format("the row of the file \"{}\"", file);
     }
 
     std::string text(const char* key) const {
-        const auto value = object_.find(key);
-        if (value == object_.end() || !value->is_string()) throw damage(key, "is no text");
-        const std::string text = value->get<std::string>();
-        requireNoNul(key, text);
-        return text;
+        const Json* value = object_.find(key);
+        if (value == nullptr || !value->isText()) throw damage(key, "is no text");
+        requireNoNul(key, value->text());
+        return value->text();
     }
     size_t number(const char* key) const {
-        const auto value = object_.find(key);
-        if (value == object_.end() || !value->is_number_unsigned()) throw damage(key, "is no whole number");
-        return value->get<size_t>();
+        const Json* value = object_.find(key);
+        if (value == nullptr || !value->isNumber()) throw damage(key, "is no whole number");
+        return value->number();
     }
     std::string keyPart(const char* key) const {
         std::optional<std::string> bytes = takeBytes(object_, key);
@@ -145,20 +144,16 @@ DumpedRow rowOf(const Json& object, size_t number) {
             reader.text("sha256")};
 }
 
-/* Throws Json::exception, or Damage. */
+/* Throws JsonError, or Damage. */
 std::vector<DumpedRow> rowsOf(const std::string& text) {
-    const auto isShallow = [](int depth, Json::parse_event_t /*event*/, Json& /*value*/) {
-        constexpr int deepest = 4;
-        if (depth > deepest) throw Damage{"is damaged: it nests too deep"};
-        return true;
-    };
-    const Json manifest = Json::parse(text, isShallow);
+    constexpr int deepest = 4;
+    const Json manifest = Json::parse(text, deepest);
     if (manifest.at("format") != format) throw Damage{"is no manifest of a dump"};
     if (manifest.at("version") != version)
         throw Damage{fmt::format("is of version {}, this program reads {}", manifest.at("version").dump(), version)};
     if (manifest.at("sha256") != checksumOf(manifest)) throw Damage{"is damaged: its checksum differs"};
     std::vector<DumpedRow> rows;
-    for (const Json& object : manifest.at("rows")) rows.push_back(rowOf(object, rows.size() + 1));
+    for (const Json& object : manifest.at("rows").elements()) rows.push_back(rowOf(object, rows.size() + 1));
     return rows;
 }
 
@@ -268,8 +263,8 @@ Dump::Dump(const std::string& directory) : directory_(directory) {
         rows_ = rowsOf(readWhole(directory_ / manifestName, largestManifest));
     } catch (const Damage& damage) {
         throw damaged(damage.what);
-    } catch (const Json::exception& exception) {
-        throw damaged(fmt::format("is damaged: {}", exception.what()));
+    } catch (const JsonError& error) {
+        throw damaged(fmt::format("is damaged: {}", error.what()));
     }
     std::set<std::string> files;
     std::set<RowKey> keys;

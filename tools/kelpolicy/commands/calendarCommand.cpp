@@ -66,40 +66,37 @@ int runCalendar(const CalendarOptions& options, const GlobalOptions& globals, Ou
 
 }  // namespace
 
-void addWindowCalendar(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command =
-        parent.add_subcommand("calendar", "Months as a picture: the hours of each day in which maintenance may run");
+void addWindowCalendar(Command parent) {
+    Command command =
+        parent.command("calendar", "Months as a picture: the hours of each day in which maintenance may run");
     const auto options = std::make_shared<CalendarOptions>();
-    command->add_option("--month", options->month, "First month, as 2026-03 (default: the current one)")
-        ->type_name("YYYY-MM")
-        ->check([](const std::string& text) {
+    command.option("--month", options->month, "First month, as 2026-03 (default: the current one)")
+        .type("YYYY-MM")
+        .check([](const std::string& text) {
             return parseMonth(text).has_value()
                        ? std::string()
                        : fmt::format("\"{}\" is no month from {}-01 to {}-12", text, firstYear, lastYear);
         });
-    command->add_option("--months", options->months, "How many months (default: 1)")
-        ->type_name("N")
-        ->check(CLI::Range(1, 120));
-    command->add_option("--html", options->htmlFile, "Write it to this file as a page by itself, whole or not at all")
-        ->type_name("FILE")
-        ->check(refuseEmpty);
+    command.option("--months", options->months, "How many months (default: 1)").type("N").between(1, 120);
+    command.option("--html", options->htmlFile, "Write it to this file as a page by itself, whole or not at all")
+        .type("FILE")
+        .notEmpty();
     command
-        ->add_option("--ics", options->icsFile,
-                     "Write the windows to this file as an iCalendar file, whole or not at all")
-        ->type_name("FILE")
-        ->check(refuseEmpty);
-    addAtOption(*command, *options);
-    addDocumentOption(*command, options->document);
-    addZoneOption(*command, *options);
-    command->footer(example("kelpolicy window calendar --month 2026-03 --months 3 --html windows.html"));
-    command->callback([&chosen, options] {
-        if (!options->htmlFile.empty() && !options->icsFile.empty() && isSameFile(options->htmlFile, options->icsFile))
-            throw CLI::ValidationError(
-                "--ics", fmt::format("the page of --html goes to \"{}\": name another file", options->htmlFile));
-        chosen = [options](const GlobalOptions& globals, Output& output) {
-            return runCalendar(*options, globals, output);
-        };
-    });
+        .option("--ics", options->icsFile, "Write the windows to this file as an iCalendar file, whole or not at all")
+        .type("FILE")
+        .notEmpty();
+    addAtOption(command, *options);
+    addDocumentOption(command, options->document);
+    addZoneOption(command, *options);
+    command.footer(example("kelpolicy window calendar --month 2026-03 --months 3 --html windows.html"));
+    command.runs(
+        [options](const GlobalOptions& globals, Output& output) { return runCalendar(*options, globals, output); },
+        [options] {
+            if (!options->htmlFile.empty() && !options->icsFile.empty() &&
+                isSameFile(options->htmlFile, options->icsFile))
+                throw UsageError(
+                    "--ics", fmt::format("the page of --html goes to \"{}\": name another file", options->htmlFile));
+        });
 }
 
 }  // namespace kelpolicy

@@ -1,4 +1,6 @@
 // kelpolicy completion
+#include <memory>
+
 #include "commands/command.h"
 #include "pages/completionScripts.h"
 
@@ -12,21 +14,18 @@ std::string scriptFor(const std::string& shell, const CommandInfo& program) {
 
 }  // namespace
 
-void addCompletion(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command =
-        parent.add_subcommand("completion", "Write a script that completes the command line in a shell");
+void addCompletion(Command parent) {
+    Command command = parent.command("completion", "Write a script that completes the command line in a shell");
     const auto shell = std::make_shared<std::string>();
-    command->add_option("SHELL", *shell, "The shell")->required()->check(CLI::IsMember({"bash", "zsh", "fish"}));
-    command->footer(example("source <(kelpolicy completion bash)"));
-    command->callback([&chosen, &parent, shell] {
-        chosen = [&parent, shell](const GlobalOptions& /*globals*/, Output& output) {
-            const std::string script = scriptFor(*shell, describeCommands(parent));
-            if (output.isJson())
-                output.writeJson({{"shell", *shell}, {"script", script}});
-            else
-                output.write(script);
-            return int{exitDone};
-        };
+    command.option("SHELL", *shell, "The shell").required().oneOf({"bash", "zsh", "fish"});
+    command.footer(example("source <(kelpolicy completion bash)"));
+    command.runs([parent, shell](const GlobalOptions& /*globals*/, Output& output) {
+        const std::string script = scriptFor(*shell, describeCommands(parent.parser()));
+        if (output.isJson())
+            output.writeJson({{"shell", *shell}, {"script", script}});
+        else
+            output.write(script);
+        return int{exitDone};
     });
 }
 

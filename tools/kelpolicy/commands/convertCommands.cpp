@@ -46,31 +46,25 @@ int runExtract(const ConvertOptions& options, const GlobalOptions& globals, Outp
 
 using Run = int (*)(const ConvertOptions&, const GlobalOptions&, Output&);
 
-void addConversion(CLI::App& parent, RunCommand& chosen, const char* name, const char* help, const char* shownExample,
-                   Run run) {
-    CLI::App* command = parent.add_subcommand(name, help);
+void addConversion(Command parent, const char* name, const char* help, const char* shownExample, Run run) {
+    Command command = parent.command(name, help);
     const auto options = std::make_shared<ConvertOptions>();
-    addTypeArgument(*command, options->type);
-    command->add_option("PATH", options->path, "The document's file; \"-\" is standard input")
-        ->required()
-        ->check(refuseEmpty);
-    command->footer(example(shownExample));
-    command->callback([&chosen, options, run] {
-        chosen = [options, run](const GlobalOptions& globals, Output& output) {
-            return run(*options, globals, output);
-        };
-    });
+    addTypeArgument(command, options->type);
+    command.option("PATH", options->path, "The document's file; \"-\" is standard input").required().notEmpty();
+    command.footer(example(shownExample));
+    command.runs(
+        [options, run](const GlobalOptions& globals, Output& output) { return run(*options, globals, output); });
 }
 
 }  // namespace
 
-void addConvert(CLI::App& parent, RunCommand& chosen) {
-    addConversion(parent, chosen, "convert", "Write what setting a configuration document would store",
+void addConvert(Command parent) {
+    addConversion(parent, "convert", "Write what setting a configuration document would store",
                   "kelpolicy convert windows samples/configuration/windows-nights.xml > stored.xml", runConvert);
 }
 
-void addExtract(CLI::App& parent, RunCommand& chosen) {
-    addConversion(parent, chosen, "extract", "Write a stored policy's document as a configuration document",
+void addExtract(Command parent) {
+    addConversion(parent, "extract", "Write a stored policy's document as a configuration document",
                   "kelpolicy extract backup samples/backup-to-disk.xml > backup.xml", runExtract);
 }
 

@@ -40,8 +40,8 @@ constexpr size_t shortestCutDescription = 4000;
 bool isWhole(const std::string& description, const Fields& fields) {
     size_t place = 0;
     for (const Field& field : fields) {
-        if (!field.value.is_string()) continue;
-        const auto text = field.value.get<std::string>();
+        if (!field.value.isText()) continue;
+        const auto text = field.value.text();
         place = description.find(text, place);
         if (place == std::string::npos) return false;
         place += text.size();
@@ -98,15 +98,13 @@ int runDescribe(const std::string& name, const GlobalOptions& options, Output& o
 
 }  // namespace
 
-void addDescribe(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command = parent.add_subcommand("describe", "Say in one line what a stored policy does, or all of them");
+void addDescribe(Command parent) {
+    Command command = parent.command("describe", "Say in one line what a stored policy does, or all of them");
     const auto name = std::make_shared<std::string>();
-    command->add_option("NAME", *name, "Only this policy, also by its short name (default: all)")
-        ->type_name(fmt::format("{}", fmt::join(policyNames(), "|")));
-    command->footer(example("kelpolicy describe DBBackupPolicy"));
-    command->callback([&chosen, name] {
-        chosen = [name](const GlobalOptions& options, Output& output) { return runDescribe(*name, options, output); };
-    });
+    command.option("NAME", *name, "Only this policy, also by its short name (default: all)")
+        .type(fmt::format("{}", fmt::join(policyNames(), "|")));
+    command.footer(example("kelpolicy describe DBBackupPolicy"));
+    command.runs([name](const GlobalOptions& options, Output& output) { return runDescribe(*name, options, output); });
 }
 
 }  // namespace kelpolicy

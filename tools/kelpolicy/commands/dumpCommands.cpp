@@ -155,38 +155,34 @@ int runLoad(const LoadOptions& options, const GlobalOptions& globals, Output& ou
     return exitDone;
 }
 
-CLI::App* addDirectoryCommand(CLI::App& parent, const char* name, const char* help, const char* directoryHelp,
-                              std::string& directory) {
-    CLI::App* command = parent.add_subcommand(name, help);
-    command->add_option("DIR", directory, directoryHelp)->required()->check(refuseEmpty);
+Command addDirectoryCommand(Command parent, const char* name, const char* help, const char* directoryHelp,
+                            std::string& directory) {
+    Command command = parent.command(name, help);
+    command.option("DIR", directory, directoryHelp).required().notEmpty();
     return command;
 }
 
 }  // namespace
 
-void addDump(CLI::App& parent, RunCommand& chosen) {
+void addDump(Command parent) {
     const auto directory = std::make_shared<std::string>();
-    CLI::App* command = addDirectoryCommand(parent, "dump", "Write all rows of the policy table as files",
-                                            "A directory that is new, empty, or holds an earlier dump, which is "
-                                            "replaced",
-                                            *directory);
-    command->footer(example("kelpolicy dump /var/backups/policies"));
-    command->callback([&chosen, directory] {
-        chosen = [directory](const GlobalOptions& globals, Output& output) {
-            return runDump(*directory, globals, output);
-        };
-    });
+    Command command = addDirectoryCommand(parent, "dump", "Write all rows of the policy table as files",
+                                          "A directory that is new, empty, or holds an earlier dump, which is "
+                                          "replaced",
+                                          *directory);
+    command.footer(example("kelpolicy dump /var/backups/policies"));
+    command.runs(
+        [directory](const GlobalOptions& globals, Output& output) { return runDump(*directory, globals, output); });
 }
 
-void addLoad(CLI::App& parent, RunCommand& chosen) {
+void addLoad(Command parent) {
     const auto options = std::make_shared<LoadOptions>();
-    CLI::App* command = addDirectoryCommand(parent, "load", "Load the rows of a dump into the policy table",
-                                            "The directory that \"kelpolicy dump\" has written", options->directory);
-    command->add_flag("--replace", options->replace, "Remove rows that are not in the dump");
-    command->footer(example("kelpolicy load /var/backups/policies"));
-    command->callback([&chosen, options] {
-        chosen = [options](const GlobalOptions& globals, Output& output) { return runLoad(*options, globals, output); };
-    });
+    Command command = addDirectoryCommand(parent, "load", "Load the rows of a dump into the policy table",
+                                          "The directory that \"kelpolicy dump\" has written", options->directory);
+    command.flag("--replace", options->replace, "Remove rows that are not in the dump");
+    command.footer(example("kelpolicy load /var/backups/policies"));
+    command.runs(
+        [options](const GlobalOptions& globals, Output& output) { return runLoad(*options, globals, output); });
 }
 
 }  // namespace kelpolicy

@@ -83,23 +83,21 @@ int runGet(const GetOptions& options, const GlobalOptions& globals, Output& outp
 
 }  // namespace
 
-void addGet(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command = parent.add_subcommand("get", "Get a stored policy as a configuration document");
+void addGet(Command parent) {
+    Command command = parent.command("get", "Get a stored policy as a configuration document");
     const auto options = std::make_shared<GetOptions>();
-    addTypeArgument(*command, options->type);
-    CLI::Option* path = command->add_option("--output", options->output, "Write it to this file, whole or not at all")
-                            ->type_name("PATH")
-                            ->check(refuseEmpty);
+    addTypeArgument(command, options->type);
+    const Option path = command.option("--output", options->output, "Write it to this file, whole or not at all")
+                            .type("PATH")
+                            .notEmpty();
     command
-        ->add_option("--server-file", options->serverFile,
-                     "Have the engine write it to this file below the tmp directory of the instance")
-        ->type_name("NAME")
-        ->check(refuseEmpty)
-        ->excludes(path);
-    command->footer(example("kelpolicy get windows --output windows.xml"));
-    command->callback([&chosen, options] {
-        chosen = [options](const GlobalOptions& globals, Output& output) { return runGet(*options, globals, output); };
-    });
+        .option("--server-file", options->serverFile,
+                "Have the engine write it to this file below the tmp directory of the instance")
+        .type("NAME")
+        .notEmpty()
+        .excludes(path);
+    command.footer(example("kelpolicy get windows --output windows.xml"));
+    command.runs([options](const GlobalOptions& globals, Output& output) { return runGet(*options, globals, output); });
 }
 
 }  // namespace kelpolicy

@@ -142,24 +142,20 @@ int runHistory(const HistoryOptions& options, const GlobalOptions& globals, Outp
 
 }  // namespace
 
-void addHistory(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command =
-        parent.add_subcommand("history", "Show the changes of policies that the administration log tells of");
+void addHistory(Command parent) {
+    Command command = parent.command("history", "Show the changes of policies that the administration log tells of");
     const auto options = std::make_shared<HistoryOptions>();
     command
-        ->add_option("--name", options->name,
-                     "Only changes of this policy: DBBackupPolicy, AUTO_BACKUP or backup, and so on")
-        ->type_name("NAME")
-        ->check(refuseEmpty);
-    command->add_option("--count", options->count, "Only the latest ones, so many (default: all)")
-        ->type_name("N")
-        ->check(CLI::Range(1, std::numeric_limits<int32_t>::max()));
-    command->footer(example("kelpolicy history --name backup --count 3"));
-    command->callback([&chosen, options] {
-        chosen = [options](const GlobalOptions& globals, Output& output) {
-            return runHistory(*options, globals, output);
-        };
-    });
+        .option("--name", options->name,
+                "Only changes of this policy: DBBackupPolicy, AUTO_BACKUP or backup, and so on")
+        .type("NAME")
+        .notEmpty();
+    command.option("--count", options->count, "Only the latest ones, so many (default: all)")
+        .type("N")
+        .between(1, std::numeric_limits<int32_t>::max());
+    command.footer(example("kelpolicy history --name backup --count 3"));
+    command.runs(
+        [options](const GlobalOptions& globals, Output& output) { return runHistory(*options, globals, output); });
 }
 
 }  // namespace kelpolicy

@@ -79,13 +79,13 @@ int runInit(const GlobalOptions& options, Output& output) {
 
 }  // namespace
 
-void addInit(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command = parent.add_subcommand(
-        "init", "Make the instance directory, the database, the policy table and the default policies");
-    command->footer(
+void addInit(Command parent) {
+    Command command =
+        parent.command("init", "Make the instance directory, the database, the policy table and the default policies");
+    command.footer(
         example("kelpolicy --instance /var/lib/kelpolicy init") +
         "\n\nWhat is there already stays as it is. Commands that only answer make nothing and ask for this one.");
-    command->callback([&chosen] { chosen = runInit; });
+    command.runs(runInit);
 }
 
 }  // namespace kelpolicy

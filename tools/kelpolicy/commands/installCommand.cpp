@@ -189,66 +189,60 @@ int runDelete(const InstallOptions& options, const GlobalOptions& globals, Outpu
     return exitDone;
 }
 
-CLI::App* addAction(CLI::App& group, const char* name, const char* help, InstallOptions& options) {
-    CLI::App* command = group.add_subcommand(name, help);
-    addKeyOptions(*command, options.keys, "Key MED of the row", "Key DECISION of the row (default: NOP)",
+Command addAction(Command group, const char* name, const char* help, InstallOptions& options) {
+    Command command = group.command(name, help);
+    addKeyOptions(command, options.keys, "Key MED of the row", "Key DECISION of the row (default: NOP)",
                   "Key NAME of the row (default: SYSTOOLS.POLICY)")
-        ->required();
+        .required();
     return command;
 }
 
-void addStore(CLI::App& group, RunCommand& chosen, InstallAction action, const char* name, const char* help) {
+void addStore(Command group, InstallAction action, const char* name, const char* help) {
     const auto options = std::make_shared<InstallOptions>();
-    CLI::App* command = addAction(group, name, help, *options);
-    CLI::Option* policy =
-        command->add_option("--policy", options->document, "The document's file; \"-\" is standard input")
-            ->type_name("PATH")
-            ->check(refuseEmpty);
+    Command command = addAction(group, name, help, *options);
+    const Option policy = command.option("--policy", options->document, "The document's file; \"-\" is standard input")
+                              .type("PATH")
+                              .notEmpty();
     command
-        ->add_option("--policy-file", options->serverFile,
-                     "Have the engine read the document from this file below the instance directory")
-        ->type_name("SERVERFILE")
-        ->check(refuseEmpty)
-        ->excludes(policy);
-    command->add_flag("--force", options->force, "Store what the engine would not read as it is given, too");
+        .option("--policy-file", options->serverFile,
+                "Have the engine read the document from this file below the instance directory")
+        .type("SERVERFILE")
+        .notEmpty()
+        .excludes(policy);
+    command.flag("--force", options->force, "Store what the engine would not read as it is given, too");
     const std::string shown = fmt::format(
         "kelpolicy install {} --med KELDatabaseRecoveryMED --decision DBBackupDecision --name DBBackupPolicy "
         "--policy samples/backup-to-disk.xml",
         name);
-    command->footer(example(shown.c_str()));
-    command->callback([&chosen, options, action] {
-        if (options->document.empty() && options->serverFile.empty())
-            throw CLI::ValidationError("--policy",
-                                       "say from where: --policy PATH, \"-\" for standard input, or "
-                                       "--policy-file");
-        chosen = [options, action](const GlobalOptions& globals, Output& output) {
-            return runStore(action, *options, globals, output);
-        };
-    });
+    command.footer(example(shown.c_str()));
+    command.runs([options, action](const GlobalOptions& globals,
+                                   Output& output) { return runStore(action, *options, globals, output); },
+                 [options] {
+                     if (options->document.empty() && options->serverFile.empty())
+                         throw UsageError("--policy",
+                                          "say from where: --policy PATH, \"-\" for standard input, or "
+                                          "--policy-file");
+                 });
 }
 
-void addDelete(CLI::App& group, RunCommand& chosen) {
+void addDelete(Command group) {
     const auto options = std::make_shared<InstallOptions>();
-    CLI::App* command = addAction(group, "delete", "Delete a row of the policy table", *options);
-    command->add_flag("--yes", options->yes, "Do not ask");
-    command->footer(example("kelpolicy install delete --med MyMED --name MyPolicy --yes"));
-    command->callback([&chosen, options] {
-        chosen = [options](const GlobalOptions& globals, Output& output) {
-            return runDelete(*options, globals, output);
-        };
-    });
+    Command command = addAction(group, "delete", "Delete a row of the policy table", *options);
+    command.flag("--yes", options->yes, "Do not ask");
+    command.footer(example("kelpolicy install delete --med MyMED --name MyPolicy --yes"));
+    command.runs(
+        [options](const GlobalOptions& globals, Output& output) { return runDelete(*options, globals, output); });
 }
 
 }  // namespace
 
-void addInstall(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* group =
-        parent.add_subcommand("install", "Insert, update or delete a row of the policy table as it is given");
-    group->require_subcommand(1);
-    group->footer(example("kelpolicy install update --med KELCommonMED --name CommonPolicy --policy windows.xml"));
-    addStore(*group, chosen, InstallAction::insert, "insert", "Insert a row into the policy table");
-    addStore(*group, chosen, InstallAction::update, "update", "Replace the document of a row of the policy table");
-    addDelete(*group, chosen);
+void addInstall(Command parent) {
+    Command group = parent.command("install", "Insert, update or delete a row of the policy table as it is given");
+    group.requireCommand();
+    group.footer(example("kelpolicy install update --med KELCommonMED --name CommonPolicy --policy windows.xml"));
+    addStore(group, InstallAction::insert, "insert", "Insert a row into the policy table");
+    addStore(group, InstallAction::update, "update", "Replace the document of a row of the policy table");
+    addDelete(group);
 }
 
 }  // namespace kelpolicy

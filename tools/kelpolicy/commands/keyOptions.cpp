@@ -14,15 +14,14 @@ std::string refuseLong(const std::string& key) {
                : fmt::format("the key has {} bytes, the most are {}", key.size(), longestKeyPart);
 }
 
-CLI::Option* addKey(CLI::App& command, const char* option, std::optional<std::string>& key, const char* help) {
-    return command.add_option(option, key, help)->type_name("KEY")->check(refuseLong);
+Option addKey(Command command, const char* option, std::optional<std::string>& key, const char* help) {
+    return command.option(option, key, help).type("KEY").check(refuseLong);
 }
 
 }  // namespace
 
-CLI::Option* addKeyOptions(CLI::App& command, KeyOptions& keys, const char* med, const char* decision,
-                           const char* name) {
-    CLI::Option* first = addKey(command, "--med", keys.med, med);
+Option addKeyOptions(Command command, KeyOptions& keys, const char* med, const char* decision, const char* name) {
+    const Option first = addKey(command, "--med", keys.med, med);
     addKey(command, "--decision", keys.decision, decision);
     addKey(command, "--name", keys.name, name);
     return first;

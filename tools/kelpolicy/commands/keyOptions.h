@@ -2,9 +2,10 @@
 #ifndef KELPOLICY_KEY_OPTIONS_H
 #define KELPOLICY_KEY_OPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
+
+#include "commands/command.h"
 
 namespace kelpolicy {
 
@@ -15,8 +16,7 @@ struct KeyOptions {
 };
 
 /* Adds --med, --decision and --name with these help texts, and returns --med. */
-CLI::Option* addKeyOptions(CLI::App& command, KeyOptions& keys, const char* med, const char* decision,
-                           const char* name);
+Option addKeyOptions(Command command, KeyOptions& keys, const char* med, const char* decision, const char* name);
 
 }  // namespace kelpolicy
 

@@ -46,7 +46,7 @@ int writePages(const CommandInfo& program, const std::string& directory, Output&
     if (output.isJson())
         output.writeJson({{"written", written}});
     else
-        output.writeLine(fmt::format("written: {} pages in {}", written.size(), printable(directory)));
+        output.writeLine(fmt::format("written: {} pages in {}", written.elements().size(), printable(directory)));
     return exitDone;
 }
 
@@ -63,20 +63,18 @@ int runManual(const CommandInfo& program, const ManualOptions& options, Output& 
 
 }  // namespace
 
-void addManual(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command = parent.add_subcommand("manual", "Write the manual page of a command");
+void addManual(Command parent) {
+    Command command = parent.command("manual", "Write the manual page of a command");
     const auto options = std::make_shared<ManualOptions>();
-    CLI::Option* words = command->add_option("COMMAND", options->command,
-                                             "The command in all its words (default: the program's own page)");
-    command->add_option("--directory", options->directory, "Write all pages into this directory")
-        ->type_name("DIR")
-        ->check(refuseEmpty)
-        ->excludes(words);
-    command->footer(example("kelpolicy manual show backup | man -l -"));
-    command->callback([&chosen, &parent, options] {
-        chosen = [&parent, options](const GlobalOptions& /*globals*/, Output& output) {
-            return runManual(describeCommands(parent), *options, output);
-        };
+    const Option words =
+        command.option("COMMAND", options->command, "The command in all its words (default: the program's own page)");
+    command.option("--directory", options->directory, "Write all pages into this directory")
+        .type("DIR")
+        .notEmpty()
+        .excludes(words);
+    command.footer(example("kelpolicy manual show backup | man -l -"));
+    command.runs([parent, options](const GlobalOptions& /*globals*/, Output& output) {
+        return runManual(describeCommands(parent.parser()), *options, output);
     });
 }
 

@@ -139,19 +139,16 @@ int runRetrieve(const RetrieveOptions& options, const GlobalOptions& globals, Ou
 
 }  // namespace
 
-void addRetrieve(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command = parent.add_subcommand("retrieve", "Show rows of the policy table, or their documents");
+void addRetrieve(Command parent) {
+    Command command = parent.command("retrieve", "Show rows of the policy table, or their documents");
     const auto options = std::make_shared<RetrieveOptions>();
-    addKeyOptions(*command, options->keys, "Only rows with this MED", "Only rows with this DECISION",
+    addKeyOptions(command, options->keys, "Only rows with this MED", "Only rows with this DECISION",
                   "Only rows with this NAME");
-    command->add_flag("--documents", options->documents,
-                      "The documents themselves: of one row its bytes and nothing else, of more each with a heading");
-    command->footer(example("kelpolicy retrieve --name DBBackupPolicy --documents > backup.xml"));
-    command->callback([&chosen, options] {
-        chosen = [options](const GlobalOptions& globals, Output& output) {
-            return runRetrieve(*options, globals, output);
-        };
-    });
+    command.flag("--documents", options->documents,
+                 "The documents themselves: of one row its bytes and nothing else, of more each with a heading");
+    command.footer(example("kelpolicy retrieve --name DBBackupPolicy --documents > backup.xml"));
+    command.runs(
+        [options](const GlobalOptions& globals, Output& output) { return runRetrieve(*options, globals, output); });
 }
 
 }  // namespace kelpolicy

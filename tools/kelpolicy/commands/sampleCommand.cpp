@@ -19,33 +19,30 @@ const Texts& schemas() {
 }
 
 /* The bytes and nothing else, fit for a file. */
-void addText(CLI::App& parent, RunCommand& chosen, const char* name, const char* help, const char* shownExample,
-             const Texts& texts) {
-    CLI::App* command = parent.add_subcommand(name, help);
+void addText(Command parent, const char* name, const char* help, const char* shownExample, const Texts& texts) {
+    Command command = parent.command(name, help);
     const auto type = std::make_shared<const ConfigurationType*>(nullptr);
-    addTypeArgument(*command, *type);
-    command->footer(example(shownExample));
-    command->callback([&chosen, &texts, type] {
-        chosen = [&texts, type](const GlobalOptions& /*globals*/, Output& output) {
-            const std::string_view text = texts[*type - std::begin(configurationTypes)];
-            if (output.isJson())
-                output.writeJson({{"type", (*type)->name}, {"document", text}, {"bytes", text.size()}});
-            else
-                output.write(text);
-            return int{exitDone};
-        };
+    addTypeArgument(command, *type);
+    command.footer(example(shownExample));
+    command.runs([&texts, type](const GlobalOptions& /*globals*/, Output& output) {
+        const std::string_view text = texts[*type - std::begin(configurationTypes)];
+        if (output.isJson())
+            output.writeJson({{"type", (*type)->name}, {"document", text}, {"bytes", text.size()}});
+        else
+            output.write(text);
+        return int{exitDone};
     });
 }
 
 }  // namespace
 
-void addSample(CLI::App& parent, RunCommand& chosen) {
-    addText(parent, chosen, "sample", "Write a configuration document to start from",
-            "kelpolicy sample windows > windows.xml", samples);
+void addSample(Command parent) {
+    addText(parent, "sample", "Write a configuration document to start from", "kelpolicy sample windows > windows.xml",
+            samples);
 }
 
-void addSchema(CLI::App& parent, RunCommand& chosen) {
-    addText(parent, chosen, "schema", "Write the XML schema that configuration documents are checked with",
+void addSchema(Command parent) {
+    addText(parent, "schema", "Write the XML schema that configuration documents are checked with",
             "kelpolicy schema windows > windows.xsd", schemas());
 }
 

@@ -153,30 +153,30 @@ int runSet(const SetOptions& options, const GlobalOptions& globals, Output& outp
 
 }  // namespace
 
-void addSet(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command = parent.add_subcommand("set", "Set a policy from a configuration document");
+void addSet(Command parent) {
+    Command command = parent.command("set", "Set a policy from a configuration document");
     const auto options = std::make_shared<SetOptions>();
-    addTypeArgument(*command, options->type);
-    CLI::Option* path = command->add_option("PATH", options->document, "The document's file; \"-\" is standard input")
-                            ->check(refuseEmpty);
+    addTypeArgument(command, options->type);
+    const Option path =
+        command.option("PATH", options->document, "The document's file; \"-\" is standard input").notEmpty();
     command
-        ->add_option("--server-file", options->serverFile,
-                     "Have the engine read this file below the tmp directory of the instance, in place of PATH")
-        ->type_name("NAME")
-        ->check(refuseEmpty)
-        ->excludes(path);
-    CLI::Option* dryRun = command->add_flag("--dry-run", options->dryRun, "Show what would change, and store nothing");
-    command->add_flag("--all", options->all, "Show every stretch of time that the windows gain or lose")->needs(dryRun);
-    command->add_flag("--force", options->force, "Store what the engine could not read back, too");
-    addAtOption(*command, *options);
-    addZoneOption(*command, *options);
-    for (const char* name : {"--at", "--tz"}) command->get_option(name)->needs(dryRun);
-    command->footer(example("kelpolicy set windows samples/configuration/windows-nights.xml --dry-run"));
-    command->callback([&chosen, options] {
-        if (options->document.empty() && options->serverFile.empty())
-            throw CLI::ValidationError("PATH", "say from where: a file, \"-\" for standard input, or --server-file");
-        chosen = [options](const GlobalOptions& globals, Output& output) { return runSet(*options, globals, output); };
-    });
+        .option("--server-file", options->serverFile,
+                "Have the engine read this file below the tmp directory of the instance, in place of PATH")
+        .type("NAME")
+        .notEmpty()
+        .excludes(path);
+    const Option dryRun = command.flag("--dry-run", options->dryRun, "Show what would change, and store nothing");
+    command.flag("--all", options->all, "Show every stretch of time that the windows gain or lose").needs(dryRun);
+    command.flag("--force", options->force, "Store what the engine could not read back, too");
+    addAtOption(command, *options);
+    addZoneOption(command, *options);
+    for (const char* name : {"--at", "--tz"}) command.option(name).needs(dryRun);
+    command.footer(example("kelpolicy set windows samples/configuration/windows-nights.xml --dry-run"));
+    command.runs([options](const GlobalOptions& globals, Output& output) { return runSet(*options, globals, output); },
+                 [options] {
+                     if (options->document.empty() && options->serverFile.empty())
+                         throw UsageError("PATH", "say from where: a file, \"-\" for standard input, or --server-file");
+                 });
 }
 
 }  // namespace kelpolicy

@@ -25,7 +25,7 @@ const ShownRecord shownRecords[] = {
 };
 
 std::string shownValue(const Json& value) {
-    if (value.is_null()) return "none";
+    if (value.isNull()) return "none";
     return printable(valueInWords(value));
 }
 
@@ -69,22 +69,20 @@ int runShow(const ShownRecord& shown, const std::string& path, const GlobalOptio
 
 }  // namespace
 
-void addShow(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* group = parent.add_subcommand("show", "Show the record that the engine reads from a policy");
-    group->require_subcommand(1);
-    group->footer(example("kelpolicy show backup"));
+void addShow(Command parent) {
+    Command group = parent.command("show", "Show the record that the engine reads from a policy");
+    group.requireCommand();
+    group.footer(example("kelpolicy show backup"));
     for (const ShownRecord& shown : shownRecords) {
-        CLI::App* command = group->add_subcommand(shown.name, shown.help);
+        Command command = group.command(shown.name, shown.help);
         const auto path = std::make_shared<std::string>();
-        addDocumentOption(*command, *path);
-        command->footer(example(fmt::format("kelpolicy show {} --json", shown.name).c_str()));
-        command->callback([&chosen, &shown, path] {
-            chosen = [&shown, path](const GlobalOptions& options, Output& output) {
-                return runShow(shown, *path, options, output);
-            };
+        addDocumentOption(command, *path);
+        command.footer(example(fmt::format("kelpolicy show {} --json", shown.name).c_str()));
+        command.runs([&shown, path](const GlobalOptions& options, Output& output) {
+            return runShow(shown, *path, options, output);
         });
     }
-    addShowWindows(*group, chosen);
+    addShowWindows(group);
 }
 
 }  // namespace kelpolicy

@@ -12,7 +12,7 @@ void writeWindow(const char* title, const sqlpiMaintWindowInfo& window, Output& 
     output.writeLine();
     output.writeLine(output.styled(Style::heading, title));
     const Json object = windowObject(window);
-    const auto value = [&object](const char* name) { return object[name].get<std::string>(); };
+    const auto value = [&object](const char* name) { return object.at(name).text(); };
     output.writeTable(
         {{"defined", window.defined ? "true" : "false",
           window.defined ? "" : "there is no such window; what follows has no effect"},
@@ -45,17 +45,14 @@ int runShowWindows(const WindowOptions& options, const GlobalOptions& globals, O
 
 }  // namespace
 
-void addShowWindows(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command = parent.add_subcommand("windows", "When maintenance may run: the online and the offline window");
+void addShowWindows(Command parent) {
+    Command command = parent.command("windows", "When maintenance may run: the online and the offline window");
     const auto options = std::make_shared<WindowOptions>();
-    addDocumentOption(*command, options->document);
-    addZoneOption(*command, *options);
-    command->footer(example("kelpolicy show windows --document samples/windows.xml"));
-    command->callback([&chosen, options] {
-        chosen = [options](const GlobalOptions& globals, Output& output) {
-            return runShowWindows(*options, globals, output);
-        };
-    });
+    addDocumentOption(command, options->document);
+    addZoneOption(command, *options);
+    command.footer(example("kelpolicy show windows --document samples/windows.xml"));
+    command.runs(
+        [options](const GlobalOptions& globals, Output& output) { return runShowWindows(*options, globals, output); });
 }
 
 }  // namespace kelpolicy

@@ -130,7 +130,7 @@ void writeTextTree(const SQLPIPolicyElement& root, Output& output) {
                            padded(indented(element, place.depth), 46) + "  " +
                            padded(classNames[element.elementType], 32) + "  ";
         const Json attributes = typedAttributes(element);
-        for (const auto& [name, value] : attributes.items())
+        for (const auto& [name, value] : attributes.members())
             line += fmt::format("{}={} ", name, printable(valueInWords(value)));
         if (element.text != nullptr && !isBlank(element.text))
             line += "\"" + cutToWidth(printable(element.text), widestText) + "\"";
@@ -157,17 +157,14 @@ int runTree(const std::string& path, const GlobalOptions& options, Output& outpu
 
 }  // namespace
 
-void addTree(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command =
-        parent.add_subcommand("tree", "Show the elements of a policy-language document as the engine sees them");
+void addTree(Command parent) {
+    Command command = parent.command("tree", "Show the elements of a policy-language document as the engine sees them");
     const auto path = std::make_shared<std::string>();
-    command->add_option("PATH", *path, "The document's file; \"-\" is standard input")->required()->check(refuseEmpty);
-    command->footer(example("kelpolicy tree samples/backup-to-disk.xml") +
-                    "\n\nType 0 is an element that the policy language does not know. With --json the elements are one "
-                    "array in document order; \"parent\" is the index of the element around it.");
-    command->callback([&chosen, path] {
-        chosen = [path](const GlobalOptions& options, Output& output) { return runTree(*path, options, output); };
-    });
+    command.option("PATH", *path, "The document's file; \"-\" is standard input").required().notEmpty();
+    command.footer(example("kelpolicy tree samples/backup-to-disk.xml") +
+                   "\n\nType 0 is an element that the policy language does not know. With --json the elements are one "
+                   "array in document order; \"parent\" is the index of the element around it.");
+    command.runs([path](const GlobalOptions& options, Output& output) { return runTree(*path, options, output); });
 }
 
 }  // namespace kelpolicy

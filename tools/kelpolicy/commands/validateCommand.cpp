@@ -57,20 +57,15 @@ int runValidate(const ValidateOptions& options, const GlobalOptions& globals, Ou
 
 }  // namespace
 
-void addValidate(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command = parent.add_subcommand("validate", "Check a configuration document as a set would, set nothing");
+void addValidate(Command parent) {
+    Command command = parent.command("validate", "Check a configuration document as a set would, set nothing");
     const auto options = std::make_shared<ValidateOptions>();
-    addTypeArgument(*command, options->type);
-    command->add_option("PATH", options->path, "The document's file; \"-\" is standard input")
-        ->required()
-        ->check(refuseEmpty);
-    command->footer(example("kelpolicy validate backup samples/configuration/backup-to-storage-manager.xml") +
-                    "\n\nExit status: 0 valid, 1 not.");
-    command->callback([&chosen, options] {
-        chosen = [options](const GlobalOptions& globals, Output& output) {
-            return runValidate(*options, globals, output);
-        };
-    });
+    addTypeArgument(command, options->type);
+    command.option("PATH", options->path, "The document's file; \"-\" is standard input").required().notEmpty();
+    command.footer(example("kelpolicy validate backup samples/configuration/backup-to-storage-manager.xml") +
+                   "\n\nExit status: 0 valid, 1 not.");
+    command.runs(
+        [options](const GlobalOptions& globals, Output& output) { return runValidate(*options, globals, output); });
 }
 
 }  // namespace kelpolicy

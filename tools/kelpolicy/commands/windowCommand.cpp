@@ -94,53 +94,49 @@ int runStatus(const WindowOptions& options, bool check, const GlobalOptions& glo
     return status == exitDone && check && !checked.isInside ? exitFinding : status;
 }
 
-void addNext(CLI::App& group, RunCommand& chosen) {
-    CLI::App* command = group.add_subcommand("next", "When the engine may work next, and until when");
+void addNext(Command group) {
+    Command command = group.command("next", "When the engine may work next, and until when");
     const auto options = std::make_shared<NextOptions>();
-    addKindOption(*command, *options, "Which window (default: online)");
-    addAtOption(*command, *options);
-    command->add_option("--min-duration", options->minDuration, "Seconds that it must last at least (default: 1)")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(1, std::numeric_limits<int32_t>::max()));
-    command->add_option("--count", options->count, "How many, each from the end of the one before (default: 1)")
-        ->type_name("N")
-        ->check(CLI::Range(1, 100000));
-    addDocumentOption(*command, options->document);
-    addZoneOption(*command, *options);
-    command->footer(example("kelpolicy window next --kind offline --count 3 --tz Europe/Berlin"));
-    command->callback([&chosen, options] {
-        chosen = [options](const GlobalOptions& globals, Output& output) { return runNext(*options, globals, output); };
-    });
+    addKindOption(command, *options, "Which window (default: online)");
+    addAtOption(command, *options);
+    command.option("--min-duration", options->minDuration, "Seconds that it must last at least (default: 1)")
+        .type("SECONDS")
+        .between(1, std::numeric_limits<int32_t>::max());
+    command.option("--count", options->count, "How many, each from the end of the one before (default: 1)")
+        .type("N")
+        .between(1, 100000);
+    addDocumentOption(command, options->document);
+    addZoneOption(command, *options);
+    command.footer(example("kelpolicy window next --kind offline --count 3 --tz Europe/Berlin"));
+    command.runs(
+        [options](const GlobalOptions& globals, Output& output) { return runNext(*options, globals, output); });
 }
 
-void addStatus(CLI::App& group, RunCommand& chosen) {
-    CLI::App* command =
-        group.add_subcommand("status", "Whether the engine may work now, until when, and what comes next");
+void addStatus(Command group) {
+    Command command = group.command("status", "Whether the engine may work now, until when, and what comes next");
     const auto options = std::make_shared<WindowOptions>();
     const auto check = std::make_shared<bool>(false);
-    command->add_flag("--check", *check, "Exit status 0 inside, 3 outside the window of --kind");
-    addKindOption(*command, *options, "Which window --check is about (default: online)");
-    addAtOption(*command, *options);
-    addDocumentOption(*command, options->document);
-    addZoneOption(*command, *options);
-    command->footer(example("kelpolicy window status --check --kind offline && run-the-offline-work"));
-    command->callback([&chosen, options, check] {
-        chosen = [options, check](const GlobalOptions& globals, Output& output) {
-            return runStatus(*options, *check, globals, output);
-        };
+    command.flag("--check", *check, "Exit status 0 inside, 3 outside the window of --kind");
+    addKindOption(command, *options, "Which window --check is about (default: online)");
+    addAtOption(command, *options);
+    addDocumentOption(command, options->document);
+    addZoneOption(command, *options);
+    command.footer(example("kelpolicy window status --check --kind offline && run-the-offline-work"));
+    command.runs([options, check](const GlobalOptions& globals, Output& output) {
+        return runStatus(*options, *check, globals, output);
     });
 }
 
 }  // namespace
 
-void addWindow(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* group = parent.add_subcommand("window", "Maintenance windows: when the engine may work");
-    group->require_subcommand(1);
-    group->footer(example("kelpolicy window status"));
-    addNext(*group, chosen);
-    addStatus(*group, chosen);
-    addWindowCalendar(*group, chosen);
-    addWindowLint(*group, chosen);
+void addWindow(Command parent) {
+    Command group = parent.command("window", "Maintenance windows: when the engine may work");
+    group.requireCommand();
+    group.footer(example("kelpolicy window status"));
+    addNext(group);
+    addStatus(group);
+    addWindowCalendar(group);
+    addWindowLint(group);
 }
 
 }  // namespace kelpolicy

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "commands/windowOptions.h"
+#include "configuration/documentLint.h"
 #include "console/text.h"
 #include "windows/windowLint.h"
 
@@ -64,17 +65,16 @@ int runLint(const WindowOptions& options, const GlobalOptions& globals, Output& 
 
 }  // namespace
 
-void addWindowLint(CLI::App& parent, RunCommand& chosen) {
-    CLI::App* command = parent.add_subcommand("lint", "What is legal in the windows and yet surely not meant");
+void addWindowLint(Command parent) {
+    Command command = parent.command("lint", "What is legal in the windows and yet surely not meant");
     const auto options = std::make_shared<WindowOptions>();
-    addAtOption(*command, *options);
-    addDocumentOption(*command, options->document);
-    addZoneOption(*command, *options);
-    command->footer(example("kelpolicy window lint --document samples/windows.xml --tz Europe/Berlin") +
-                    "\n\nExit status: 0 nothing found, 3 something found.");
-    command->callback([&chosen, options] {
-        chosen = [options](const GlobalOptions& globals, Output& output) { return runLint(*options, globals, output); };
-    });
+    addAtOption(command, *options);
+    addDocumentOption(command, options->document);
+    addZoneOption(command, *options);
+    command.footer(example("kelpolicy window lint --document samples/windows.xml --tz Europe/Berlin") +
+                   "\n\nExit status: 0 nothing found, 3 something found.");
+    command.runs(
+        [options](const GlobalOptions& globals, Output& output) { return runLint(*options, globals, output); });
 }
 
 }  // namespace kelpolicy

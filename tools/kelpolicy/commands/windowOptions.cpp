@@ -23,24 +23,22 @@ int64_t momentOf(const WindowOptions& options) {
     return options.at.empty() ? std::time(nullptr) : parseMoment(options.at).value();
 }
 
-void addZoneOption(CLI::App& command, WindowOptions& options) {
-    command.add_option("--tz", options.zone, "Local time is that of this zone, for example Europe/Berlin")
-        ->type_name("ZONE")
-        ->check([](const std::string& zone) {
+void addZoneOption(Command command, WindowOptions& options) {
+    command.option("--tz", options.zone, "Local time is that of this zone, for example Europe/Berlin")
+        .type("ZONE")
+        .check([](const std::string& zone) {
             return isKnownTimeZone(zone) ? std::string() : fmt::format("there is no time zone \"{}\"", zone);
         });
 }
 
-void addAtOption(CLI::App& command, WindowOptions& options) {
-    command.add_option("--at", options.at, "Moment in place of now: seconds since the epoch or 2026-03-29T02:30:00")
-        ->type_name("TIME")
-        ->check([](const std::string& text) { return momentComplaint(text); });
+void addAtOption(Command command, WindowOptions& options) {
+    command.option("--at", options.at, "Moment in place of now: seconds since the epoch or 2026-03-29T02:30:00")
+        .type("TIME")
+        .check([](const std::string& text) { return momentComplaint(text); });
 }
 
-void addKindOption(CLI::App& command, WindowOptions& options, const char* help) {
-    command.add_option("--kind", options.kind, help)
-        ->type_name("online|offline")
-        ->check(CLI::IsMember({"online", "offline"}));
+void addKindOption(Command command, WindowOptions& options, const char* help) {
+    command.option("--kind", options.kind, help).type("online|offline").oneOf({"online", "offline"});
 }
 
 Windows::Windows(const WindowOptions& options, const GlobalOptions& globals, Output& output)

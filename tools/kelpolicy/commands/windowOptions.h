@@ -18,9 +18,9 @@ struct WindowOptions {
     std::string kind = "online"; /* or "offline" */
 };
 
-void addZoneOption(CLI::App& command, WindowOptions& options);
-void addAtOption(CLI::App& command, WindowOptions& options);
-void addKindOption(CLI::App& command, WindowOptions& options, const char* help);
+void addZoneOption(Command command, WindowOptions& options);
+void addAtOption(Command command, WindowOptions& options);
+void addKindOption(Command command, WindowOptions& options, const char* help);
 
 /* Makes the zone the process's; without one the process keeps its own, and an unknown TZ is told. The policy table is
  * read in the engine's own zone; only answers are computed in the one asked for. */

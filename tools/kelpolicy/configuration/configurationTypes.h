@@ -2,7 +2,7 @@
 #ifndef KELPOLICY_CONFIGURATION_TYPES_H
 #define KELPOLICY_CONFIGURATION_TYPES_H
 
-#include <CLI/CLI.hpp>
+#include <string>
 
 #include "configuration/policyKinds.h"
 
@@ -21,13 +21,13 @@ inline constexpr ConfigurationType configurationTypes[] = {
     {"AUTO_REORG", "reorg", "KELAutoReorgPolicy", reorgKind},
     {"AUTO_RUNSTATS", "runstats", "KELAutoRunstatsPolicy", runstatsKind}};
 
+/* The type that a person names in any case, or in short; null when there is none. */
+const ConfigurationType* findConfigurationType(const std::string& word);
+
 /* The policy that a person names in any case: by the NAME of its row, its type, or in short; null when there is none.
  */
 const PolicyKind* findPolicy(const std::string& word);
 Failure unknownPolicy(const std::string& word);
-
-/* The argument TYPE: a name in any case, or a short name. */
-void addTypeArgument(CLI::App& command, const ConfigurationType*& type);
 
 }  // namespace kelpolicy
 

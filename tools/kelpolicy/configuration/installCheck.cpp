@@ -22,7 +22,7 @@ const Field& fieldOf(const Fields& fields, std::string_view name) {
 }
 
 uint64_t numberOf(const Fields& reorg, std::string_view name) {
-    return fieldOf(reorg, name).value.get<uint64_t>();
+    return fieldOf(reorg, name).value.number();
 }
 
 Fields reorgRecordOf(std::optional<std::string> document) {

@@ -189,11 +189,11 @@ void Output::finish() {
 }
 
 std::string jsonText(const Json& value, int indent) {
-    return escapedInJson(value.dump(indent, ' ', false, Json::error_handler_t::replace));
+    return escapedInJson(value.dump(indent));
 }
 
 std::string valueInWords(const Json& value) {
-    return value.is_string() ? "\"" + value.get<std::string>() + "\"" : jsonText(value);
+    return value.isText() ? "\"" + value.text() + "\"" : jsonText(value);
 }
 
 }  // namespace kelpolicy

@@ -3,16 +3,14 @@
 #define KELPOLICY_OUTPUT_H
 
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "console/failure.h"
+#include "console/json.h"
 
 namespace kelpolicy {
-
-using Json = nlohmann::ordered_json;
 
 /* How a command ends. */
 enum ExitStatus : int {

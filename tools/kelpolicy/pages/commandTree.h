@@ -2,10 +2,13 @@
 #ifndef KELPOLICY_COMMAND_TREE_H
 #define KELPOLICY_COMMAND_TREE_H
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace kelpolicy {
 
