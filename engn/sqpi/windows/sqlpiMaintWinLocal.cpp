@@ -31,8 +31,8 @@ bool toLocalTime(time_t seconds, tm* time) {
     return localtime_r(&seconds, time) != nullptr;
 }
 
-int kindOfYear(int64_t year) {
-    return 2 * sqlpiWeekday(sqlpiFirstDayOfYear(year)) + (sqlpiIsLeapYear(year) ? 1 : 0);
+size_t kindOfYear(int64_t year) {
+    return static_cast<size_t>(2 * sqlpiWeekday(sqlpiFirstDayOfYear(year)) + (sqlpiIsLeapYear(year) ? 1 : 0));
 }
 
 int32_t hourOf(const sqlpiLocalMoment& moment) {
@@ -44,7 +44,7 @@ int32_t hourOf(const sqlpiLocalMoment& moment) {
 /* The year, in universal time, of a moment from FIRST_RULE_YEAR on. */
 struct sqlpiLocalClock::RuleYear {
     int64_t start;  // seconds
-    int kind;
+    size_t kind;
 
     explicit RuleYear(int64_t seconds) noexcept {
         const int64_t year = sqlpiDateOfDay(sqlpiFloorDivide(seconds, SQLPI_DAY_SECONDS)).year;
