@@ -9,7 +9,7 @@ add_executable(maintWinWorst maintWinWorst.cpp)
 foreach(target maintWinBench maintWinRepeat maintWinWorst)
   target_sources(${target} PRIVATE "${tests}/unit/maintWinCases.cpp" "${tests}/unit/maintWinReference.cpp")
   target_include_directories(${target} PRIVATE "${tests}")
-  target_link_libraries(${target} PRIVATE kelpolicy_objects kelhost_odbc kelhost_common kelpolicy_options
+  target_link_libraries(${target} PRIVATE kelpolicy_objects kelhost_databases kelhost_common kelpolicy_options
     PkgConfig::LIBICAL)
 endforeach()
 target_link_libraries(maintWinBench PRIVATE benchmark::benchmark benchmark::benchmark_main)

@@ -63,8 +63,8 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION database)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# The library's undefined names are the engine's to bring; the driver manager and the driver are loaded at run time.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libodbc2, odbcinst, libsqliteodbc")
+# The library's undefined names are the engine's to bring; the driver manager is loaded at run time.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libodbc2, odbcinst")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "tzdata")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "libxerces-c-dev, unixodbc-dev")
 set(CPACK_STRIP_FILES ON)

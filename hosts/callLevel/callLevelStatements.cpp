@@ -3,11 +3,10 @@
 
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 
-#include "driverManager.h"
 #include "statementWork.h"
 
-using kelhost::driverManager;
 using kelhost::fail;
 using kelhost::onObject;
 using kelhost::Statement;
@@ -31,12 +30,12 @@ SQLRETURN onStatement(SQLHSTMT handle, Call call) noexcept {
     return onObject(statements.find(handle), call);
 }
 
-// Calls that ask the driver about a statement that it has.
+// Calls that ask about a statement that the database has.
 template <class Call>
-SQLRETURN onDriver(SQLHSTMT handle, Call call) noexcept {
+SQLRETURN onCompiled(SQLHSTMT handle, Call call) noexcept {
     return onStatement(handle, [&](Statement& statement) -> SQLRETURN {
-        if (statement.driver.handle == SQL_NULL_HSTMT) return fail(statement.outcome, "HY010", "nothing was executed");
-        return kelhost::answer(statement, call(statement));
+        if (statement.compiled.prepared == nullptr) return fail(statement.outcome, "HY010", "nothing was executed");
+        return call(statement);
     });
 }
 
@@ -61,10 +60,10 @@ SQLRETURN SQLExecDirect(SQLHSTMT stmt, SQLCHAR* given, SQLINTEGER length) {
 }
 
 SQLRETURN SQLBindParameter(SQLHSTMT stmt, SQLUSMALLINT parameter, SQLSMALLINT direction, SQLSMALLINT cType,
-                           SQLSMALLINT sqlType, SQLULEN columnSize, SQLSMALLINT decimals, SQLPOINTER value, SQLLEN size,
-                           SQLLEN* indicator) {
+                           SQLSMALLINT sqlType, SQLULEN /*columnSize*/, SQLSMALLINT /*decimals*/, SQLPOINTER value,
+                           SQLLEN /*size*/, SQLLEN* indicator) {
     return onStatement(stmt, [&](Statement& statement) {
-        return bindValue(statement, parameter, direction, cType, sqlType, columnSize, decimals, value, size, indicator);
+        return bindValue(statement, direction, {parameter, cType, sqlType, value, indicator});
     });
 }
 
@@ -79,21 +78,37 @@ SQLRETURN SQLGetData(SQLHSTMT stmt, SQLUSMALLINT column, SQLSMALLINT cType, SQLP
 }
 
 SQLRETURN SQLNumResultCols(SQLHSTMT stmt, SQLSMALLINT* count) {
-    return onDriver(
-        stmt, [&](Statement& statement) { return driverManager().numResultCols(statement.driver.handle, count); });
+    return onCompiled(stmt, [&](Statement& statement) { return kelhost::countColumns(statement, *count); });
 }
 
 SQLRETURN SQLDescribeCol(SQLHSTMT stmt, SQLUSMALLINT column, SQLCHAR* name, SQLSMALLINT size, SQLSMALLINT* nameLength,
                          SQLSMALLINT* sqlType, SQLULEN* columnSize, SQLSMALLINT* decimals, SQLSMALLINT* nullable) {
-    return onDriver(stmt, [&](Statement& statement) {
-        return driverManager().describeCol(statement.driver.handle, column, name, size, nameLength, sqlType, columnSize,
-                                           decimals, nullable);
+    return onCompiled(stmt, [&](Statement& statement) -> SQLRETURN {
+        kelhost::ColumnDescription found;
+        const SQLRETURN result = kelhost::describeColumn(statement, column, found);
+        if (!SQL_SUCCEEDED(result)) return result;
+        const auto set = [](auto* target, auto value) {
+            if (target != nullptr) *target = static_cast<std::remove_pointer_t<decltype(target)>>(value);
+        };
+        set(nameLength, found.name.size());
+        set(sqlType, found.sqlType);
+        set(columnSize, found.size);
+        set(decimals, found.decimals);
+        set(nullable, found.mayBeNull ? SQL_NULLABLE : SQL_NO_NULLS);
+        if (name == nullptr || size <= 0) return SQL_SUCCESS;
+        const size_t kept = found.name.copy(reinterpret_cast<char*>(name), static_cast<size_t>(size) - 1);
+        name[kept] = '\0';
+        if (kept == found.name.size()) return SQL_SUCCESS;
+        statement.outcome = kelhost::failure("01004", {});
+        return SQL_SUCCESS_WITH_INFO;
     });
 }
 
 SQLRETURN SQLRowCount(SQLHSTMT stmt, SQLLEN* rows) {
-    return onDriver(stmt,
-                    [&](Statement& statement) { return driverManager().rowCount(statement.driver.handle, rows); });
+    return onCompiled(stmt, [&](Statement& statement) -> SQLRETURN {
+        *rows = static_cast<SQLLEN>(statement.rows);
+        return SQL_SUCCESS;
+    });
 }
 
 SQLRETURN SQLCloseCursor(SQLHSTMT stmt) {

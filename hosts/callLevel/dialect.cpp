@@ -25,14 +25,7 @@ constexpr std::array packagesForSqlite = {
     "BINDER VARCHAR(128) NOT NULL, GRANTED INTEGER NOT NULL, BIND_TIME CHAR(26) NOT NULL, CONTENT BLOB NOT NULL, "
     "PRIMARY KEY (COLLECTION, NAME))"};
 
-constexpr std::array sqliteConnection = {"Timeout={}"};
-
-// What a trigger or a rule within the file calls may not do more than compute either.
-constexpr std::array sqliteSetup = {"PRAGMA trusted_schema = OFF"};
-constexpr std::array sqliteChecks = {
-    SessionCheck{"PRAGMA trusted_schema", "0", "SQLite must know \"PRAGMA trusted_schema\" (3.31 or later)"}};
-
-// The driver adds functions that read and write files, and lets one load code.
+// A driver, or a program, adds functions that read and write files, and lets one load code.
 constexpr std::array functionsOfSqlite = {"ABS",          "AVG",     "CAST",   "COALESCE",   "COUNT", "DENSE_RANK",
                                           "GROUP_CONCAT", "HEX",     "IFNULL", "INSTR",      "LAG",   "LEAD",
                                           "LENGTH",       "LOWER",   "LTRIM",  "MAX",        "MIN",   "NULLIF",
@@ -40,7 +33,7 @@ constexpr std::array functionsOfSqlite = {"ABS",          "AVG",     "CAST",   "
                                           "SUBSTRING",    "SUM",     "TRIM",   "TYPEOF",     "UPPER"};
 constexpr std::array ownNamesOfSqlite = {"SQLITE_", "PRAGMA_"};
 
-constexpr std::array<NativeFailure, 23> failuresOfSqlite = {{
+constexpr std::array<NativeFailure, 28> failuresOfSqlite = {{
     {0, "no such table", "42704"},
     {0, "no such column", "42703"},
     {0, "has no column named", "42703"},
@@ -56,32 +49,20 @@ constexpr std::array<NativeFailure, 23> failuresOfSqlite = {{
     {0, "_TOO_LONG", "22001"},
     {0, "_NO_TIMESTAMP", "22007"},
     {0, "CHECK constraint failed", "23513"},
+    {0, "not authorized", "42501"},
+    {0, "is prohibited", "42501"},
+    {0, "unsafe use of", "42501"},
     {5, "", "40001"},   // busy
     {6, "", "40001"},   // locked
     {7, "", "57011"},   // no memory
+    {9, "", "57014"},   // interrupted
     {8, "", "25006"},   // read-only
     {13, "", "53100"},  // device full
+    {23, "", "42501"},  // not authorized
     {10, "", "58030"},  // input or output
     {11, "", "58030"},  // file damaged
     {26, "", "58030"},  // no database
 }};
-
-// The driver's own way to keep a failing statement from spoiling the unit of work gives the whole unit up after some
-// failures; it is switched off for this host's savepoints.
-constexpr std::array postgresConnection = {"Protocol=7.4-0", "ByteaAsLongVarBinary=1", "UseServerSidePrepare=1"};
-
-// The settings of the session win over those of the database and of the user.
-constexpr std::array postgresSetup = {"SET lock_timeout = {}", "SET standard_conforming_strings = on"};
-
-// The database refuses a text of two statements where it is asked to prepare it. The driver does so under a name that
-// the session can see, unless it is told otherwise.
-constexpr std::array postgresChecks = {
-    SessionCheck{"SELECT '\\'", "\\", "standard_conforming_strings must be on"},
-    SessionCheck{
-        "SELECT CASE WHEN EXISTS (SELECT 1 FROM pg_catalog.pg_prepared_statements WHERE NOT from_sql) "
-        "THEN 'prepared' END",
-        "prepared",
-        "the connection string and its data source must leave UseServerSidePrepare at 1 and UseDeclareFetch at 0"}};
 
 constexpr std::array functionsOfPostgres = {
     "ABS",      "AVG",        "CAST",         "CHAR_LENGTH", "COALESCE", "COUNT",   "DENSE_RANK", "EXTRACT",
@@ -111,58 +92,34 @@ constexpr std::array packagesForPostgres = {
     "BINDER VARCHAR(128) NOT NULL, GRANTED INTEGER NOT NULL, BIND_TIME TIMESTAMP(6) NOT NULL, CONTENT BYTEA NOT NULL, "
     "PRIMARY KEY (COLLECTION, NAME))"};
 
-constexpr std::array<Dialect, 2> dialects = {{
-    {.databaseSystem = "SQLite",
-     .lexis = {.quotes = "'\"`[", .lineEnds = "\n", .nestedComments = false, .escapes = false},
-     .functions = functionsOfSqlite,
-     .ownNames = ownNamesOfSqlite,
-     .timestamps = TimestampLiteral::engineText,
-     .unitStart = UnitStart::host,
-     .keepsPreparedQueries = true,
-     .waitsForALock = 2,
-     .connectionSettings = sqliteConnection,
-     .sessionSetup = sqliteSetup,
-     .sessionChecks = sqliteChecks,
-     .readOnly = "PRAGMA query_only = 1",
-     .verifyPolicyTable = verifyPolicyTable,
-     .createPolicyTable = createForSqlite,
-     .createPackageTable = packagesForSqlite,
-     .currentUser = nullptr,
-     .compile = "EXPLAIN ",
-     .failures = failuresOfSqlite},
-    {.databaseSystem = "PostgreSQL",
-     .lexis = {.quotes = "'\"", .lineEnds = "\r\n", .nestedComments = true, .escapes = true},
-     .functions = functionsOfPostgres,
-     .ownNames = ownNamesOfPostgres,
-     .timestamps = TimestampLiteral::iso,
-     .unitStart = UnitStart::driver,
-     .keepsPreparedQueries = false,
-     .waitsForALock = 1,
-     .connectionSettings = postgresConnection,
-     .sessionSetup = postgresSetup,
-     .sessionChecks = postgresChecks,
-     .readOnly = "SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY",
-     .verifyPolicyTable = verifyPolicyTable,
-     .createPolicyTable = createForPostgres,
-     .createPackageTable = packagesForPostgres,
-     .currentUser = "SELECT CURRENT_USER",
-     .compile = nullptr,
-     .failures = failuresOfPostgres},
-}};
-
 }  // namespace
 
-const Dialect* dialectOf(std::string_view databaseSystem) noexcept {
-    for (const Dialect& dialect : dialects)
-        if (dialect.databaseSystem == databaseSystem) return &dialect;
-    return nullptr;
-}
+constinit const Dialect sqliteDialect = {
+    .databaseSystem = "SQLite",
+    .lexis = {.quotes = "'\"`[", .lineEnds = "\n", .nestedComments = false, .escapes = false},
+    .functions = functionsOfSqlite,
+    .ownNames = ownNamesOfSqlite,
+    .timestamps = TimestampLiteral::engineText,
+    .failuresSpoilUnit = false,
+    .keepsPrepared = true,
+    .verifyPolicyTable = verifyPolicyTable,
+    .createPolicyTable = createForSqlite,
+    .createPackageTable = packagesForSqlite,
+    .currentUser = nullptr,
+    .failures = failuresOfSqlite};
 
-std::string supportedSystems() {
-    std::string names;
-    for (const Dialect& dialect : dialects)
-        names += (names.empty() ? "" : " and ") + std::string(dialect.databaseSystem);
-    return names;
-}
+constinit const Dialect postgresDialect = {
+    .databaseSystem = "PostgreSQL",
+    .lexis = {.quotes = "'\"", .lineEnds = "\r\n", .nestedComments = true, .escapes = true},
+    .functions = functionsOfPostgres,
+    .ownNames = ownNamesOfPostgres,
+    .timestamps = TimestampLiteral::iso,
+    .failuresSpoilUnit = true,
+    .keepsPrepared = false,
+    .verifyPolicyTable = verifyPolicyTable,
+    .createPolicyTable = createForPostgres,
+    .createPackageTable = packagesForPostgres,
+    .currentUser = "SELECT CURRENT_USER",
+    .failures = failuresOfPostgres};
 
 }  // namespace kelhost

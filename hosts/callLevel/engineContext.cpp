@@ -10,8 +10,8 @@ constinit thread_local EngineContext* contextOfThread = nullptr;
 
 }  // namespace
 
-EngineContext::EngineContext(Instance instance, const DatabaseOptions& options)
-    : instance_(std::move(instance)), session_(std::make_unique<Session>(instance_, options)) {}
+EngineContext::EngineContext(Instance instance, std::unique_ptr<Database> database)
+    : instance_(std::move(instance)), session_(std::make_unique<Session>(instance_, std::move(database))) {}
 
 EngineContext::~EngineContext() {
     detachHandles(*session_);
@@ -30,11 +30,11 @@ void EngineContext::administer(const std::string& statement) {
 }
 
 const std::string& EngineContext::databaseName() const noexcept {
-    return session_->databaseName();
+    return session_->database().name();
 }
 
 const std::string& EngineContext::policyFile() const noexcept {
-    return session_->policyFile();
+    return session_->database().policyFile();
 }
 
 std::vector<SQLHSTMT> EngineContext::openResults() const {

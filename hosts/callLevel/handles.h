@@ -27,29 +27,46 @@ struct Connection {
     bool automaticCommit = true;
 };
 
-/* A parameter that is read from a file when the statement is executed. The pointers are the caller's. */
+/* A parameter as it was bound; the pointers are the caller's and read when the statement is executed. */
+struct BoundValue {
+    SQLUSMALLINT number;
+    SQLSMALLINT cType;
+    SQLSMALLINT sqlType;
+    const void* value;
+    const SQLLEN* indicator;
+};
+
+/* One that is read from a file then. */
 struct FileParameter {
     SQLUSMALLINT number;
-    SQLSMALLINT sqlType;
     const SQLCHAR* name;
     const SQLSMALLINT* nameLength;
     const SQLUINTEGER* options;
     SQLSMALLINT maximumNameLength;
     const SQLINTEGER* indicator;
-    std::string content; /* while the statement runs */
-    SQLLEN length;
+    std::string content{}; /* while the statement runs */
+};
+
+/* How much of the current row's value has been read. */
+struct ReadSoFar {
+    SQLUSMALLINT column = 0; /* 0: none of any */
+    size_t bytes = 0;
+    bool isWhole = false;
 };
 
 struct Statement {
     Outcome outcome{};
     Session* session = nullptr;
     SQLHDBC connection = SQL_NULL_HDBC;
-    DriverStatement driver{};
-    std::string text{}; /* prepared, when it must be spelled anew for each execution */
+    KeptStatement compiled{}; /* what the database has of it */
+    std::string text{};       /* when it must be spelled anew for each execution */
     SqlText scanned{};
+    std::vector<BoundValue> values{};
     std::vector<FileParameter> files{};
-    bool prepared = false;
-    bool bound = false;      /* parameters are bound: not for the next user of the driver's handle */
+    unsigned columns = 0; /* of its rows, after it was executed */
+    ReadSoFar readSoFar{};
+    int64_t rows = -1; /* changed by its last execution */
+    bool isPrepared = false;
     bool openResult = false; /* rows may be fetched */
 };
 

@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "dialect.h"
-#include "driverManager.h"
 #include "hostError.h"
 #include "passwords.h"
 
@@ -62,25 +61,6 @@ const char* nativeState(const Dialect& dialect, std::string_view state, int32_t 
     return nullptr;
 }
 
-// Drivers put their names before the database's text, and sometimes their own remarks after it.
-std::string_view databaseText(std::string_view text) noexcept {
-    while (text.starts_with('[')) {
-        const size_t end = text.find(']');
-        if (end == std::string_view::npos) break;
-        text.remove_prefix(end + 1);
-    }
-    if (text.starts_with("ERROR: ")) text.remove_prefix(7);
-    text = text.substr(0, text.find(";\n"));
-    const size_t code = text.rfind(" (");
-    if (text.ends_with(')') && code != std::string_view::npos &&
-        std::all_of(text.begin() + static_cast<ptrdiff_t>(code) + 2, text.end() - 1,
-                    [](char c) { return c >= '0' && c <= '9'; })) {
-        text = text.substr(0, code);
-    }
-    while (text.ends_with('\n') || text.ends_with(' ')) text.remove_suffix(1);
-    return text;
-}
-
 // For an undefined name the message is about the name: in quotes, or after a colon.
 std::string detailOf(const char* sqlstate, std::string_view text) {
     const std::string_view state(sqlstate);
@@ -90,20 +70,6 @@ std::string detailOf(const char* sqlstate, std::string_view text) {
     if (end != std::string_view::npos) return std::string(text.substr(quote + 1, end - quote - 1));
     const size_t colon = text.find(": ");
     return std::string(colon == std::string_view::npos ? text : text.substr(colon + 2));
-}
-
-Outcome diagnostics(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& dialect) {
-    SQLCHAR state[SQLCA_STATE_LENGTH + 1] = "00000";
-    SQLCHAR message[SQL_MAX_MESSAGE_LENGTH] = "";
-    SQLINTEGER nativeCode = 0;
-    SQLSMALLINT length = 0;
-    driverManager().getDiagRec(handleType, handle, 1, state, &nativeCode, message, sizeof message, &length);
-    const auto* stateText = reinterpret_cast<const char*>(state);
-    const std::string_view text = databaseText(reinterpret_cast<const char*>(message));
-    const char* engine = nativeState(dialect, stateText, nativeCode, text);
-    if (engine == nullptr) engine = engineState(stateText);
-    if (engine == nullptr) engine = stateText;
-    return failure(engine, withoutPasswords(detailOf(engine, text)));
 }
 
 }  // namespace
@@ -126,14 +92,17 @@ Outcome failure(const char* sqlstate, std::string detail) {
     return outcome;
 }
 
-Outcome driverOutcome(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& dialect) {
-    Outcome outcome = diagnostics(handleType, handle, dialect);
-    return outcome.failed() ? outcome : failure("HY000", std::move(outcome.detail));
+Outcome databaseFailure(const Dialect& dialect, const char* sqlstate, int32_t nativeCode, std::string_view text) {
+    const char* engine = nativeState(dialect, sqlstate, nativeCode, text);
+    if (engine == nullptr) engine = engineState(sqlstate);
+    if (engine == nullptr) engine = sqlstate;
+    Outcome outcome = failure(engine, withoutPasswords(detailOf(engine, text)));
+    outcome.nativeCode = nativeCode;
+    return outcome;
 }
 
-Outcome driverInformation(SQLSMALLINT handleType, SQLHANDLE handle, const Dialect& dialect) {
-    Outcome outcome = diagnostics(handleType, handle, dialect);
-    return outcome.sqlcode == 0 ? outcome : failure("01000", std::move(outcome.detail));
+void require(const Outcome& outcome, const std::string& what) {
+    if (outcome.failed()) throw HostError(outcome.sqlcode, outcome.sqlstate, what + ": " + outcome.detail);
 }
 
 void fillSqlca(sqlca& ca, const Outcome& outcome) noexcept {

@@ -135,8 +135,7 @@ Outcome bindFileAt(const char* path, const char* messageFile, const sqloptList* 
 }  // namespace
 
 Outcome Packages::bind(const BindFile& file, bool grantToAll, size_t& section) {
-    compiled_.clear();  // what the texts refer to may have gone since
-    session_.forgetPrepared();
+    session_.kept().clear();  // what the texts refer to may have gone since
     for (section = 1; section <= file.sections.size(); ++section) {
         Outcome outcome = check(file.sections[section - 1]);
         if (outcome.failed()) return outcome;
@@ -146,9 +145,9 @@ Outcome Packages::bind(const BindFile& file, bool grantToAll, size_t& section) {
     std::string user;
     Outcome outcome = readUser(user);
     if (outcome.failed()) return outcome;
-    outcome = session_.createIfMissing([this] { return findTable(); }, [this] { return createTable(); });
+    outcome = session_.unit().createIfMissing([this] { return findTable(); }, [this] { return createTable(); });
     if (!outcome.failed()) outcome = store(file, grantToAll, user);
-    const bool isReadOnly = std::string_view(outcome.sqlstate) == "25006";
+    const bool isReadOnly = outcome.state() == "25006";
     return isReadOnly ? keep(file) : outcome;
 }
 
@@ -175,7 +174,7 @@ Outcome Packages::findTable() {
 
 Outcome Packages::createTable() {
     for (const char* text : session_.dialect().createPackageTable) {
-        Outcome outcome = session_.run(text);
+        Outcome outcome = session_.database().run(text);
         if (outcome.failed()) return outcome;
     }
     return {};
@@ -202,7 +201,7 @@ Outcome Packages::store(const BindFile& file, bool grantToAll, const std::string
         "VALUES (?, ?, ?, CURRENT TIMESTAMP, ?, ?, ?)";
     Outcome outcome = runOnce(update, values);
     if (outcome.sqlcode == 100) outcome = runOnce(insert, values);
-    if (std::string_view(outcome.sqlstate) == "23505") outcome = runOnce(update, values);
+    if (outcome.state() == "23505") outcome = runOnce(update, values);
     return outcome.failed() ? outcome : Outcome{};
 }
 

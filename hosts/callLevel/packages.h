@@ -62,15 +62,15 @@ private:
         explicit Running(Session& session) noexcept : statement(session) {}
 
         OwnStatement statement;
-        SQLSMALLINT columns = 0; /* of its rows; 0: it has none */
-        bool isDynamic = false;  /* prepared from a text of the caller's */
+        unsigned columns = 0;   /* of its rows; 0: it has none */
+        bool isDynamic = false; /* prepared from a text of the caller's */
     };
 
     Outcome authorise(const SectionId& id);
     /* `section` stays null when it is not found. */
     Outcome findSection(const SectionId& id, const BindSection*& section);
     Outcome prepareText(Running& running, std::string_view text);
-    Outcome prepareWhole(Running& running, const std::string& text);
+    Outcome prepareWhole(Running& running, std::string_view text);
     Outcome prepareCursor(const SectionId& id, Running& running);
     Outcome run(Running& running, const Variables& inputs);
     Outcome readUser(std::string& user);
@@ -85,7 +85,6 @@ private:
     BindFile known_{};              /* the package that was last read */
     ConsistencyToken knownToken_{}; /* its token */
     bool isKept_ = false;           /* it was bound by this session, which could not store it */
-    std::string compiled_{};        /* the last text that was compiled to see whether it can be */
     std::map<SectionId, Running> running_{};
 };
 

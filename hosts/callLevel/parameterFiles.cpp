@@ -61,7 +61,7 @@ Outcome readBelow(const std::string& directory, std::string_view name, std::stri
     return readRegular(name, file.number(), content);
 }
 
-Outcome readFile(Statement& statement, FileParameter& file) {
+Outcome readFile(const Session& session, FileParameter& file) {
     const auto* chars = reinterpret_cast<const char*>(file.name);
     const SQLSMALLINT length = file.nameLength == nullptr ? SQL_NTS : *file.nameLength;
     if (chars == nullptr || (length < 0 && length != SQL_NTS)) return refuse("", "there is no name");
@@ -73,52 +73,40 @@ Outcome readFile(Statement& statement, FileParameter& file) {
         return refuse({chars, size}, "only reading is possible");
     const std::string_view name(chars, size);
     if (name.find('\0') != std::string_view::npos) return refuse(name, "the name holds a zero byte");
-    return readBelow(statement.session->instance().path(), name, file.content);
+    return readBelow(session.instance().path(), name, file.content);
 }
 
 }  // namespace
 
-SQLRETURN readParameterFiles(Statement& statement) {
+bool isNullFile(const FileParameter& file) noexcept {
+    return file.indicator != nullptr && *file.indicator == SQL_NULL_DATA;
+}
+
+Outcome readParameterFiles(Statement& statement) {
+    Outcome outcome;
     for (FileParameter& file : statement.files) {
-        const bool isNull = file.indicator != nullptr && *file.indicator == SQL_NULL_DATA;
-        file.length = SQL_NULL_DATA;
-        if (!isNull) {
-            statement.outcome = readFile(statement, file);
-            if (statement.outcome.failed()) return SQL_ERROR;
-            file.length = static_cast<SQLLEN>(file.content.size());
-        }
-        const SQLRETURN result = driverManager().bindParameter(
-            statement.driver.handle, file.number, SQL_PARAM_INPUT, SQL_C_BINARY, file.sqlType, mostParameterFileBytes,
-            0, file.content.data(), static_cast<SQLLEN>(file.content.size()), &file.length);
-        if (!SQL_SUCCEEDED(result)) {
-            statement.outcome = driverOutcome(SQL_HANDLE_STMT, statement.driver.handle, statement.session->dialect());
-            return SQL_ERROR;
-        }
+        if (!isNullFile(file)) outcome = readFile(*statement.session, file);
+        if (outcome.failed()) break;
     }
-    return SQL_SUCCESS;
+    return outcome;
 }
 
-void dropParameterFiles(Statement& statement) noexcept {
-    for (FileParameter& file : statement.files) file.content = {};
-}
-
-void forgetParameterFile(Statement& statement, SQLUSMALLINT parameter) {
+void forgetParameter(Statement& statement, SQLUSMALLINT parameter) {
     std::erase_if(statement.files, [parameter](const FileParameter& file) { return file.number == parameter; });
+    std::erase_if(statement.values, [parameter](const BoundValue& value) { return value.number == parameter; });
 }
 
 }  // namespace kelhost
 
-SQLRETURN SQLBindFileToParam(SQLHSTMT stmt, SQLUSMALLINT parameter, SQLSMALLINT sqlType, SQLCHAR* fileName,
+SQLRETURN SQLBindFileToParam(SQLHSTMT stmt, SQLUSMALLINT parameter, SQLSMALLINT /*sqlType*/, SQLCHAR* fileName,
                              SQLSMALLINT* fileNameLength, SQLUINTEGER* fileOptions, SQLSMALLINT maxFileNameLength,
                              SQLINTEGER* indicator) {
     using kelhost::Statement;
     return kelhost::onObject(kelhost::statements.find(stmt), [&](Statement& statement) -> SQLRETURN {
-        if (!statement.prepared) return kelhost::fail(statement.outcome, "HY010", "nothing was prepared");
+        if (!statement.isPrepared) return kelhost::fail(statement.outcome, "HY010", "nothing was prepared");
         if (parameter == 0) return kelhost::fail(statement.outcome, "07009", "parameters are counted from 1");
-        kelhost::forgetParameterFile(statement, parameter);
-        statement.files.push_back(
-            {parameter, sqlType, fileName, fileNameLength, fileOptions, maxFileNameLength, indicator, {}, 0});
-        statement.bound = true;
+        kelhost::forgetParameter(statement, parameter);
+        statement.files.push_back({parameter, fileName, fileNameLength, fileOptions, maxFileNameLength, indicator});
         return SQL_SUCCESS;
     });
 }

@@ -9,14 +9,13 @@ namespace kelhost {
 /* Largest file, in bytes. */
 inline constexpr size_t mostParameterFileBytes = 2097152;
 
-/* Reads the files and binds what they hold. SQL_ERROR with the outcome set when one cannot be used. */
-SQLRETURN readParameterFiles(Statement& statement);
+/* Reads the files; a failure when one cannot be used. */
+Outcome readParameterFiles(Statement& statement);
 
-/* Frees what was read. */
-void dropParameterFiles(Statement& statement) noexcept;
+bool isNullFile(const FileParameter& file) noexcept;
 
-/* The parameter is bound in another way from now on. */
-void forgetParameterFile(Statement& statement, SQLUSMALLINT parameter);
+/* The parameter is bound anew. */
+void forgetParameter(Statement& statement, SQLUSMALLINT parameter);
 
 }  // namespace kelhost
 

@@ -190,6 +190,10 @@ SqlText scanSql(std::string_view text, const Dialect& dialect) {
     return found;
 }
 
+bool isOneStatement(std::string_view text, const Dialect& dialect) {
+    return scanSql(text, dialect).error == nullptr;
+}
+
 std::string spellSql(std::string_view text, const SqlText& scanned, const Dialect& dialect, std::string_view now) {
     std::string spelled;
     size_t done = 0;

@@ -1,4 +1,5 @@
-// SQLite: the policy schema stands in a file of its own beside the database's.
+#include "sqliteFiles.h"
+
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,24 +10,14 @@
 #include <filesystem>
 #include <string_view>
 
+#include "database.h"
+#include "engineContext.h"
 #include "hostError.h"
-#include "session.h"
 
 namespace kelhost {
 namespace {
 
 namespace fs = std::filesystem;
-
-// How the database names a file that is opened in a certain way; the path may hold anything.
-std::string fileUri(const std::string& path, const char* how) {
-    std::string uri = "file:";
-    for (const char c : path) {
-        const auto byte = static_cast<unsigned char>(c);
-        const bool isPlain = std::isalnum(byte) != 0 || std::strchr("/._-", c) != nullptr;
-        uri += isPlain ? std::string(1, c) : fmt::format("%{:02X}", byte);
-    }
-    return uri + '?' + how;
-}
 
 std::string inQuotes(std::string text) {
     for (size_t quote = text.find('\''); quote != std::string::npos; quote = text.find('\'', quote + 2)) {
@@ -55,7 +46,7 @@ bool isDamage(const Outcome& outcome) noexcept {
     if (::access(path.c_str(), R_OK) != 0 && errno != ENOENT) {
         throw systemError("cannot open the database file \"" + path + "\"", errno);
     }
-    const bool isKnown = std::string_view(outcome.sqlstate) != "HY000";
+    const bool isKnown = outcome.state() != "HY000";
     throw HostError(isKnown ? outcome.sqlcode : -902, isKnown ? outcome.sqlstate : "58030",
                     "cannot open the database file \"" + path + "\": " + outcome.detail);
 }
@@ -66,6 +57,17 @@ std::optional<FileState> stateOf(const std::string& path) noexcept {
     return FileState{status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
+// The first row's value, as text; empty when there is none, or the question fails.
+std::string firstText(Database& database, std::string_view query, unsigned column) {
+    std::unique_ptr<PreparedStatement> statement;
+    OutputValue value;
+    unsigned columns = 0;
+    if (database.prepare(query, Authority::host, statement).failed() || statement->execute(columns).failed() ||
+        !statement->fetch().found() || statement->read(column, ValueForm::text, value).failed())
+        return {};
+    return std::string(value.content);
+}
+
 }  // namespace
 
 std::string adviceOnDamage(const std::string& path) {
@@ -74,55 +76,66 @@ std::string adviceOnDamage(const std::string& path) {
            "one with \"kelpolicy init\", and load the latest \"kelpolicy dump\".";
 }
 
-void Session::requireMainFile() const {
-    if (exists(mainFile_)) return;
-    throw HostError(-30081, "08001", "there is no database file \"" + mainFile_ + "\"",
+std::string sqliteUri(const std::string& path, const char* how) {
+    std::string uri = "file:";
+    for (const char c : path) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool isPlain = std::isalnum(byte) != 0 || std::strchr("/._-", c) != nullptr;
+        uri += isPlain ? std::string(1, c) : fmt::format("%{:02X}", byte);
+    }
+    return uri + '?' + how;
+}
+
+void requireSqliteFile(const std::string& path) {
+    if (exists(path)) return;
+    throw HostError(-30081, "08001", "there is no database file \"" + path + "\"",
                     "\"kelpolicy init\", with the same --instance and --database, makes it.");
 }
 
-void Session::attachPolicySchema() {
-    if (mainFile_.empty() || !reads_) mainFile_ = firstText("PRAGMA database_list", 3);
-    databaseName_ = mainFile_.empty() ? "memory" : fs::path(mainFile_).stem().string();
-    if (!mainFile_.empty()) policyFile_ = fs::path(mainFile_).replace_extension(".systools.db").string();
-    if (policyFile_.empty() || (reads_ && !exists(policyFile_))) {
-        require(run("ATTACH ':memory:' AS SYSTOOLS"), "cannot use the database");
-    } else if (reads_) {
-        attachToRead();
+void SqliteFiles::attach(Database& database, std::string mainFile) {
+    const bool reads = database.access() == Access::read;
+    if (mainFile.empty() || !reads) mainFile = firstText(database, "PRAGMA database_list", 3);
+    databaseName_ = mainFile.empty() ? "memory" : fs::path(mainFile).stem().string();
+    if (!mainFile.empty()) policyFile_ = fs::path(mainFile).replace_extension(".systools.db").string();
+    if (policyFile_.empty() || (reads && !exists(policyFile_))) {
+        require(database.run("ATTACH ':memory:' AS SYSTOOLS"), "cannot use the database");
+    } else if (reads) {
+        attachToRead(database);
     } else {
-        attachToChange();
+        attachToChange(database, mainFile);
     }
 }
 
-Outcome Session::attach(const std::string& name) {
-    Outcome outcome = run("ATTACH " + inQuotes(name) + " AS SYSTOOLS");
+Outcome SqliteFiles::attachPolicies(Database& database, const std::string& name) {
+    Outcome outcome = database.run("ATTACH " + inQuotes(name) + " AS SYSTOOLS");
     if (outcome.failed()) return outcome;
-    outcome = run("SELECT count(*) FROM SYSTOOLS.sqlite_master");
-    if (outcome.failed()) run("DETACH SYSTOOLS");
+    outcome = database.run("SELECT count(*) FROM SYSTOOLS.sqlite_master");
+    if (outcome.failed()) database.run("DETACH SYSTOOLS");
     return outcome;
 }
 
 // Write-ahead logging lets readers and a writer work side by side and survives a killed process; the mode stays with
 // the file.
-void Session::attachToChange() {
-    const Outcome opened = run("SELECT count(*) FROM main.sqlite_master");
-    if (opened.failed()) failOpening(mainFile_, opened);
-    const Outcome attached = attach(policyFile_);
+void SqliteFiles::attachToChange(Database& database, const std::string& mainFile) {
+    const Outcome opened = database.run("SELECT count(*) FROM main.sqlite_master");
+    if (opened.failed()) failOpening(mainFile, opened);
+    const Outcome attached = attachPolicies(database, policyFile_);
     if (attached.failed()) failOpening(policyFile_, attached);
     for (const char* schema : {"main", "SYSTOOLS"}) {
         const std::string mode = std::string("PRAGMA ") + schema + ".journal_mode";
         // Another process may be changing the mode at this moment; without the change the file works as well.
-        if (firstText(mode.c_str(), 1) != "wal") run(mode + " = WAL");
+        if (firstText(database, mode, 1) != "wal") database.run(mode + " = WAL");
     }
 }
 
 // Who may write beside the file shares it as everybody does, and leaves nothing behind. Who may not can still do so
 // while others have it open. Else nobody writes to it, most likely, and what it holds is all there is unless a log of
 // changes stands beside it; whether nobody did is seen at the end.
-void Session::attachToRead() {
+void SqliteFiles::attachToRead(Database& database) {
     const std::optional<FileState> before = stateOf(policyFile_);
-    const Outcome shared = attach(fileUri(policyFile_, "mode=rw"));
+    const Outcome shared = attachPolicies(database, sqliteUri(policyFile_, "mode=rw"));
     if (!shared.failed()) return;
-    if (isDamage(shared) || std::string_view(shared.sqlstate) == "40001") failOpening(policyFile_, shared);
+    if (isDamage(shared) || shared.state() == "40001") failOpening(policyFile_, shared);
     const std::string changes = policyFile_ + "-wal";
     const std::optional<FileState> log = stateOf(changes);
     if (log.has_value() && log->size > 0) {
@@ -132,14 +145,14 @@ void Session::attachToRead() {
                         "Run \"kelpolicy init\" as the owner of the directory, which puts them in their place; or copy "
                         "the instance directory to where you may write, and name the copy with --instance.");
     }
-    const Outcome alone = attach(fileUri(policyFile_, "immutable=1"));
+    const Outcome alone = attachPolicies(database, sqliteUri(policyFile_, "immutable=1"));
     if (alone.failed()) failOpening(policyFile_, alone);
     readAlone_ = before;
 }
 
-void Session::requireUnchanged() const {
-    if (!readAlone_.has_value() || readAlone_ == stateOf(policyFile_)) return;
-    throw HostError(-911, "40001", "the database file \"" + policyFile_ + "\" was written to while it was read");
+Outcome SqliteFiles::confirmReads() const {
+    if (!readAlone_.has_value() || readAlone_ == stateOf(policyFile_)) return {};
+    return failure("40001", "the database file \"" + policyFile_ + "\" was written to while it was read");
 }
 
 }  // namespace kelhost

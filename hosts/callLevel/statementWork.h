@@ -11,24 +11,28 @@
 
 namespace kelhost {
 
-/* Records what the driver said about a call that did not simply succeed. */
-SQLRETURN answer(Statement& statement, SQLRETURN result);
-
 /* Refuses texts that must not run inside an engine context. */
 SQLRETURN prepareStatement(Statement& statement, std::string_view text);
 SQLRETURN executeStatement(Statement& statement);
 SQLRETURN executeText(Statement& statement, std::string_view text);
 
-/* As SQLBindParameter, SQLFetch, SQLGetData and SQLCloseCursor. */
-SQLRETURN bindValue(Statement& statement, SQLUSMALLINT parameter, SQLSMALLINT direction, SQLSMALLINT cType,
-                    SQLSMALLINT sqlType, SQLULEN columnSize, SQLSMALLINT decimals, SQLPOINTER value, SQLLEN size,
-                    SQLLEN* indicator);
+/* All that is wrong with a prepared text comes out, whatever the database puts off to its first run; the columns of its
+ * rows are counted. */
+SQLRETURN compileStatement(Statement& statement, unsigned& columns);
+
+/* As SQLBindParameter, SQLFetch, SQLGetData, SQLCloseCursor, SQLNumResultCols and SQLDescribeCol. */
+SQLRETURN bindValue(Statement& statement, SQLSMALLINT direction, const BoundValue& bound);
 SQLRETURN fetchRow(Statement& statement);
 SQLRETURN getValue(Statement& statement, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER value, SQLLEN size,
                    SQLLEN* indicator);
 SQLRETURN closeResult(Statement& statement);
+SQLRETURN countColumns(Statement& statement, SQLSMALLINT& count);
+SQLRETURN describeColumn(Statement& statement, SQLUSMALLINT column, ColumnDescription& description);
 
-/* Gives the driver's statement back; the statement is then a new one without a session. */
+/* A column's whole value, until the next call on the statement. */
+SQLRETURN readWhole(Statement& statement, SQLUSMALLINT column, ValueForm form, OutputValue& value);
+
+/* Gives the prepared statement back; the statement is then a new one without a session. */
 void endStatement(Statement& statement) noexcept;
 
 /* A statement of the host's own, ended at the end of the scope. REQUIRES: the session lives longer. */

@@ -54,6 +54,7 @@ DriverManager load() {
     library.take(functions.describeCol, "SQLDescribeCol");
     library.take(functions.rowCount, "SQLRowCount");
     library.take(functions.freeStmt, "SQLFreeStmt");
+    library.take(functions.cancel, "SQLCancel");
     library.take(functions.getDiagRec, "SQLGetDiagRec");
     return functions;
 }

@@ -29,6 +29,7 @@ struct DriverManager {
     decltype(&SQLDescribeCol) describeCol;
     decltype(&SQLRowCount) rowCount;
     decltype(&SQLFreeStmt) freeStmt;
+    decltype(&SQLCancel) cancel;
     decltype(&SQLGetDiagRec) getDiagRec;
 };
 

@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "callLevelCounts.h"
 #include "engineContext.h"
@@ -46,16 +47,28 @@ private:
     std::filesystem::path path_;
 };
 
+/* Which database the tests run on: empty, the embedded one. "{files}" stands for the instance's folder of databases. */
 inline std::string testConnection() {
     const char* connection = std::getenv("KELPOLICY_TEST_CONNECTION");
     return connection == nullptr ? "" : connection;
+}
+
+inline std::string testConnection(const kelhost::Instance& instance) {
+    constexpr std::string_view place = "{files}";
+    std::string connection = testConnection();
+    const size_t found = connection.find(place);
+    return found == std::string::npos ? connection : connection.replace(found, place.size(), instance.databaseFiles());
+}
+
+inline bool isPostgres() {
+    return testConnection().find("PostgreSQL") != std::string::npos;
 }
 
 /* One unit of work on the database of the test's instance. */
 class HostContext {
 public:
     HostContext(const kelhost::Instance& instance, std::chrono::milliseconds lockTimeout)
-        : context_(instance, {.connection = testConnection(), .lockTimeout = lockTimeout}) {}
+        : context_(instance, {.connection = testConnection(instance), .lockTimeout = lockTimeout}) {}
 
     void bind() { bound_.emplace(context_); }
     void unbind() { bound_.reset(); }
@@ -74,7 +87,7 @@ private:
 class HostTest : public ::testing::Test {
 public:
     HostTest() {
-        if (!testConnection().empty()) dropPolicySchema();
+        if (isPostgres()) dropPolicySchema();
     }
     ~HostTest() override {
         EXPECT_EQ(kelhost::memoryTotal().blocks, blocksBefore_) << kelhost::describeMemoryInUse();

@@ -10,13 +10,10 @@ namespace {
 
 using hosttest::Client;
 using hosttest::ContextTest;
+using hosttest::isPostgres;
 using hosttest::tokensOf;
 using kelhost::EngineContext;
 using kelhost::HostError;
-
-bool isPostgres() {
-    return !hosttest::testConnection().empty();
-}
 
 bool isExtensionLoaded() {
     void* const library = ::dlopen(KELPOLICY_HOSTILE_EXTENSION, RTLD_NOW | RTLD_NOLOAD);
@@ -35,6 +32,7 @@ constexpr const char* notCalled = "42501";
 constexpr const char* notTaken = "42601";
 constexpr const char* noSuchTable = "42704";
 constexpr const char* anyFailure = "";
+constexpr const char* noHarm = "?"; /* it fails, or runs and does none: drivers read it in ways of their own */
 
 struct HostileText {
     const char* text;
@@ -178,7 +176,7 @@ const HostileText hostileTexts[] = {
     {"SELECT MED FROM SYSTOOLS.POLICY WHERE NAME='' AND NAME=(ARRAY['x]'])[1]; DELETE FROM SYSTOOLS.POLICY; COMMIT "
      "--' ",
      anyFailure, notTaken},
-    {"SELECT 1 ` 2; DELETE FROM SYSTOOLS.POLICY; COMMIT --`", anyFailure, notTaken},
+    {"SELECT 1 ` 2; DELETE FROM SYSTOOLS.POLICY; COMMIT --`", noHarm, notTaken},
     {"SELECT E'\\'' ; DELETE FROM SYSTOOLS.POLICY; COMMIT --'", anyFailure, notTaken},
     {"SELECT e'a'\n'\\' ' || pg_read_file('x') --'", anyFailure, notTaken},
     {"SELECT U&'\\0027' ; DELETE FROM SYSTOOLS.POLICY; COMMIT --'", notTaken, notTaken},
@@ -207,8 +205,10 @@ TEST_F(HostileTextTest, NoneReachesPastTheRows) {
         {
             Client client;
             const SQLRETURN result = client.run(withExtension(hostile.text));
-            EXPECT_EQ(result, expected == nullptr ? SQL_SUCCESS : SQL_ERROR);
-            if (expected != nullptr && *expected != '\0') {
+            if (expected != noHarm) {
+                EXPECT_EQ(result, expected == nullptr ? SQL_SUCCESS : SQL_ERROR);
+            }
+            if (expected != nullptr && expected != anyFailure && expected != noHarm) {
                 EXPECT_EQ(client.state(), expected) << tokensOf(client.ca());
             }
         }
@@ -221,13 +221,14 @@ TEST_F(HostileTextTest, NoneReachesPastTheRows) {
     }
 }
 
-// The driver would let a statement load it.
+// The driver would let a statement load it; SQLite's own interface lets not even the host's own.
 TEST_F(HostileTextTest, TheExtensionIsOneThatCanBeLoaded) {
     if (isPostgres()) GTEST_SKIP() << "SQLite's";
-    EngineContext* const engine = EngineContext::current();
-    const kelhost::Outcome loaded = engine->session().run(withExtension("SELECT load_extension('@')"));
-    EXPECT_FALSE(loaded.failed()) << loaded.detail;
-    EXPECT_TRUE(isExtensionLoaded());
+    const bool isDriver = !hosttest::testConnection().empty();
+    kelhost::Session& session = EngineContext::current()->session();
+    const kelhost::Outcome loaded = session.database().run(withExtension("SELECT load_extension('@')"));
+    EXPECT_NE(loaded.failed(), isDriver) << loaded.detail;
+    EXPECT_EQ(isExtensionLoaded(), isDriver);
 }
 
 TEST_F(HostileTextTest, TheFunctionIsNamed) {

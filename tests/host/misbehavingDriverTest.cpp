@@ -147,10 +147,10 @@ TEST_F(MisbehavingDriver, AnExceptionEndsAStatementAsAFailureDoes) {
     insertOne();
     kelhost::Session& session = context->session();
     const auto work = [&]() -> kelhost::Outcome {
-        session.run("ROLLBACK");
+        session.database().run("ROLLBACK");
         throw std::bad_alloc();
     };
-    EXPECT_THROW(session.asStatement(kelhost::SqlKind::change, work), std::bad_alloc);
+    EXPECT_THROW(session.unit().asStatement(kelhost::SqlKind::change, work), std::bad_alloc);
     expectLost(*context);
 }
 

@@ -7,29 +7,16 @@
 
 #include <sql.h>
 
-#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "database.h"
 #include "instance.h"
 
 namespace kelhost {
 
 class Session;
-
-enum class Access {
-    change, /* what a statement or the library finds missing may be made */
-    read,   /* nothing is made and nothing is written, so no right to write is needed */
-};
-
-struct DatabaseOptions {
-    std::string connection{}; /* of the ODBC driver manager; empty: the embedded database */
-    /* How long a statement waits for another unit of work, at least a millisecond. For SQLite the connection string
-     * decides instead where it has a Timeout of its own. */
-    std::chrono::milliseconds lockTimeout{10000};
-    Access access = Access::change;
-};
 
 /* What to do about a database file that is damaged. */
 std::string adviceOnDamage(const std::string& path);
@@ -37,7 +24,9 @@ std::string adviceOnDamage(const std::string& path);
 class EngineContext {
 public:
     /* Opens the session. Throws HostError. */
-    explicit EngineContext(Instance instance, const DatabaseOptions& options = {});
+    explicit EngineContext(const Instance& instance, const DatabaseOptions& options = {})
+        : EngineContext(instance, openDatabase(instance, options)) {}
+    EngineContext(Instance instance, std::unique_ptr<Database> database);
 
     /* Rolls back what was not committed and closes the session. Handles that are still joined to it become invalid
      * (statements) or unconnected (connections). REQUIRES: not bound to a thread. */

@@ -60,10 +60,12 @@ void addGlobalOptions(Command program, GlobalOptions& options) {
         .environment("KELPOLICY_INSTANCE");
     const Option connection =
         program
-            .option("--database", options.database,
-                    "ODBC connection string of the database, without a password, which others could see (default: "
-                    "$KELPOLICY_DATABASE, else the file in the instance directory)")
-            .type("CONNECTION")
+            .option(
+                "--database", options.database,
+                "The database: a SQLite file, sqlite:FILE for one that may be missing, or an ODBC connection string "
+                "without a password, which others could see (default: $KELPOLICY_DATABASE, else the file in the "
+                "instance directory)")
+            .type("DATABASE")
             .notEmpty();
     program
         .option("--database-file", options.databaseFile,
